@@ -1,0 +1,55 @@
+# How the layers and the library are put together.
+
+add_library(pmstore_warnings INTERFACE)
+target_compile_options(pmstore_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+  $<$<BOOL:${PMSTORE_WERROR}>:-Werror>)
+
+# What a user of the public headers needs.
+add_library(pmstore_headers INTERFACE)
+target_include_directories(pmstore_headers INTERFACE
+  ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/platform ${PROJECT_SOURCE_DIR}/commonbase/src)
+
+# A layer of the library: no exceptions and no run-time type information, so that nothing can be thrown
+# through an export and an allocation failure is always a result; nothing visible but the exports.
+function(pmstore_library_layer name)
+  target_link_libraries(${name} PUBLIC pmstore_headers PRIVATE pmstore_warnings)
+  target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
+  set_target_properties(${name} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+endfunction()
+
+# All of the library's objects as one static library, for tests that reach inside and for tools that embed it.
+add_library(pmstore_static STATIC)
+target_link_libraries(pmstore_static PUBLIC pmstore_headers)
+set_target_properties(pmstore_static PROPERTIES OUTPUT_NAME pmstore_inside)
+
+# The shared library, exporting exactly the names of exports.txt.
+function(pmstore_shared_library name)
+  set(list "${PROJECT_SOURCE_DIR}/exports.txt")
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${list}")
+  file(STRINGS "${list}" exports)
+
+  add_library(${name} SHARED library.cpp)
+  pmstore_library_layer(${name})
+  target_link_libraries(${name} PRIVATE platform commonbase storage catalogue)
+  target_link_libraries(pmstore_static PRIVATE platform commonbase storage catalogue)
+  set_target_properties(${name} PROPERTIES
+    VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
+    LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR} RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}
+    ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
+
+  if(WIN32)
+    list(JOIN exports "\n" names)
+    set(def "${PROJECT_BINARY_DIR}/${name}.def")
+    file(CONFIGURE OUTPUT "${def}" CONTENT "LIBRARY ${name}.dll\nEXPORTS\n${names}\n" @ONLY)
+    target_sources(${name} PRIVATE "${def}")
+    set_target_properties(${name} PROPERTIES PREFIX "")
+    target_link_options(${name} PRIVATE -static)
+  else()
+    list(JOIN exports ";\n" names)
+    set(map "${PROJECT_BINARY_DIR}/${name}.map")
+    file(CONFIGURE OUTPUT "${map}" CONTENT "{\nglobal:\n${names};\nlocal: *;\n};\n" @ONLY)
+    target_link_options(${name} PRIVATE "-Wl,--version-script=${map}" -Wl,--no-undefined -Wl,-z,defs)
+    set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS "${map}")
+  endif()
+endfunction()

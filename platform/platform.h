@@ -1,0 +1,121 @@
+// Everything the operating system does for us, on one interface.
+//
+// posix.cpp and win32.cpp each implement the whole of it; no other file includes a system header.
+// Paths are zero-terminated PmChar strings. On POSIX a path becomes UTF-8 (an unpaired surrogate is encoded
+// as its three bytes, so no two paths collide) and '\' separates folders as '/' does.
+//
+// Invariants:
+//  1. A File reads and writes at explicit positions and buffers nothing: what writeAt accepted has left the
+//     process.
+//  2. sync() and the functions on names report a failure of the medium; nothing here retries one.
+//  3. Nothing here allocates on the heap, except where the system does so itself.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+#include "platform/pmtypes.h"
+
+namespace platform {
+
+// What tells one state of a file from another: which file it is, how long, and when it was last written.
+struct FileStamp {
+  uint64_t volume = 0;
+  uint64_t number = 0;
+  uint64_t size = 0;
+  int64_t time = 0;
+  bool operator==(const FileStamp& other) const {
+    return volume == other.volume && number == other.number && size == other.size && time == other.time;
+  }
+};
+
+enum class Access { kRead, kReadWrite };
+
+// An open file; the destructor closes it.
+class File {
+ public:
+  File() = default;
+  ~File();
+  File(const File&) = delete;
+  File& operator=(const File&) = delete;
+
+  // Opens an existing regular file. False when it cannot be opened; a directory never can.
+  bool open(const PmChar* path, Access access);
+
+  // Makes a new empty file for reading and writing, for its owner alone. False when an entry of that name
+  // exists or the file cannot be made.
+  bool createNew(const PmChar* path);
+
+  bool isOpen() const;
+
+  // Reads up to `size` bytes at `position`; the number read, short at the end of the file or on an error.
+  size_t readAt(uint64_t position, void* bytes, size_t size) const;
+
+  // Writes `size` bytes at `position`; the number written, short on an error.
+  size_t writeAt(uint64_t position, const void* bytes, size_t size);
+
+  // Copies `size` bytes at `position` of `source` to the same position here. False on a short read or write.
+  bool copyRange(const File& source, uint64_t position, uint64_t size);
+
+  bool setSize(uint64_t size);
+
+  // Carries everything written so far to the medium.
+  bool sync();
+
+  // Gives this file the access rights of `other`, where the system keeps them with a file.
+  bool copyAccessRights(const File& other);
+
+  // False when the system does not answer.
+  bool stamp(FileStamp* result) const;
+
+  // Closes; false when the system reports an error that it had kept back. Closing a closed file is true.
+  bool close();
+
+ private:
+#if defined(_WIN32)
+  void* handle_ = nullptr;
+#else
+  int descriptor_ = -1;
+#endif
+};
+
+// Whether an entry of that name (a file or a directory) exists.
+bool Exists(const PmChar* path);
+
+// The size in bytes, 0 for a directory, -1 when no entry of that name exists.
+int64_t SizeOf(const PmChar* path);
+
+bool StampOf(const PmChar* path, FileStamp* result);
+
+bool Remove(const PmChar* path);
+
+// Gives a file another name in the same folder, replacing a file that has it. The names are durable after the
+// next SyncFolder of either path.
+bool Rename(const PmChar* from, const PmChar* to);
+
+// Carries the names in the folder that holds `path` to the medium.
+bool SyncFolder(const PmChar* path);
+
+// Sets or clears the hidden attribute. Hiding succeeds and does nothing where a file system has none.
+bool SetHidden(const PmChar* path, bool hidden);
+
+// A standard stream on a wide path, or null; `mode` as for fopen, at most 4 characters of it.
+std::FILE* OpenStream(const PmChar* path, const char* mode);
+
+// Sets the length of the file at `path`, creating it when it is missing. 0 on success and also when the file
+// cannot be opened at all; -1 when the length could not be set.
+int32_t SetLength(const PmChar* path, int32_t size);
+
+// The full path of the running program, cut at `size` characters; its length, or 0 on failure.
+int32_t ProgramPath(PmChar* buffer, int32_t size);
+
+// The separator that ends a folder in this system's own paths.
+PmChar FolderSeparator();
+
+// Whether `c` ends the folder part of a path.
+bool IsFolderSeparator(PmChar c);
+
+// Overwrites memory with zeros in a way the compiler does not remove.
+void Wipe(void* bytes, size_t size);
+
+}  // namespace platform

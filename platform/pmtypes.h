@@ -1,0 +1,28 @@
+/*
+ * The types that every public header shares: the fixed-width integers, the character of a path or a
+ * user-data string, and the mark of an exported function.
+ *
+ * Strings at this boundary are zero-terminated UTF-16 and are compared code unit by code unit. One
+ * PmChar is one UTF-16 code unit: wchar_t on Windows, char16_t everywhere else.
+ *
+ * Exported functions have the C calling convention (cdecl on 32-bit Windows) and undecorated names.
+ * No exception ever leaves one.
+ */
+#ifndef PMTYPES_H
+#define PMTYPES_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(_WIN32)
+typedef wchar_t PmChar;
+#define PM_EXPORT
+#else
+#if !defined(__cplusplus)
+#include <uchar.h>
+#endif
+typedef char16_t PmChar;
+#define PM_EXPORT __attribute__((visibility("default")))
+#endif
+
+#endif
