@@ -1,0 +1,55 @@
+// A growable array of plain values whose growth can fail without a change: reserve first, then add.
+//
+// Invariants:
+//  1. Only reserve() allocates; add() needs room that reserve() made.
+//  2. Growth is geometric, so that adding n values costs O(n).
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <type_traits>
+
+namespace commonbase {
+
+template <typename T>
+class GrowArray {
+  static_assert(std::is_trivially_copyable<T>::value, "values are moved with realloc");
+
+ public:
+  GrowArray() = default;
+  ~GrowArray() { std::free(values_); }
+  GrowArray(const GrowArray&) = delete;
+  GrowArray& operator=(const GrowArray&) = delete;
+
+  // Makes room for `size` values in all. False when there is no memory; nothing has changed then.
+  bool reserve(uint32_t size) {
+    if (size <= capacity_) return true;
+    const uint64_t wanted = size < 8 ? 8 : uint64_t{size} + size / 2;
+    if (wanted > SIZE_MAX / sizeof(T) || wanted > UINT32_MAX) return false;
+    T* values = static_cast<T*>(std::realloc(values_, static_cast<size_t>(wanted) * sizeof(T)));
+    if (values == nullptr) return false;
+    values_ = values;
+    capacity_ = static_cast<uint32_t>(wanted);
+    return true;
+  }
+
+  void add(const T& value) { values_[size_++] = value; }
+  void removeLast() { --size_; }
+  void clear() { size_ = 0; }
+
+  uint32_t size() const { return size_; }
+  bool empty() const { return size_ == 0; }
+  T& operator[](uint32_t i) { return values_[i]; }
+  const T& operator[](uint32_t i) const { return values_[i]; }
+  T* begin() { return values_; }
+  T* end() { return values_ + size_; }
+  const T* begin() const { return values_; }
+  const T* end() const { return values_ + size_; }
+
+ private:
+  T* values_ = nullptr;
+  uint32_t size_ = 0;
+  uint32_t capacity_ = 0;
+};
+
+}  // namespace commonbase

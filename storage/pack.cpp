@@ -1,0 +1,48 @@
+#include "storage/pack.h"
+
+#include <cstring>
+
+#include "storage/checksum.h"
+#include "storage/format.h"
+#include "storage/result.h"
+
+namespace storage {
+
+void FillPacketPadding(uint8_t* dest, int32_t byteCount, const uint8_t* source) {
+  const uint32_t words = static_cast<uint32_t>(byteCount) / 4;
+  for (uint32_t i = 0; i < words; ++i) StoreU32(dest + 4 * i, i * i + LoadU32(source + 4 * i));
+}
+
+void PackItemData(uint32_t id, const uint8_t* data, uint32_t size, uint16_t packetIndex, uint8_t* block) {
+  PacketHeader header{};
+  header.packetFlag = kPacketFlag;
+  header.formatVersion = kFormatVersion;
+  header.packetType = kSinglePacket;
+  header.dataLength = size;
+  header.itemId = id;
+  if (size > kPacketCapacity) {
+    header.packetType = kPartPacket;
+    header.packetSeq = static_cast<uint16_t>(packetIndex + 1);
+    header.itemOffset = packetIndex * kPacketCapacity;
+    header.dataLength = PacketLength(size, packetIndex);
+  }
+  EncodeHeader(header, block);
+
+  uint8_t* filler = block + kHeaderSize + header.dataLength;
+  const uint32_t fillerSize = kPacketCapacity - header.dataLength;
+  std::memcpy(block + kHeaderSize, data + header.itemOffset, header.dataLength);
+  std::memset(filler, 0, fillerSize);
+  FillPacketPadding(filler, static_cast<int32_t>(fillerSize), block);
+
+  StoreU32(block + kChecksumOffset, GetCRCValue(block, kHeaderSize + header.dataLength));
+  StoreU32(block + kTrailerOffset, kTrailerMagic);
+}
+
+int32_t CheckPacket(const uint8_t* block) {
+  const uint32_t dataLength = DecodeHeader(block).dataLength;
+  if (dataLength > kPacketCapacity) return kBadData;
+  const uint32_t sum = GetCRCValue(block, kHeaderSize + dataLength);
+  return sum == LoadU32(block + kChecksumOffset) ? kOk : kBadData;
+}
+
+}  // namespace storage
