@@ -1,0 +1,102 @@
+#include "file.h"
+
+#include <cstring>
+
+#include "platform/platform.h"
+
+namespace commonbase {
+namespace {
+
+// A stream of this file's own: unbuffered, so that every write tells at once whether it worked.
+FILE* OpenUnbuffered(const PmChar* path, const char* mode) {
+  FILE* stream = FOpen(path, mode);
+  if (stream != nullptr) std::setvbuf(stream, nullptr, _IONBF, 0);
+  return stream;
+}
+
+}  // namespace
+}  // namespace commonbase
+
+int32_t FExists(const PmChar* path) {
+  return platform::Exists(path) ? 0 : -1;
+}
+
+FILE* FOpen(const PmChar* path, const char* mode) {
+  return platform::OpenStream(path, mode);
+}
+
+int32_t FClose(FILE* stream) {
+  return std::fclose(stream);
+}
+
+int32_t FRead(void* buffer, uint32_t elementSize, uint32_t elementCount, FILE* stream) {
+  return static_cast<int32_t>(std::fread(buffer, elementSize, elementCount, stream));
+}
+
+int32_t FReadLine(char* buffer, int32_t size, FILE* stream) {
+  if (buffer == nullptr || size < 1) return -3;
+  std::memset(buffer, 0, static_cast<size_t>(size));
+  if (std::fgets(buffer, size, stream) == nullptr) return -3;
+  return static_cast<int32_t>(std::strlen(buffer));
+}
+
+int32_t FWrite(const void* buffer, uint32_t elementSize, uint32_t elementCount, FILE* stream) {
+  return static_cast<int32_t>(std::fwrite(buffer, elementSize, elementCount, stream));
+}
+
+int32_t FSeek(FILE* stream, int32_t offset, int32_t origin) {
+  return std::fseek(stream, offset, origin);
+}
+
+int32_t FEof(FILE* stream) {
+  return std::feof(stream);
+}
+
+int32_t FSize(const PmChar* path) {
+  return static_cast<int32_t>(platform::SizeOf(path));
+}
+
+int32_t GetCurDir(int32_t size, PmChar* buffer) {
+  const int32_t length = platform::ProgramPath(buffer, size);
+  if (length <= 0) return length;
+  PmChar* end = nullptr;
+  for (PmChar* c = buffer; *c != 0; ++c)
+    if (*c == platform::FolderSeparator()) end = c + 1;
+  if (end != nullptr) *end = 0;
+  return length;
+}
+
+int32_t FDelete(const PmChar* path) {
+  return platform::Remove(path) ? 0 : -1;
+}
+
+int32_t FTruncate(const PmChar* path, int32_t size) {
+  return platform::SetLength(path, size);
+}
+
+int32_t FFlush(FILE* stream) {
+  return std::fflush(stream);
+}
+
+int32_t FCopyToFile(const PmChar* source, const PmChar* destination) {
+  FILE* from = commonbase::OpenUnbuffered(source, "rb");
+  if (from == nullptr) return -2;
+  FILE* to = commonbase::OpenUnbuffered(destination, "wb");
+  if (to == nullptr) {
+    std::fclose(from);
+    return -2;
+  }
+
+  bool failed = false;
+  char buffer[16 * 1024];
+  while (const size_t read = std::fread(buffer, 1, sizeof buffer, from))
+    if (std::fwrite(buffer, read, 1, to) == 0) failed = true;
+  platform::Wipe(buffer, sizeof buffer);
+  std::fclose(from);
+  if (std::fclose(to) != 0) failed = true;
+  return failed ? -4 : 0;
+}
+
+int32_t FSetHideAttribute(const PmChar* path, int32_t hide) {
+  return platform::SetHidden(path, hide != 0);
+}

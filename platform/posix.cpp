@@ -1,0 +1,353 @@
+// The platform layer on Linux.
+#if !defined(_FILE_OFFSET_BITS)
+#define _FILE_OFFSET_BITS 64
+#endif
+
+#include "platform/platform.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+namespace platform {
+namespace {
+
+// The attribute in which SMB servers and Windows compatibility layers keep a file's DOS attributes: the
+// number in hexadecimal text, without a terminator. 0x2 is the hidden attribute.
+constexpr char kDosAttributes[] = "user.DOSATTRIB";
+constexpr char kHidden[] = "0x2";
+
+constexpr mode_t kOwnerOnly = S_IRUSR | S_IWUSR;
+constexpr mode_t kAccessRights = S_IRWXU | S_IRWXG | S_IRWXO;
+
+// Calls a system function again as long as a signal interrupts it.
+template <typename Call>
+auto Uninterrupted(Call call) {
+  auto result = call();
+  while (result < 0 && errno == EINTR) result = call();
+  return result;
+}
+
+// A path as the system takes it. A null path, and one too long for any system call, become the empty path,
+// which names nothing, so that whatever is tried with it fails.
+class Utf8Path {
+ public:
+  explicit Utf8Path(const PmChar* path) {
+    if (path == nullptr || !convert(path)) bytes_[0] = '\0';
+  }
+
+  const char* get() const { return bytes_; }
+
+  // Turns the path into that of the folder that holds it. False for the empty path.
+  bool toFolder() {
+    if (bytes_[0] == '\0') return false;
+    char* separator = strrchr(bytes_, '/');
+    if (separator == nullptr) {
+      bytes_[0] = '.';
+      bytes_[1] = '\0';
+    } else {
+      separator[separator == bytes_ ? 1 : 0] = '\0';
+    }
+    return true;
+  }
+
+ private:
+  // The most bytes that one character takes, and the terminator.
+  static constexpr size_t kRoom = 4 + 1;
+
+  bool convert(const PmChar* path) {
+    size_t length = 0;
+    for (const PmChar* unit = path; *unit != 0; ++unit) {
+      if (length + kRoom > sizeof bytes_) return false;
+      uint32_t character = *unit;
+      if (character == '\\') character = '/';
+      const bool pair = (character & 0xFC00) == 0xD800 && (unit[1] & 0xFC00) == 0xDC00;
+      if (pair) character = 0x10000 + ((character & 0x3FF) << 10) + (*++unit & 0x3FFu);
+      length = append(character, length);
+    }
+    bytes_[length] = '\0';
+    return true;
+  }
+
+  size_t append(uint32_t character, size_t length) {
+    if (character < 0x80) {
+      bytes_[length++] = static_cast<char>(character);
+      return length;
+    }
+    const int following = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
+    const uint32_t mark = (0xF00u >> following) & 0xFF;
+    bytes_[length++] = static_cast<char>(mark | character >> (6 * following));
+    for (int i = following - 1; i >= 0; --i)
+      bytes_[length++] = static_cast<char>(0x80 | ((character >> (6 * i)) & 0x3F));
+    return length;
+  }
+
+  char bytes_[PATH_MAX];
+};
+
+// Opens a regular file, or gives -1. Not blocking keeps a pipe from holding us up; only a regular file that
+// somebody else holds a lease on answers that it would block, and that one is worth waiting for.
+int OpenRegular(const char* path, int flags) {
+  flags |= O_CLOEXEC | O_NOCTTY;
+  int descriptor = Uninterrupted([&] { return ::open(path, flags | O_NONBLOCK); });
+  if (descriptor < 0 && errno == EWOULDBLOCK) descriptor = Uninterrupted([&] { return ::open(path, flags); });
+  if (descriptor < 0) return -1;
+
+  struct stat status;
+  if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) return descriptor;
+  ::close(descriptor);
+  return -1;
+}
+
+FileStamp ToStamp(const struct stat& status) {
+  FileStamp stamp;
+  stamp.volume = status.st_dev;
+  stamp.number = status.st_ino;
+  stamp.size = static_cast<uint64_t>(status.st_size);
+  stamp.time = static_cast<int64_t>(static_cast<uint64_t>(status.st_mtim.tv_sec) * 1000000000u +
+                                    static_cast<uint64_t>(status.st_mtim.tv_nsec));
+  return stamp;
+}
+
+// The next character of UTF-8 text; a byte that starts none is replaced. The surrogates that Utf8Path writes
+// come back as they were.
+uint32_t NextCharacter(const unsigned char*& text) {
+  constexpr uint32_t kReplacement = 0xFFFD;
+  const uint32_t first = *text++;
+  if (first < 0x80) return first;
+  const int following = first >= 0xF0 && first < 0xF8 ? 3 : first >= 0xE0 ? 2 : first >= 0xC0 ? 1 : 0;
+  if (following == 0 || first >= 0xF8) return kReplacement;
+
+  uint32_t character = first & (0x3Fu >> following);
+  for (int i = 0; i < following; ++i) {
+    if ((text[i] & 0xC0) != 0x80) return kReplacement;
+    character = character << 6 | (text[i] & 0x3Fu);
+  }
+  text += following;
+  return character <= 0x10FFFF ? character : kReplacement;
+}
+
+}  // namespace
+
+File::~File() {
+  close();
+}
+
+bool File::open(const PmChar* path, Access access) {
+  close();
+  descriptor_ = OpenRegular(Utf8Path(path).get(), access == Access::kRead ? O_RDONLY : O_RDWR);
+  return isOpen();
+}
+
+bool File::createNew(const PmChar* path) {
+  close();
+  const Utf8Path name(path);
+  descriptor_ =
+      Uninterrupted([&] { return ::open(name.get(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly); });
+  return isOpen();
+}
+
+bool File::isOpen() const {
+  return descriptor_ >= 0;
+}
+
+size_t File::readAt(uint64_t position, void* bytes, size_t size) const {
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t read = Uninterrupted([&] {
+      return pread(descriptor_, static_cast<char*>(bytes) + done, size - done,
+                   static_cast<off_t>(position + done));
+    });
+    if (read <= 0) break;
+    done += static_cast<size_t>(read);
+  }
+  return done;
+}
+
+size_t File::writeAt(uint64_t position, const void* bytes, size_t size) {
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t written = Uninterrupted([&] {
+      return pwrite(descriptor_, static_cast<const char*>(bytes) + done, size - done,
+                    static_cast<off_t>(position + done));
+    });
+    if (written <= 0) break;
+    done += static_cast<size_t>(written);
+  }
+  return done;
+}
+
+bool File::copyRange(const File& source, uint64_t position, uint64_t size) {
+  constexpr uint64_t kMostAtOnce = uint64_t{1} << 30;
+  const uint64_t end = position + size;
+  while (position < end) {
+    off_t from = static_cast<off_t>(position);
+    off_t to = from;
+    const size_t wanted = static_cast<size_t>(std::min(end - position, kMostAtOnce));
+    const ssize_t copied = Uninterrupted(
+        [&] { return copy_file_range(source.descriptor_, &from, descriptor_, &to, wanted, 0); });
+    if (copied <= 0) break;
+    position += static_cast<uint64_t>(copied);
+  }
+
+  // Not every pair of file systems can do that; what is left goes through memory, which also tells a file
+  // that is too short from one that cannot be copied so.
+  char buffer[32 * 1024];
+  while (position < end) {
+    const size_t wanted = static_cast<size_t>(std::min<uint64_t>(end - position, sizeof buffer));
+    if (source.readAt(position, buffer, wanted) != wanted) break;
+    if (writeAt(position, buffer, wanted) != wanted) break;
+    position += wanted;
+    Wipe(buffer, wanted);
+  }
+  return position == end;
+}
+
+bool File::setSize(uint64_t size) {
+  return Uninterrupted([&] { return ftruncate(descriptor_, static_cast<off_t>(size)); }) == 0;
+}
+
+bool File::sync() {
+  return Uninterrupted([&] { return fdatasync(descriptor_); }) == 0;
+}
+
+bool File::copyAccessRights(const File& other) {
+  struct stat status;
+  if (fstat(other.descriptor_, &status) != 0) return false;
+  return fchmod(descriptor_, status.st_mode & kAccessRights) == 0;
+}
+
+bool File::stamp(FileStamp* result) const {
+  struct stat status;
+  if (fstat(descriptor_, &status) != 0) return false;
+  *result = ToStamp(status);
+  return true;
+}
+
+bool File::close() {
+  if (!isOpen()) return true;
+  // The descriptor is gone even when a signal interrupted its closing.
+  const bool closed = ::close(descriptor_) == 0 || errno == EINTR;
+  descriptor_ = -1;
+  return closed;
+}
+
+bool Exists(const PmChar* path) {
+  struct stat status;
+  return lstat(Utf8Path(path).get(), &status) == 0;
+}
+
+int64_t SizeOf(const PmChar* path) {
+  struct stat status;
+  if (stat(Utf8Path(path).get(), &status) != 0) return Exists(path) ? 0 : -1;
+  return S_ISREG(status.st_mode) ? status.st_size : 0;
+}
+
+bool StampOf(const PmChar* path, FileStamp* result) {
+  struct stat status;
+  if (stat(Utf8Path(path).get(), &status) != 0) return false;
+  *result = ToStamp(status);
+  return true;
+}
+
+bool Remove(const PmChar* path) {
+  return unlink(Utf8Path(path).get()) == 0;
+}
+
+bool Rename(const PmChar* from, const PmChar* to) {
+  return rename(Utf8Path(from).get(), Utf8Path(to).get()) == 0;
+}
+
+bool SyncFolder(const PmChar* path) {
+  Utf8Path folder(path);
+  if (!folder.toFolder()) return false;
+  const int descriptor =
+      Uninterrupted([&] { return ::open(folder.get(), O_RDONLY | O_DIRECTORY | O_CLOEXEC); });
+  if (descriptor < 0) {
+    // A folder may be open to writing and closed to reading; then nothing less than everything can be synced.
+    if (errno != EACCES) return false;
+    ::sync();
+    return true;
+  }
+  // A file system that answers EINVAL has no names to sync on their own.
+  const bool synced = Uninterrupted([&] { return fsync(descriptor); }) == 0 || errno == EINVAL;
+  ::close(descriptor);
+  return synced;
+}
+
+bool SetHidden(const PmChar* path, bool hidden) {
+  const Utf8Path name(path);
+  const int result = hidden ? setxattr(name.get(), kDosAttributes, kHidden, strlen(kHidden), 0)
+                            : removexattr(name.get(), kDosAttributes);
+  return result == 0 || errno == ENOTSUP || (!hidden && errno == ENODATA);
+}
+
+std::FILE* OpenStream(const PmChar* path, const char* mode) {
+  if (mode == nullptr) return nullptr;
+  char ownMode[4 + 2] = {};
+  const size_t length = strnlen(mode, 4);
+  memcpy(ownMode, mode, length);
+  ownMode[length] = 'e';  // close on exec
+
+  std::FILE* stream = std::fopen(Utf8Path(path).get(), ownMode);
+  if (stream == nullptr) return nullptr;
+  // A folder opens for reading here, only to fail at the first read; elsewhere it never opens.
+  struct stat status;
+  if (fstat(fileno(stream), &status) == 0 && !S_ISDIR(status.st_mode)) return stream;
+  std::fclose(stream);
+  return nullptr;
+}
+
+int32_t SetLength(const PmChar* path, int32_t size) {
+  const Utf8Path name(path);
+  const int descriptor = Uninterrupted(
+      [&] { return ::open(name.get(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kOwnerOnly); });
+  if (descriptor < 0) return 0;
+  const int result = Uninterrupted([&] { return ftruncate(descriptor, size); });
+  ::close(descriptor);
+  return result == 0 ? 0 : -1;
+}
+
+int32_t ProgramPath(PmChar* buffer, int32_t size) {
+  if (buffer == nullptr || size <= 0) return 0;
+  char bytes[PATH_MAX + 1];
+  const ssize_t read = readlink("/proc/self/exe", bytes, PATH_MAX);
+  if (read <= 0) return 0;
+  bytes[read] = '\0';
+
+  int32_t length = 0;
+  const auto append = [&](uint32_t unit) {
+    if (length < size) buffer[length++] = static_cast<PmChar>(unit);
+  };
+  for (auto text = reinterpret_cast<const unsigned char*>(bytes); *text != 0;) {
+    const uint32_t character = NextCharacter(text);
+    if (character < 0x10000) {
+      append(character);
+    } else {
+      append(0xD800 + ((character - 0x10000) >> 10));
+      append(0xDC00 + (character & 0x3FF));
+    }
+  }
+  buffer[std::min(length, size - 1)] = 0;
+  return length;
+}
+
+PmChar FolderSeparator() {
+  return '/';
+}
+
+bool IsFolderSeparator(PmChar c) {
+  return c == '/' || c == '\\';
+}
+
+void Wipe(void* bytes, size_t size) {
+  if (size != 0) explicit_bzero(bytes, size);
+}
+
+}  // namespace platform
