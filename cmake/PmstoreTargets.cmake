@@ -1,5 +1,9 @@
 # How the layers and the library are put together.
 
+if(WIN32)
+  enable_language(RC)
+endif()
+
 add_library(pmstore_warnings INTERFACE)
 target_compile_options(pmstore_warnings INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion
   $<$<BOOL:${PMSTORE_WERROR}>:-Werror>)
@@ -16,6 +20,10 @@ function(pmstore_library_layer name)
   target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
   set_target_properties(${name} PROPERTIES
     CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+  if(WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # Callers built by other compilers keep the stack aligned to 4 bytes only.
+    target_compile_options(${name} PRIVATE -mstackrealign)
+  endif()
 endfunction()
 
 # All of the library's objects as one static library, for tests that reach inside and for tools that embed it.
@@ -42,9 +50,11 @@ function(pmstore_shared_library name)
     list(JOIN exports "\n" names)
     set(def "${PROJECT_BINARY_DIR}/${name}.def")
     file(CONFIGURE OUTPUT "${def}" CONTENT "LIBRARY ${name}.dll\nEXPORTS\n${names}\n" @ONLY)
-    target_sources(${name} PRIVATE "${def}")
+    set(resource "${PROJECT_BINARY_DIR}/${name}.rc")
+    configure_file("${PROJECT_SOURCE_DIR}/packaging/windows/${name}.rc.in" "${resource}" @ONLY)
+    target_sources(${name} PRIVATE "${def}" "${resource}")
     set_target_properties(${name} PROPERTIES PREFIX "")
-    target_link_options(${name} PRIVATE -static)
+    target_link_options(${name} PRIVATE -static -Wl,--no-insert-timestamp)
   else()
     list(JOIN exports ";\n" names)
     set(map "${PROJECT_BINARY_DIR}/${name}.map")

@@ -118,4 +118,9 @@ bool IsFolderSeparator(PmChar c);
 // Overwrites memory with zeros in a way the compiler does not remove.
 void Wipe(void* bytes, size_t size);
 
+#if defined(_WIN32)
+// Asks the system not to call a library's entry point when threads come and go; `module` is the library's own.
+void QuietThreadNotifications(void* module);
+#endif
+
 }  // namespace platform

@@ -1,0 +1,260 @@
+// The platform on Windows. The only file that includes <windows.h>.
+//
+// Names go to the system as they are, save that one that has grown past the classic limit of 260 characters
+// takes the extended form, so that the longest path the library accepts has its backup too.
+#include <windows.h>
+
+#include <fcntl.h>
+#include <io.h>
+#include <sys/stat.h>
+
+#include <cwchar>
+
+#include "platform/platform.h"
+
+namespace platform {
+
+namespace {
+
+// A path in the form in which the system takes it at its length.
+class SystemPath {
+ public:
+  explicit SystemPath(const PmChar* path) : name_(path) {
+    constexpr PmChar kPrefix[] = L"\\\\?\\";
+    constexpr PmChar kSharePrefix[] = L"\\\\?\\UNC";
+    constexpr size_t kRoom = 8;  // for the longer prefix, of which a share's path overlaps one character
+
+    DWORD length = GetFullPathNameW(path, static_cast<DWORD>(kCapacity - kRoom), buffer_ + kRoom, nullptr);
+    if (length < MAX_PATH || length >= kCapacity - kRoom) return;
+    PmChar* full = buffer_ + kRoom;
+    bool rooted = full[0] == L'\\' && full[1] == L'\\';
+    if (rooted && (full[2] == L'?' || full[2] == L'.')) return;
+    const PmChar* prefix = rooted ? kSharePrefix : kPrefix;
+    PmChar* start = (rooted ? full + 1 : full) - std::wcslen(prefix);
+    std::wmemcpy(start, prefix, std::wcslen(prefix));
+    name_ = start;
+  }
+  SystemPath(const SystemPath&) = delete;
+  SystemPath& operator=(const SystemPath&) = delete;
+
+  operator const PmChar*() const { return name_; }
+
+ private:
+  static constexpr size_t kCapacity = 1024;
+  PmChar buffer_[kCapacity];
+  const PmChar* name_;
+};
+
+constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// The handle of a file on a disk, or null: names of devices and pipes open too, and are closed again here.
+HANDLE OpenDiskFile(const PmChar* path, DWORD access, DWORD disposition) {
+  HANDLE handle =
+      CreateFileW(SystemPath(path), access, kShareAll, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return nullptr;
+  if (GetFileType(handle) == FILE_TYPE_DISK) return handle;
+  CloseHandle(handle);
+  return nullptr;
+}
+
+OVERLAPPED At(uint64_t position) {
+  OVERLAPPED place = {};
+  place.Offset = static_cast<DWORD>(position);
+  place.OffsetHigh = static_cast<DWORD>(position >> 32);
+  return place;
+}
+
+uint64_t Join(DWORD high, DWORD low) {
+  return static_cast<uint64_t>(high) << 32 | low;
+}
+
+bool StampOfHandle(HANDLE handle, FileStamp* result) {
+  BY_HANDLE_FILE_INFORMATION info;
+  if (!GetFileInformationByHandle(handle, &info)) return false;
+  result->volume = info.dwVolumeSerialNumber;
+  result->number = Join(info.nFileIndexHigh, info.nFileIndexLow);
+  result->size = Join(info.nFileSizeHigh, info.nFileSizeLow);
+  result->time =
+      static_cast<int64_t>(Join(info.ftLastWriteTime.dwHighDateTime, info.ftLastWriteTime.dwLowDateTime));
+  return true;
+}
+
+// Looks a name up as a directory search, so that the wildcards of a search count as such.
+bool Look(const PmChar* path, WIN32_FIND_DATAW* entry) {
+  HANDLE search = FindFirstFileW(SystemPath(path), entry);
+  if (search == INVALID_HANDLE_VALUE) return false;
+  FindClose(search);
+  return true;
+}
+
+}  // namespace
+
+File::~File() {
+  close();
+}
+
+bool File::open(const PmChar* path, Access access) {
+  close();
+  DWORD rights = access == Access::kRead ? GENERIC_READ : GENERIC_READ | GENERIC_WRITE;
+  handle_ = OpenDiskFile(path, rights, OPEN_EXISTING);
+  return handle_ != nullptr;
+}
+
+// A new file takes its access rights from its folder, as users expect on this system; copyAccessRights
+// narrows them.
+bool File::createNew(const PmChar* path) {
+  close();
+  handle_ = OpenDiskFile(path, GENERIC_READ | GENERIC_WRITE | WRITE_DAC, CREATE_NEW);
+  return handle_ != nullptr;
+}
+
+bool File::isOpen() const {
+  return handle_ != nullptr;
+}
+
+size_t File::readAt(uint64_t position, void* bytes, size_t size) const {
+  size_t done = 0;
+  while (done < size) {
+    OVERLAPPED place = At(position + done);
+    DWORD count = 0;
+    DWORD wanted = static_cast<DWORD>(size - done);
+    if (!ReadFile(handle_, static_cast<char*>(bytes) + done, wanted, &count, &place) || count == 0) break;
+    done += count;
+  }
+  return done;
+}
+
+size_t File::writeAt(uint64_t position, const void* bytes, size_t size) {
+  size_t done = 0;
+  while (done < size) {
+    OVERLAPPED place = At(position + done);
+    DWORD count = 0;
+    DWORD wanted = static_cast<DWORD>(size - done);
+    if (!WriteFile(handle_, static_cast<const char*>(bytes) + done, wanted, &count, &place) || count == 0)
+      break;
+    done += count;
+  }
+  return done;
+}
+
+bool File::copyRange(const File& source, uint64_t position, uint64_t size) {
+  char chunk[32768];
+  for (uint64_t done = 0; done < size;) {
+    size_t count = size - done < sizeof chunk ? static_cast<size_t>(size - done) : sizeof chunk;
+    if (source.readAt(position + done, chunk, count) != count) return false;
+    if (writeAt(position + done, chunk, count) != count) return false;
+    done += count;
+  }
+  return true;
+}
+
+bool File::setSize(uint64_t size) {
+  LARGE_INTEGER end;
+  end.QuadPart = static_cast<LONGLONG>(size);
+  return SetFilePointerEx(handle_, end, nullptr, FILE_BEGIN) && SetEndOfFile(handle_);
+}
+
+bool File::sync() {
+  return FlushFileBuffers(handle_) != 0;
+}
+
+bool File::copyAccessRights(const File& other) {
+  DWORD flags = 0;
+  if (!GetVolumeInformationByHandleW(handle_, nullptr, 0, nullptr, nullptr, &flags, nullptr, 0)) return false;
+  if ((flags & FILE_PERSISTENT_ACLS) == 0) return true;
+
+  alignas(SECURITY_DESCRIPTOR) char descriptor[4096];
+  DWORD length = 0;
+  return GetKernelObjectSecurity(other.handle_, DACL_SECURITY_INFORMATION, descriptor, sizeof descriptor,
+                                 &length) &&
+         SetKernelObjectSecurity(handle_, DACL_SECURITY_INFORMATION, descriptor);
+}
+
+bool File::stamp(FileStamp* result) const {
+  return StampOfHandle(handle_, result);
+}
+
+bool File::close() {
+  if (handle_ == nullptr) return true;
+  bool closed = CloseHandle(handle_) != 0;
+  handle_ = nullptr;
+  return closed;
+}
+
+bool Exists(const PmChar* path) {
+  WIN32_FIND_DATAW entry;
+  return Look(path, &entry);
+}
+
+int64_t SizeOf(const PmChar* path) {
+  WIN32_FIND_DATAW entry;
+  if (!Look(path, &entry)) return -1;
+  return static_cast<int64_t>(Join(entry.nFileSizeHigh, entry.nFileSizeLow));
+}
+
+bool StampOf(const PmChar* path, FileStamp* result) {
+  HANDLE handle = OpenDiskFile(path, FILE_READ_ATTRIBUTES, OPEN_EXISTING);
+  if (handle == nullptr) return false;
+  bool known = StampOfHandle(handle, result);
+  CloseHandle(handle);
+  return known;
+}
+
+bool Remove(const PmChar* path) {
+  return DeleteFileW(SystemPath(path)) != 0;
+}
+
+bool Rename(const PmChar* from, const PmChar* to) {
+  return MoveFileExW(SystemPath(from), SystemPath(to), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) !=
+         0;
+}
+
+// Nothing is left to do: a rename is written through, and the file system logs changes of names in their
+// order.
+bool SyncFolder(const PmChar*) {
+  return true;
+}
+
+bool SetHidden(const PmChar* path, bool hidden) {
+  DWORD attributes = hidden ? FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_NORMAL : FILE_ATTRIBUTE_NORMAL;
+  return SetFileAttributesW(SystemPath(path), attributes) != 0;
+}
+
+std::FILE* OpenStream(const PmChar* path, const char* mode) {
+  wchar_t wide[5] = {};
+  for (size_t i = 0; i < 4 && mode[i] != '\0'; ++i) wide[i] = static_cast<unsigned char>(mode[i]);
+  return _wfopen(SystemPath(path), wide);
+}
+
+int32_t SetLength(const PmChar* path, int32_t size) {
+  // Binary: in text mode the run-time cuts a Ctrl-Z off the end of a file that it opens for reading and
+  // writing.
+  int descriptor = _wopen(SystemPath(path), _O_RDWR | _O_CREAT | _O_BINARY, _S_IREAD | _S_IWRITE);
+  if (descriptor < 0) return 0;
+  int result = _chsize(descriptor, size);
+  _close(descriptor);
+  return result;
+}
+
+int32_t ProgramPath(PmChar* buffer, int32_t size) {
+  if (size <= 0) return 0;
+  return static_cast<int32_t>(GetModuleFileNameW(nullptr, buffer, static_cast<DWORD>(size)));
+}
+
+PmChar FolderSeparator() {
+  return L'\\';
+}
+
+bool IsFolderSeparator(PmChar c) {
+  return c == L'\\';
+}
+
+void Wipe(void* bytes, size_t size) {
+  SecureZeroMemory(bytes, size);
+}
+
+void QuietThreadNotifications(void* module) {
+  DisableThreadLibraryCalls(static_cast<HMODULE>(module));
+}
+
+}  // namespace platform
