@@ -1,0 +1,47 @@
+// The backup beside a data file: a hidden byte copy, made around every sync and before a compaction.
+//
+// Its name is seen only while it is whole and durable; whatever is not yet, or no longer, goes by the temporary
+// name:
+//
+//   full copy:    temporary file written, durable  -> renamed to the backup's name -> folder durable
+//   stale blocks: backup renamed to the temporary name -> folder durable -> the stale blocks copied, durable
+//                 -> renamed back -> folder durable
+//
+// Only a backup that this engine left itself is brought up to date by its stale blocks: the identity, size and
+// time of both files, noted when they were last equal, must still hold. Anything else is copied whole.
+//
+// Invariants:
+//  1. While the backup's name is seen, its bytes are a state of the data file, durable.
+//  2. While backupKnown holds, data file and backup differ at most in staleBlocks and in length.
+//  3. A failure removes the temporary file. A full copy that fails leaves an older backup alone; an update that
+//     fails leaves none, which is sound, since it only runs beside a whole data file.
+#pragma once
+
+#include <cstdint>
+
+#include "storage/controller.h"
+
+namespace storage {
+
+constexpr uint32_t kMaxBackupPath = kMaxPath + 9;  // "." before the name, ".bak.tmp" behind it
+
+// The index of the first character behind the last folder separator of a path, 0 without one.
+int32_t GetFileNameOffset(const PmChar* path);
+
+// Puts the backup's path into `backup`, a zeroed buffer of kMaxBackupPath + 1 characters.
+void GetBackupFileName(PmChar* backup, const PmChar* path);
+
+// Makes the backup equal to the data file: 0; kCannotOpen when a file cannot be opened, created or renamed;
+// kWriteFailed when the copy could not be written or made durable.
+int32_t BackupDataFile(FileInfo* file);
+
+// Notes the data file's state after the engine's own writes, so that they do not count as somebody else's.
+void StampDataFile(FileInfo* file);
+
+// Deletes the backup and makes that durable; true also when there is none.
+bool DropBackup(FileInfo* file);
+
+// Deletes a temporary backup that a crash left beside the data file.
+void DeleteTemporaryBackup(const PmChar* path);
+
+}  // namespace storage

@@ -1,0 +1,115 @@
+#include "storage/controller.h"
+
+#include <cstring>
+#include <new>
+
+#include "commonbase/src/nodepool.h"
+#include "storage/result.h"
+#include "storage/storage.h"
+
+namespace storage {
+
+namespace {
+
+constexpr int32_t kExpectedFiles = 2;
+
+bool SamePath(const PmChar* a, const PmChar* b) {
+  while (*a != 0 && *a == *b) {
+    ++a;
+    ++b;
+  }
+  return *a == *b;
+}
+
+}  // namespace
+
+PmDataController* controller = nullptr;
+
+int32_t InitPmDataController() {
+  auto* made = static_cast<PmDataController*>(Malloc(sizeof(PmDataController)));
+  if (made == nullptr) return kNoController;
+  made->currentFile = nullptr;
+  made->openFiles = CreateEmptysList(kExpectedFiles);
+  made->blockBuffer = static_cast<uint8_t*>(Malloc(kBufferBlocks * kBlockSize));
+  if (made->openFiles != nullptr && made->blockBuffer != nullptr) {
+    controller = made;
+    return kOk;
+  }
+  const int32_t result = made->openFiles == nullptr ? kNoItem : kNoController;
+  if (made->openFiles != nullptr) FreesList(made->openFiles);
+  Free(made->blockBuffer);
+  Free(made);
+  return result;
+}
+
+int32_t ReleasePmDataController() {
+  if (controller == nullptr) return kOk;
+  while (SListNode* first = FirstListNode(controller->openFiles->header)) {
+    CloseDataFile(static_cast<FileInfo*>(first->element)->path);
+  }
+  FreesList(controller->openFiles);
+  platform::Wipe(controller->blockBuffer, kBufferBlocks * kBlockSize);
+  Free(controller->blockBuffer);
+  Free(controller);
+  controller = nullptr;
+  return kOk;
+}
+
+int32_t SelectDataFile(const PmChar* path) {
+  if (controller == nullptr) return kNoItem;
+  SListNode* node = FirstListNode(controller->openFiles->header);
+  while (node != nullptr && !SamePath(static_cast<FileInfo*>(node->element)->path, path)) node = node->next;
+  controller->currentFile = node;
+  return node != nullptr ? kOk : kNoItem;
+}
+
+FileInfo* CurrentFile() {
+  if (controller == nullptr || controller->currentFile == nullptr) return nullptr;
+  return static_cast<FileInfo*>(controller->currentFile->element);
+}
+
+const PmChar* CurrentDataFilePath() {
+  const FileInfo* file = CurrentFile();
+  return file != nullptr ? file->path : nullptr;
+}
+
+FileInfo* NewFileInfo(const PmChar* path, uint32_t pathBytes) {
+  void* memory = Malloc(sizeof(FileInfo));
+  if (memory == nullptr) return nullptr;
+  auto* file = new (memory) FileInfo();
+  std::memcpy(file->path, path, pathBytes);
+  return file;
+}
+
+void ReleaseItemBytes(uint8_t* data, uint32_t capacity) {
+  if (data == nullptr) return;
+  platform::Wipe(data, capacity);
+  Free(data);
+}
+
+void ReleaseItem(ItemInfo* item) {
+  ReleaseItemBytes(item->data, item->capacity);
+  item->fragments.release();
+  Free(item);
+}
+
+void ReleaseFileInfo(FileInfo* file) {
+  file->index.clear(ReleaseItem);
+  file->~FileInfo();
+  Free(file);
+}
+
+void CloseCurrentFile() {
+  FileInfo* file = CurrentFile();
+  if (file == nullptr) return;
+  DeletesListNode(controller->currentFile, controller->openFiles);
+  controller->currentFile = nullptr;
+  ReleaseFileInfo(file);
+}
+
+ItemInfo* FindItemInIndex(uint32_t id) {
+  const FileInfo* file = CurrentFile();
+  return file != nullptr ? file->index.find(id) : nullptr;
+}
+
+}  // namespace storage

@@ -1,0 +1,53 @@
+#include "storage/dirty.h"
+
+#include <algorithm>
+
+namespace storage {
+
+bool ReserveDirty(FileInfo* file) {
+  return file->dirtyItems.reserve(file->dirtyItems.size() + 1);
+}
+
+void MarkChanged(FileInfo* file, ItemInfo* item, uint32_t from, uint32_t to) {
+  if (item->dirty) {
+    item->changedFrom = std::min(item->changedFrom, from);
+    item->changedTo = std::max(item->changedTo, to);
+    return;
+  }
+  item->changedFrom = from;
+  item->changedTo = to;
+  item->dirty = true;
+  item->dirtySlot = file->dirtyItems.size();
+  file->dirtyItems.add(item);
+}
+
+void MarkClean(FileInfo* file, ItemInfo* item) {
+  auto& dirty = file->dirtyItems;
+  ItemInfo* last = dirty[dirty.size() - 1];
+  dirty[item->dirtySlot] = last;
+  last->dirtySlot = item->dirtySlot;
+  dirty.removeLast();
+  item->dirty = false;
+}
+
+void ForgetSaved(ItemInfo* item) {
+  item->inOrder = false;
+}
+
+bool PacketIsOnDisk(const ItemInfo* item, uint32_t index) {
+  const uint32_t packets = PacketsFor(item->size);
+  const uint32_t savedPackets = PacketsFor(item->savedSize);
+  if (!item->inOrder || index >= savedPackets || (packets == 1) != (savedPackets == 1)) return false;
+  if (index + 1 == packets) return false;  // the last one carries filler, which no reader has checked
+  const uint32_t from = index * kPacketCapacity;
+  if (PacketLength(item->savedSize, index) != kPacketCapacity) return false;
+  return from + kPacketCapacity <= item->changedFrom || from >= item->changedTo;
+}
+
+void SortDirty(FileInfo* file) {
+  auto& dirty = file->dirtyItems;
+  SortById(dirty.begin(), dirty.end());
+  for (uint32_t i = 0; i < dirty.size(); ++i) dirty[i]->dirtySlot = i;
+}
+
+}  // namespace storage

@@ -1,0 +1,31 @@
+// The list of dirty items, and which of their bytes differ from the file.
+//
+// Invariant: only ReserveDirty allocates; MarkChanged needs room that it made.
+#pragma once
+
+#include <cstdint>
+
+#include "storage/controller.h"
+
+namespace storage {
+
+// Makes room for one more dirty item. False when there is no memory.
+bool ReserveDirty(FileInfo* file);
+
+// Lists the item as dirty, its bytes from `from` to `to` changed.
+void MarkChanged(FileInfo* file, ItemInfo* item, uint32_t from, uint32_t to);
+
+// Takes a dirty item off the list.
+void MarkClean(FileInfo* file, ItemInfo* item);
+
+// The packets of the item on disk are no longer known: its next save writes all of them.
+void ForgetSaved(ItemInfo* item);
+
+// Whether packet `index` of the item, as it stands in memory, is on disk already. Needs block `index` to have
+// been the item's before.
+bool PacketIsOnDisk(const ItemInfo* item, uint32_t index);
+
+// Brings the list into ascending ID order.
+void SortDirty(FileInfo* file);
+
+}  // namespace storage

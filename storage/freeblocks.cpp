@@ -1,0 +1,91 @@
+#include "storage/freeblocks.h"
+
+#include "storage/blockio.h"
+#include "storage/result.h"
+#include "storage/save.h"
+
+namespace storage {
+
+bool ReserveFreeBlocks(FileInfo* file) {
+  if (!file->freeBlocks.reserve(file->blockNum) || !file->unmarkedBlocks.reserve(file->blockNum) ||
+      !file->freeBlockOwner.reserve(file->blockNum)) {
+    return false;
+  }
+  while (file->freeBlockOwner.size() < file->blockNum) file->freeBlockOwner.add(0);
+  return true;
+}
+
+void InsertFreeBlock(FileInfo* file, uint32_t block, uint32_t owner) {
+  file->freeBlocks.insert(block);
+  file->unmarkedBlocks.insert(block);
+  file->freeBlockOwner[block] = owner;
+}
+
+void InsertMarkedBlock(FileInfo* file, uint32_t block) {
+  file->freeBlocks.insert(block);
+}
+
+uint32_t AllocateBlock(FileInfo* file) {
+  if (!file->freeBlocks.empty()) {
+    const uint32_t block = file->freeBlocks.lowest();
+    file->freeBlocks.erase(block);
+    file->unmarkedBlocks.erase(block);
+    return block;
+  }
+  if (file->blockNum >= kMaxBlocks || !file->staleBlocks.reserve(file->blockNum + 1)) return kNoBlock;
+  return file->blockNum++;
+}
+
+bool IsFreeBlock(const FileInfo* file, uint32_t offset) {
+  return file->freeBlocks.contains(offset / kBlockSize);
+}
+
+bool MarkFreeBlock(FileInfo* file, uint32_t block) {
+  if (!WriteFreeMark(file, block)) return false;
+  file->unmarkedBlocks.erase(block);
+  return true;
+}
+
+int32_t SyncFreeBlock(FileInfo* file) {
+  if (file->inTransaction || file->unmarkedBlocks.empty()) return kOk;
+  if (const int32_t result = BeginPass(file); result != kOk) return result;
+  for (uint32_t block = file->unmarkedBlocks.lowest(); block != kNoBlock; block = file->unmarkedBlocks.next(block)) {
+    PacketHeader header;
+    if (!ReadHeader(file, block, &header)) {
+      file->unmarkedBlocks.erase(block);  // the file was cut behind our back: there is nothing to mark
+    } else if (!MarkFreeBlock(file, block)) {
+      return kWriteFailed;
+    }
+  }
+  return kOk;
+}
+
+bool IsConfusable(uint16_t packetSeq, uint32_t size) {
+  const uint32_t packets = PacketsFor(size);
+  if (packets == 0) return true;            // the item leaves no packet that would outweigh the old one
+  if (packets == 1) return packetSeq == 0;  // an only packet stands above numbered ones
+  // Numbered packets end at the first that is not full, so a full last one would be continued.
+  return packetSeq <= packets || size % kPacketCapacity == 0;
+}
+
+bool MarkConfusableBlocks(FileInfo* file) {
+  const auto& unmarked = file->unmarkedBlocks;
+  for (uint32_t block = unmarked.lowest(); block != kNoBlock; block = unmarked.next(block + 1)) {
+    const ItemInfo* item = file->index.find(file->freeBlockOwner[block]);
+    if (item == nullptr || !item->dirty) continue;
+    PacketHeader header;
+    if (!ReadHeader(file, block, &header) || header.packetType == kFreeBlock) continue;
+    if (IsConfusable(header.packetSeq, item->size) && !MarkFreeBlock(file, block)) return false;
+  }
+  return true;
+}
+
+void ForgetFreeMarks(FileInfo* file) {
+  if (file->freeBlocks.empty() || !ReserveFreeBlocks(file)) return;
+  const auto& free = file->freeBlocks;
+  for (uint32_t block = free.lowest(); block != kNoBlock; block = free.next(block + 1)) {
+    file->unmarkedBlocks.insert(block);
+  }
+}
+
+}  // namespace storage

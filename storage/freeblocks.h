@@ -1,0 +1,60 @@
+// The free blocks of a data file: given up in memory first, marked on disk later, taken again lowest first.
+//
+// States of a block:
+//
+//        AllocateBlock               SaveItemToFile
+//   end of file ----> taken ----------------------> in use
+//                       ^                             |  DeleteItem, or the item shrank
+//         AllocateBlock |                             v
+//                       +------- free on disk <--- free in memory (unmarked) --> AllocateBlock
+//                       SyncFreeBlock writes the mark
+//
+// Invariants:
+//  1. A free mark changes one byte of the block and is idempotent; a marked block is not written again.
+//  2. No free mark is written but in a pass (save.h), behind a whole backup.
+//  3. An unmarked free block whose old packet could pass for a part of its former item is marked in the same
+//     pass that writes the item (IsConfusable): what a later open finds is then the item as saved.
+#pragma once
+
+#include <cstdint>
+
+#include "storage/controller.h"
+
+namespace storage {
+
+// Makes room for every block of the file in the free-block records. False when there is no memory.
+bool ReserveFreeBlocks(FileInfo* file);
+
+// Puts a block among the free ones; `owner` is the item whose packet it still holds. Needs ReserveFreeBlocks.
+void InsertFreeBlock(FileInfo* file, uint32_t block, uint32_t owner);
+
+// Puts a block that carries the free mark on disk among the free ones. Needs ReserveFreeBlocks.
+void InsertMarkedBlock(FileInfo* file, uint32_t block);
+
+// Takes the lowest free block, else the one behind the end of the file; kNoBlock when the file is as large as a
+// data file may be or when there is no memory.
+constexpr uint32_t kNoBlock = UINT32_MAX;
+uint32_t AllocateBlock(FileInfo* file);
+
+// Whether block `offset` / 1024 is free.
+bool IsFreeBlock(const FileInfo* file, uint32_t offset);
+
+// Writes the free mark into every block that lacks it, in a pass that is left open: the next SyncDirtyData
+// completes it. 0 inside a transaction and when there is nothing to mark; the backup's code when it could not be
+// made; kWriteFailed when a mark could not be written.
+int32_t SyncFreeBlock(FileInfo* file);
+
+// Whether a packet of the item with number `packetSeq` (0 for an only packet), left in a free block, could be
+// taken for a part of the item as it is saved with `size` bytes.
+bool IsConfusable(uint16_t packetSeq, uint32_t size);
+
+// Marks the unmarked free blocks that hold confusable packets of dirty items. False when a write failed.
+bool MarkConfusableBlocks(FileInfo* file);
+
+// Writes the free mark of one free block. False when the write failed.
+bool MarkFreeBlock(FileInfo* file, uint32_t block);
+
+// After a pass that did not become durable: no mark is taken to be on disk.
+void ForgetFreeMarks(FileInfo* file);
+
+}  // namespace storage

@@ -1,0 +1,74 @@
+#include "storage/read.h"
+
+#include <cstring>
+
+#include "commonbase/src/nodepool.h"
+#include "storage/blockio.h"
+#include "storage/pack.h"
+#include "storage/storage.h"
+
+namespace storage {
+
+namespace {
+
+// Puts one block's bytes at their place in the item. False when the block is no sound part of it.
+bool PlacePacket(const FileInfo* file, ItemInfo* item, const uint8_t* block) {
+  if (file->openFlags != kOpenUnverified && CheckPacket(block) != kOk) return false;
+  const PacketHeader header = DecodeHeader(block);
+  if (header.dataLength > kPacketCapacity || header.itemOffset >= item->size) return false;
+  if (header.dataLength > item->size - header.itemOffset) return false;
+  std::memcpy(item->data + header.itemOffset, block + kHeaderSize, header.dataLength);
+  return true;
+}
+
+// The number of fragments from `first` on that lie one behind the other in the file, as far as the buffer holds.
+uint32_t RunLength(const Fragments& fragments, uint32_t first) {
+  uint32_t length = 1;
+  while (length < kBufferBlocks && first + length < fragments.count &&
+         fragments[first + length] == fragments[first] + length * kBlockSize) {
+    ++length;
+  }
+  return length;
+}
+
+bool PlaceAll(const FileInfo* file, ItemInfo* item) {
+  const Fragments& fragments = item->fragments;
+  for (uint32_t first = 0, length; first < fragments.count; first += length) {
+    length = RunLength(fragments, first);
+    if (!ReadBlocks(file, fragments[first] / kBlockSize, controller->blockBuffer, length)) return false;
+    for (uint32_t i = 0; i < length; ++i) {
+      if (!PlacePacket(file, item, controller->blockBuffer + size_t{i} * kBlockSize)) return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+uint8_t* NewItemBytes(uint32_t size) {
+  return static_cast<uint8_t*>(Malloc(size != 0 ? size : 1));
+}
+
+int32_t BuildItemData(const FileInfo* file, ItemInfo* item) {
+  // A size that the blocks cannot hold is a lie of their headers: no memory is spent on it.
+  if (item->size > uint64_t{item->fragments.count} * kPacketCapacity) return kIncomplete;
+  item->data = NewItemBytes(item->size);
+  if (item->data == nullptr) return kNoItem;
+  item->capacity = item->size;
+  std::memset(item->data, 0, item->size);
+  if (PlaceAll(file, item)) return kOk;
+  ReleaseItemBytes(item->data, item->capacity);
+  item->data = nullptr;
+  item->capacity = 0;
+  return kIncomplete;
+}
+
+const uint8_t* GetItemPtrByID(uint32_t* idThenSize) {
+  ItemInfo* item = FindItemInIndex(*idThenSize);
+  if (item == nullptr) return nullptr;
+  if (item->data == nullptr) BuildItemData(CurrentFile(), item);
+  if (item->data != nullptr) *idThenSize = item->size;
+  return item->data;
+}
+
+}  // namespace storage

@@ -1,0 +1,164 @@
+#include "storage/save.h"
+
+#include "storage/backup.h"
+#include "storage/blockio.h"
+#include "storage/dirty.h"
+#include "storage/freeblocks.h"
+#include "storage/pack.h"
+#include "storage/storage.h"
+
+namespace storage {
+
+namespace {
+
+// Whether the dirty items, saved in their order, fit into the largest data file.
+bool FitsTheFile(const FileInfo* file) {
+  int64_t room = int64_t{kMaxBlocks} - file->blockNum + file->freeBlocks.count();
+  for (const ItemInfo* item : file->dirtyItems) {
+    room -= int64_t{PacketsFor(item->size)} - item->fragments.count;
+    if (room < 0) return false;
+  }
+  return true;
+}
+
+// Gives back the item's blocks from number `first` on; those at or behind `fileEnd` are not in the file yet.
+void GiveBackBlocks(ItemInfo* item, FileInfo* file, uint32_t first, uint32_t fileEnd) {
+  while (item->fragments.count > first) {
+    const uint32_t block = item->fragments.last() / kBlockSize;
+    item->fragments.removeLast();
+    if (block >= fileEnd) {
+      --file->blockNum;
+    } else {
+      InsertFreeBlock(file, block, item->id);
+    }
+  }
+}
+
+// Writes packets `from` to `to` (exclusive), which lie in one run of blocks; the number written.
+uint32_t WriteRun(const ItemInfo* item, FileInfo* file, uint32_t from, uint32_t to) {
+  for (uint32_t i = from; i < to; ++i) {
+    PackItemData(item->id, item->data, item->size, static_cast<uint16_t>(i),
+                 controller->blockBuffer + size_t{i - from} * kBlockSize);
+  }
+  return WriteBlocks(file, item->fragments[from] / kBlockSize, controller->blockBuffer, to - from);
+}
+
+// The end of the run of packets from `from` on that need writing and lie one behind the other in the file.
+uint32_t RunEnd(const ItemInfo* item, uint32_t from, uint32_t known) {
+  uint32_t end = from + 1;
+  while (end < item->fragments.count && end - from < kBufferBlocks &&
+         item->fragments[end] == item->fragments[end - 1] + kBlockSize &&
+         (end >= known || !PacketIsOnDisk(item, end))) {
+    ++end;
+  }
+  return end;
+}
+
+// Writes what is not on disk; the number of leading packets that are then there. The first `known` blocks were
+// the item's before.
+uint32_t WritePackets(const ItemInfo* item, FileInfo* file, uint32_t known) {
+  uint32_t next = 0;
+  while (next < item->fragments.count) {
+    if (next < known && PacketIsOnDisk(item, next)) {
+      ++next;
+      continue;
+    }
+    const uint32_t end = RunEnd(item, next, known);
+    const uint32_t written = WriteRun(item, file, next, end);
+    next += written;
+    if (next < end) break;
+  }
+  return next;
+}
+
+int32_t WriteDirtyItems(FileInfo* file, uint32_t* savedNum) {
+  for (ItemInfo* item : file->dirtyItems) {
+    if (const int32_t result = SaveItemToFile(item, file); result != kOk) return result;
+    ++*savedNum;
+  }
+  return MarkConfusableBlocks(file) ? kOk : kWriteFailed;
+}
+
+}  // namespace
+
+int32_t BeginPass(FileInfo* file) {
+  if (file->torn) return kOk;
+  if (const int32_t result = BackupDataFile(file); result != kOk) return result;
+  file->torn = true;
+  return kOk;
+}
+
+int32_t EndPass(FileInfo* file, int32_t result, uint32_t savedNum) {
+  bool durable = file->file.sync();
+  if (durable && result == kOk) {
+    StampDataFile(file);
+    durable = BackupDataFile(file) == kOk || DropBackup(file);
+  }
+  // From the back, since taking an item off moves the last one into its place.
+  for (uint32_t i = savedNum; i-- > 0;) {
+    ItemInfo* item = file->dirtyItems[i];
+    if (durable) {
+      MarkClean(file, item);
+    } else {
+      ForgetSaved(item);
+    }
+  }
+  if (!durable) {
+    ForgetFreeMarks(file);
+    result = kWriteFailed;
+  }
+  file->torn = result != kOk;
+  return result;
+}
+
+bool AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file) {
+  const uint32_t needed = PacketsFor(size);
+  const uint32_t had = item->fragments.count;
+  const uint32_t fileEnd = file->blockNum;
+  if (!item->fragments.reserve(needed)) return false;
+  if (needed != had && !ReserveFreeBlocks(file)) return false;
+  while (item->fragments.count < needed) {
+    const uint32_t block = AllocateBlock(file);
+    if (block == kNoBlock) {
+      GiveBackBlocks(item, file, had, fileEnd);
+      return false;
+    }
+    item->fragments.add(block * kBlockSize);
+  }
+  GiveBackBlocks(item, file, needed, fileEnd);
+  return true;
+}
+
+int32_t SaveItemToFile(ItemInfo* item, FileInfo* file) {
+  const uint32_t had = item->fragments.count;
+  const uint32_t fileEnd = file->blockNum;
+  if (!AdjustFragmentCount(item->size, item, file)) return kWriteFailed;
+  const uint32_t known = had < item->fragments.count ? had : item->fragments.count;
+  const uint32_t written = WritePackets(item, file, known);
+  if (written == item->fragments.count) {
+    item->savedSize = item->size;
+    item->inOrder = true;
+    return kOk;
+  }
+  ForgetSaved(item);
+  GiveBackBlocks(item, file, written > had ? written : had, fileEnd);
+  CutBlocks(file, file->blockNum);  // a block written in part would leave a ragged end
+  return kWriteFailed;
+}
+
+int32_t SyncFile(FileInfo* file) {
+  if (file->inTransaction || (file->dirtyItems.empty() && !file->torn)) return kOk;
+  SortDirty(file);
+  if (!FitsTheFile(file)) return kWriteFailed;
+  if (const int32_t result = BeginPass(file); result != kOk) return result;
+  uint32_t savedNum = 0;
+  const int32_t result = WriteDirtyItems(file, &savedNum);
+  return EndPass(file, result, savedNum);
+}
+
+int32_t SyncDirtyData() {
+  FileInfo* file = CurrentFile();
+  return file != nullptr ? SyncFile(file) : kNoItem;
+}
+
+}  // namespace storage

@@ -1,0 +1,45 @@
+// Saving: the passes that write a data file.
+//
+//            BeginPass: the backup is made,      marks, packets, moves        EndPass: file durable,
+//            whole and durable                   in any number                backup brought up to date
+//   WHOLE ------------------------------> TORN ---------------------> TORN ----------------------------> WHOLE
+//     |                                                                 |
+//     | the backup fails: nothing written, still WHOLE                  | anything fails: stays TORN
+//
+//   WHOLE  the data file is a state of its own. Beside it stands no backup, or one that equals it; after the
+//          process died here, either is right.
+//   TORN   the data file is no state at all; the backup is the state before the pass, and it wins. A later
+//          sync goes on from here without making the backup again; closing leaves the backup standing.
+//
+// Invariants:
+//  1. No byte of a data file is overwritten but in state TORN, which is only entered behind a durable backup.
+//  2. An item is clean only when its bytes are durable and a recovery would find them: at the end of EndPass.
+//  3. When the backup cannot be brought up to date at the end, it is deleted: an older backup beside a newer,
+//     whole file would win over it. If even that fails, the pass has failed.
+//  4. An item's save writes packets in order; blocks taken for packets that were not written are given back.
+#pragma once
+
+#include <cstdint>
+
+#include "storage/controller.h"
+
+namespace storage {
+
+// Makes the backup and enters TORN; nothing when the file is torn already. The backup's code when that failed.
+int32_t BeginPass(FileInfo* file);
+
+// Ends a pass whose writing gave `result`, making the first `savedNum` dirty items clean when it is durable: 0
+// and WHOLE; or the first failure and TORN.
+int32_t EndPass(FileInfo* file, int32_t result, uint32_t savedNum);
+
+// Gives the item exactly the blocks that `size` bytes need: new ones behind its last, or its last ones given up.
+// False, with the blocks as they were, when no block or no memory could be had.
+bool AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file);
+
+// Writes the item's packets that are not on disk yet: 0 or kWriteFailed.
+int32_t SaveItemToFile(ItemInfo* item, FileInfo* file);
+
+// SyncDirtyData for a given file.
+int32_t SyncFile(FileInfo* file);
+
+}  // namespace storage
