@@ -22,7 +22,7 @@ struct BlockArea {
   bool holds(const void* block) const {
     const auto start = reinterpret_cast<uintptr_t>(first);
     const auto address = reinterpret_cast<uintptr_t>(block);
-    return address >= start && address - start < number * size;
+    return first != nullptr && address >= start && address - start < number * size;
   }
 
   void* next(const void* block) const {

@@ -1,0 +1,156 @@
+#include "dlist.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+namespace commonbase {
+namespace {
+
+static_assert(sizeof(void*) != 4 ||
+                  (sizeof(DListNode) == 16 && offsetof(DListNode, next) == 4 &&
+                   offsetof(DListNode, size) == 8 && offsetof(DListNode, data) == 12 && sizeof(DList) == 20 &&
+                   offsetof(DList, reserved) == 4 && offsetof(DList, head) == 8 &&
+                   offsetof(DList, tail) == 12 && offsetof(DList, cursor) == 16),
+              "callers on 32-bit systems rely on this layout");
+
+// A node with a copy of the bytes, linked to nothing, or null.
+DListNode* MakeNode(const void* bytes, uint32_t length) {
+  auto node = static_cast<DListNode*>(std::calloc(1, sizeof(DListNode)));
+  if (node == nullptr) return nullptr;
+  // An element of length 0 has an address too, so that a walk can tell it from the end.
+  node->data = std::malloc(std::max(length, 1u));
+  if (node->data == nullptr) {
+    std::free(node);
+    return nullptr;
+  }
+  std::memcpy(node->data, bytes, length);
+  node->size = length;
+  return node;
+}
+
+void ReleaseNode(DListNode* node) {
+  std::free(node->data);
+  std::free(node);
+}
+
+void LinkBehind(DListNode* node, DListNode* previous, DList* list) {
+  node->prev = previous;
+  node->next = previous->next;
+  previous->next = node;
+  if (node->next != nullptr)
+    node->next->prev = node;
+  else
+    list->tail = node;
+  ++list->count;
+}
+
+void Remove(DListNode* node, DList* list) {
+  node->prev->next = node->next;
+  if (node->next != nullptr)
+    node->next->prev = node->prev;
+  else
+    list->tail = node->prev;
+  --list->count;
+  ReleaseNode(node);
+}
+
+DListNode* FindNode(DLMatch match, const void* key, uint32_t keyLength, const DList* list) {
+  if (match == nullptr || key == nullptr || list == nullptr || keyLength == 0) return nullptr;
+  DListNode* node = list->head->next;
+  while (node != nullptr && match(node->data, key, keyLength) != 1) node = node->next;
+  return node;
+}
+
+}  // namespace
+}  // namespace commonbase
+
+int32_t DLCreate(DList* list) {
+  if (list == nullptr) return -1;
+  *list = {};
+  list->head = list->tail = static_cast<DListNode*>(std::calloc(1, sizeof(DListNode)));
+  return list->head == nullptr ? -1 : 0;
+}
+
+int32_t DLInsert(const void* bytes, uint32_t length, DList* list) {
+  if (bytes == nullptr || length == 0 || list == nullptr) return -1;
+  DListNode* node = commonbase::MakeNode(bytes, length);
+  if (node == nullptr) return -1;
+  commonbase::LinkBehind(node, list->tail, list);
+  return 0;
+}
+
+int32_t DLInsertSort(const void* bytes, uint32_t length, DLOrder order, DList* list) {
+  if (bytes == nullptr || order == nullptr || list == nullptr) return -1;
+  DListNode* node = commonbase::MakeNode(bytes, length);
+  if (node == nullptr) return -1;
+  DListNode* previous = list->head;
+  while (previous->next != nullptr && order(previous->next->data, previous->next->size, bytes, length) != 1)
+    previous = previous->next;
+  commonbase::LinkBehind(node, previous, list);
+  return 0;
+}
+
+void* DLGetFirstData(uint32_t* length, DList* list) {
+  if (list == nullptr) return nullptr;
+  list->cursor = list->head->next;
+  return DLGetNextData(length, list);
+}
+
+void* DLGetNextData(uint32_t* length, DList* list) {
+  if (list == nullptr || list->cursor == nullptr) return nullptr;
+  DListNode* node = list->cursor;
+  list->cursor = node->next;
+  if (length != nullptr) *length = node->size;
+  return node->data;
+}
+
+void* DLGetFirstDataR(uint32_t* length, DList* list) {
+  if (length == nullptr || list == nullptr) return nullptr;
+  if (list->head == list->tail) {
+    *length = 0;
+    return nullptr;
+  }
+  list->cursor = list->tail;
+  return DLGetNextDataR(length, list);
+}
+
+void* DLGetNextDataR(uint32_t* length, DList* list) {
+  if (length == nullptr || list == nullptr) return nullptr;
+  DListNode* node = list->cursor;
+  if (node == nullptr || node == list->head) {
+    *length = 0;
+    return nullptr;
+  }
+  list->cursor = node->prev;
+  *length = node->size;
+  return node->data;
+}
+
+void* DLFindData(DLMatch match, const void* key, uint32_t keyLength, const DList* list) {
+  DListNode* node = commonbase::FindNode(match, key, keyLength, list);
+  return node == nullptr ? nullptr : node->data;
+}
+
+int32_t DLDelByData(DLMatch match, const void* key, uint32_t keyLength, DList* list) {
+  DListNode* node = commonbase::FindNode(match, key, keyLength, list);
+  if (node == nullptr) return -1;
+  commonbase::Remove(node, list);
+  return list->head == list->tail ? 1 : 0;
+}
+
+int32_t DLDelToTail(DList* list) {
+  if (list == nullptr) return -1;
+  if (list->tail != list->head) commonbase::Remove(list->tail, list);
+  return 0;
+}
+
+int32_t DLDestroy(DList* list) {
+  if (list == nullptr) return -1;
+  for (DListNode* node = list->head; node != nullptr;) {
+    DListNode* next = node->next;
+    commonbase::ReleaseNode(node);
+    node = next;
+  }
+  return 0;
+}
