@@ -16,15 +16,16 @@ namespace platform {
 
 namespace {
 
-// A path in the form in which the system takes it at its length.
+// A path in the form in which the system takes it at its length. A null path becomes the empty one, which
+// names nothing, so that whatever is tried with it fails.
 class SystemPath {
  public:
-  explicit SystemPath(const PmChar* path) : name_(path) {
+  explicit SystemPath(const PmChar* path) : name_(path == nullptr ? L"" : path) {
     constexpr PmChar kPrefix[] = L"\\\\?\\";
     constexpr PmChar kSharePrefix[] = L"\\\\?\\UNC";
     constexpr size_t kRoom = 8;  // for the longer prefix, of which a share's path overlaps one character
 
-    DWORD length = GetFullPathNameW(path, static_cast<DWORD>(kCapacity - kRoom), buffer_ + kRoom, nullptr);
+    DWORD length = GetFullPathNameW(name_, static_cast<DWORD>(kCapacity - kRoom), buffer_ + kRoom, nullptr);
     if (length < MAX_PATH || length >= kCapacity - kRoom) return;
     PmChar* full = buffer_ + kRoom;
     bool rooted = full[0] == L'\\' && full[1] == L'\\';
@@ -143,6 +144,7 @@ bool File::copyRange(const File& source, uint64_t position, uint64_t size) {
     size_t count = size - done < sizeof chunk ? static_cast<size_t>(size - done) : sizeof chunk;
     if (source.readAt(position + done, chunk, count) != count) return false;
     if (writeAt(position + done, chunk, count) != count) return false;
+    Wipe(chunk, count);
     done += count;
   }
   return true;
@@ -221,6 +223,7 @@ bool SetHidden(const PmChar* path, bool hidden) {
 }
 
 std::FILE* OpenStream(const PmChar* path, const char* mode) {
+  if (mode == nullptr) return nullptr;
   wchar_t wide[5] = {};
   for (size_t i = 0; i < 4 && mode[i] != '\0'; ++i) wide[i] = static_cast<unsigned char>(mode[i]);
   return _wfopen(SystemPath(path), wide);
@@ -237,7 +240,7 @@ int32_t SetLength(const PmChar* path, int32_t size) {
 }
 
 int32_t ProgramPath(PmChar* buffer, int32_t size) {
-  if (size <= 0) return 0;
+  if (buffer == nullptr || size <= 0) return 0;
   return static_cast<int32_t>(GetModuleFileNameW(nullptr, buffer, static_cast<DWORD>(size)));
 }
 
