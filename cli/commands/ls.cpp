@@ -1,0 +1,105 @@
+// ls: the items of a vault.
+#include <algorithm>
+
+#include "cli/names.h"
+#include "cli/reading.h"
+
+namespace cli {
+
+namespace {
+
+struct Options {
+  ReadOptions read;
+  std::optional<uint32_t> kind;
+  std::string pattern;
+  std::string sort = "stored";
+  bool reverse = false;
+};
+
+struct Row {
+  const Record* record;
+  uint32_t size;
+};
+
+void Declare(CLI::App& command, Options& options) {
+  DeclareReading(command, options.read);
+  command.add_option("--kind,-k", options.kind, "Only items of this kind");
+  command.add_option("--match,-m", options.pattern,
+                     "Only items whose name matches: * stands for any text, ? for one character");
+  command.add_option("--sort,-s", options.sort, "Order of the list")
+      ->check(CLI::IsMember({"stored", "id", "kind", "size", "name"}));
+  command.add_flag("--reverse,-r", options.reverse, "The other way round");
+}
+
+bool Matches(const PmString& text, const PmString& pattern) {
+  size_t t = 0, p = 0, afterStar = PmString::npos, retry = 0;
+  while (t < text.size()) {
+    if (p < pattern.size() && pattern[p] == '*') {
+      afterStar = ++p;
+      retry = t;
+    } else if (p < pattern.size() && (pattern[p] == '?' || pattern[p] == text[t])) {
+      ++p, ++t;
+    } else if (afterStar != PmString::npos) {
+      p = afterStar;
+      t = ++retry;
+    } else {
+      return false;
+    }
+  }
+  while (p < pattern.size() && pattern[p] == '*') ++p;
+  return p == pattern.size();
+}
+
+void Sort(std::vector<Row>& rows, const std::string& order) {
+  const auto by = [&rows](auto less) { std::stable_sort(rows.begin(), rows.end(), less); };
+  if (order == "id") by([](const Row& a, const Row& b) { return a.record->id < b.record->id; });
+  if (order == "kind") by([](const Row& a, const Row& b) { return a.record->kind < b.record->kind; });
+  if (order == "size") by([](const Row& a, const Row& b) { return a.size < b.size; });
+  if (order == "name") by([](const Row& a, const Row& b) { return a.record->name < b.record->name; });
+}
+
+ExitCode List(const Options& options, Console& console) {
+  const Image image(VaultPath(options.read.vault), options.read.source);
+  SayWhatIsRead(image, options.read, console);
+  image.requireSound();
+  const PmString pattern = RequireUtf8(options.pattern, "pattern");
+  std::vector<Row> rows;
+  uint64_t total = 0;
+  for (const Record& record : image.records()) {
+    if (options.kind && record.kind != *options.kind) continue;
+    if (!pattern.empty() && !Matches(record.name.value_or(PmString()), pattern)) continue;
+    const auto item = image.items().find(record.id);
+    rows.push_back({&record, item == image.items().end() ? 0 : item->second.size});
+    total += rows.back().size;
+  }
+  Sort(rows, options.sort);
+  if (options.reverse) std::reverse(rows.begin(), rows.end());
+
+  if (!console.json && !rows.empty()) {
+    console.line("{}", console.paint(Colour::kBold,
+                                     fmt::format("{:<10}  {:>5}  {:>10}  {}", "ID", "KIND", "SIZE", "NAME")));
+  }
+  for (const Row& row : rows) {
+    const Record& record = *row.record;
+    if (console.json) {
+      console.record({{"id", IdText(record.id)},
+                      {"kind", record.kind},
+                      {"size", row.size},
+                      {"name", record.name ? Json(ToUtf8(*record.name)) : Json()}});
+    } else {
+      console.line("{}  {:>5}  {:>10}  {}", IdText(record.id), record.kind, row.size,
+                   record.name ? Printable(*record.name) : "");
+    }
+  }
+  console.note("{} item{}, {}", rows.size(), rows.size() == 1 ? "" : "s", SizeText(total));
+  RequireUnchanged(image);
+  return ExitCode::kFine;
+}
+
+}  // namespace
+
+void RegisterLs(Tool& tool) {
+  AddCommand<Options>(tool, "ls", "List the items", Declare, List);
+}
+
+}  // namespace cli

@@ -1,0 +1,71 @@
+// rm: deletes items, all of them or none.
+#include <set>
+
+#include "cli/names.h"
+#include "cli/reading.h"
+#include "cli/vault.h"
+
+namespace cli {
+
+namespace {
+
+struct Options {
+  std::string vault;
+  std::vector<std::string> items;
+  std::optional<uint32_t> kind;
+  bool dryRun = false;
+};
+
+void Declare(CLI::App& command, Options& options) {
+  command.add_option("VAULT", options.vault, "The vault's file")->required();
+  command.add_option("ITEM", options.items, "IDs (0x… or decimal) or names of the items")->required();
+  command.add_option("--kind,-k", options.kind, "The kind, where several items have a name");
+  command.add_flag("--dry-run,-n", options.dryRun, "Only say what would be deleted");
+}
+
+std::vector<Record> Choose(const Options& options, const Image& image) {
+  image.requireSound();
+  std::vector<Record> chosen;
+  std::set<uint32_t> seen;
+  for (const std::string& word : options.items) {
+    const Record& record = FindItem(image, word, options.kind);
+    if (seen.insert(record.id).second) chosen.push_back(record);
+  }
+  return chosen;
+}
+
+ExitCode Remove(const Options& options, Console& console) {
+  const VaultPath path(options.vault);
+  RequireNoBackup(path);
+  const std::vector<Record> chosen = Choose(options, Image(path));
+  if (!options.dryRun) {
+    Vault vault(path, Vault::Opening::kExisting);
+    for (const Record& record : chosen) vault.remove(record.id);
+    vault.commit();
+
+    const Image after(path);
+    after.requireSound();
+    for (const Record& record : chosen) {
+      if (after.findRecord(record.id) == nullptr && after.items().count(record.id) == 0) continue;
+      throw Failure(ExitCode::kIoError, fmt::format("{} is still in the vault", ShownName(record)));
+    }
+  }
+  for (const Record& record : chosen) {
+    if (console.json) {
+      console.record(
+          {{options.dryRun ? "wouldDelete" : "deleted", IdText(record.id)}, {"kind", record.kind}});
+    } else {
+      console.note("{} {} {}", options.dryRun ? "would delete" : "deleted", IdText(record.id),
+                   ShownName(record));
+    }
+  }
+  return ExitCode::kFine;
+}
+
+}  // namespace
+
+void RegisterRm(Tool& tool) {
+  AddCommand<Options>(tool, "rm", "Delete items", Declare, Remove);
+}
+
+}  // namespace cli

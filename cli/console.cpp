@@ -1,0 +1,109 @@
+#include "cli/console.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+#include "cli/host.h"
+
+namespace cli {
+
+namespace {
+
+const char* CodeName(ExitCode code) {
+  switch (code) {
+    case ExitCode::kFine:
+      return "fine";
+    case ExitCode::kProblems:
+      return "problems";
+    case ExitCode::kUsage:
+      return "usage";
+    case ExitCode::kMissing:
+      return "missing";
+    case ExitCode::kIoError:
+      return "io";
+    case ExitCode::kRefused:
+      return "refused";
+  }
+  return "";
+}
+
+void Write(std::FILE* stream, const std::string& text) {
+  // A failed write shows in ferror() when the stream is flushed.
+  static_cast<void>(std::fwrite(text.data(), 1, text.size(), stream));
+}
+
+}  // namespace
+
+void Console::writeLine(const std::string& text) {
+  Write(stdout, text + "\n");
+}
+
+void Console::message(const char* mark, const std::string& text) {
+  std::fflush(stdout);
+  Write(stderr, fmt::format("pmstore: {}{}\n", mark, text));
+}
+
+void Console::document(const Json& value) {
+  writeLine(value.dump(2, ' ', false, Json::error_handler_t::replace));
+}
+
+void Console::record(const Json& value) {
+  writeLine(value.dump(-1, ' ', false, Json::error_handler_t::replace));
+}
+
+void Console::bytes(const Bytes& value) {
+  static_cast<void>(std::fwrite(value.data(), 1, value.size(), stdout));
+}
+
+void Console::report(const Failure& failure) {
+  if (json) {
+    Json error{{"code", static_cast<int>(failure.code)},
+               {"name", CodeName(failure.code)},
+               {"message", failure.what()}};
+    if (!failure.next.empty()) error["next"] = failure.next;
+    record(Json{{"error", error}});
+    std::fflush(stdout);
+    return;
+  }
+  message("", failure.what());
+  if (!failure.next.empty()) Write(stderr, failure.next + "\n");
+}
+
+void Console::flush() {
+  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return;
+  throw Failure(ExitCode::kIoError, fmt::format("cannot write to standard output: {}", std::strerror(errno)));
+}
+
+std::string Console::paint(Colour colour, const std::string& text) const {
+  static const bool kColoured = IsTerminal(stdout) && Environment("NO_COLOR").empty();
+  if (!kColoured || json) return text;
+  constexpr const char* kCodes[] = {"31", "32", "33", "34", "2", "1"};
+  return fmt::format("\x1b[{}m{}\x1b[0m", kCodes[static_cast<int>(colour)], text);
+}
+
+Progress::Progress(const Console& console, std::string label, uint64_t total)
+    : label_(std::move(label)),
+      total_(total),
+      active_(!console.quiet && !console.noProgress && total > 0 && IsTerminal(stderr)) {}
+
+Progress::~Progress() {
+  if (active_ && shown_ >= 0) Write(stderr, "\r\x1b[K");
+}
+
+void Progress::advance(uint64_t amount) {
+  done_ += amount;
+  if (active_) draw();
+}
+
+void Progress::draw() {
+  constexpr int kWidth = 30;
+  const int percent = static_cast<int>(done_ >= total_ ? 100 : done_ * 100 / total_);
+  if (percent == shown_) return;
+  shown_ = percent;
+  const int full = percent * kWidth / 100;
+  Write(stderr, fmt::format("\r{:<10} [{}{}] {:3}%", label_, std::string(static_cast<size_t>(full), '#'),
+                            std::string(static_cast<size_t>(kWidth - full), '.'), percent));
+}
+
+}  // namespace cli

@@ -1,0 +1,86 @@
+// Everything the tool says, in one place: data on standard output, messages and progress on standard error,
+// text for people or JSON for programs.
+//
+// Invariants:
+//  1. With --json, standard output carries JSON only: one document, or one object a line for lists. An error
+//  is
+//     a document (a last line) of its own: {"error": {...}}.
+//  2. --quiet silences notes, never warnings and errors. Progress is drawn only on a terminal.
+//  3. Colour is used only on a terminal and never when NO_COLOR is set.
+#pragma once
+
+#include <fmt/format.h>
+
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "cli/failure.h"
+#include "cli/text.h"
+
+namespace cli {
+
+using Json = nlohmann::ordered_json;
+
+enum class Colour { kRed, kGreen, kYellow, kBlue, kDim, kBold };
+
+class Console {
+ public:
+  bool json = false;
+  bool quiet = false;
+  bool noProgress = false;
+
+  // A line of text on standard output.
+  template <typename... Args>
+  void line(fmt::format_string<Args...> format, Args&&... args) {
+    writeLine(fmt::format(format, std::forward<Args>(args)...));
+  }
+
+  // A message on standard error.
+  template <typename... Args>
+  void note(fmt::format_string<Args...> format, Args&&... args) {
+    if (!quiet) message("", fmt::format(format, std::forward<Args>(args)...));
+  }
+
+  template <typename... Args>
+  void warn(fmt::format_string<Args...> format, Args&&... args) {
+    message("warning: ", fmt::format(format, std::forward<Args>(args)...));
+  }
+
+  void document(const Json& value);
+  void record(const Json& value);
+  void bytes(const Bytes& value);
+
+  // Reports a failure, on both streams as the mode asks.
+  void report(const Failure& failure);
+
+  // Carries standard output to its reader; a failure to do so is an I/O error.
+  void flush();
+
+  std::string paint(Colour colour, const std::string& text) const;
+
+ private:
+  void writeLine(const std::string& text);
+  void message(const char* mark, const std::string& text);
+};
+
+// A progress bar on standard error while it lives; nothing at all when standard error is no terminal.
+class Progress {
+ public:
+  Progress(const Console& console, std::string label, uint64_t total);
+  ~Progress();
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+  void advance(uint64_t amount);
+
+ private:
+  void draw();
+
+  std::string label_;
+  uint64_t total_;
+  uint64_t done_ = 0;
+  int shown_ = -1;  // the percentage on the screen
+  bool active_;
+};
+
+}  // namespace cli

@@ -1,0 +1,135 @@
+#include "cli/files.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+
+#include "cli/failure.h"
+
+namespace cli {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+[[noreturn]] void FailIo(const char* doing, const fs::path& path) {
+  const std::string why = errno == 0 ? "" : fmt::format(": {}", std::strerror(errno));
+  throw Failure(ExitCode::kIoError, fmt::format("cannot {} {}{}", doing, path.u8string(), why));
+}
+
+void Take(const fs::directory_entry& entry, const std::string& name, Walk& walk) {
+  std::error_code error;
+  if (entry.is_regular_file(error)) {
+    walk.files.push_back({entry.path(), name, entry.file_size(error)});
+  } else if (entry.is_symlink(error) || !entry.is_directory(error)) {
+    walk.skipped.push_back(entry.path().u8string());
+  }
+}
+
+bool IsDeviceName(std::string part) {
+  part = part.substr(0, part.find('.'));
+  std::transform(part.begin(), part.end(), part.begin(), [](unsigned char c) { return std::toupper(c); });
+  if (part == "CON" || part == "PRN" || part == "AUX" || part == "NUL") return true;
+  return part.size() == 4 && (part.substr(0, 3) == "COM" || part.substr(0, 3) == "LPT") && part[3] >= '0';
+}
+
+// Names that mean something else than themselves on the system that is to hold the file.
+bool IsSpecialHere(const std::string& part) {
+#if defined(_WIN32)
+  return part.find_first_of("<>:\"|?*") != std::string::npos || part.back() == '.' || part.back() == ' ' ||
+         IsDeviceName(part);
+#else
+  static_cast<void>(IsDeviceName);
+  return part.size() > 255;
+#endif
+}
+
+}  // namespace
+
+Walk FindFiles(const std::string& typed) {
+  const fs::path root = fs::u8path(typed);
+  Walk walk;
+  std::error_code error;
+  const fs::file_status status = fs::status(root, error);
+  if (!fs::exists(status))
+    throw Failure(ExitCode::kMissing, fmt::format("there is no file or folder {}", typed));
+  if (!fs::is_directory(status)) {
+    Take(fs::directory_entry(root), root.filename().u8string(), walk);
+    return walk;
+  }
+  fs::recursive_directory_iterator it(root, error);
+  while (!error && it != fs::recursive_directory_iterator()) {
+    Take(*it, it->path().lexically_relative(root).generic_u8string(), walk);
+    it.increment(error);
+  }
+  if (error)
+    throw Failure(ExitCode::kIoError, fmt::format("cannot read folder {}: {}", typed, error.message()));
+  std::sort(walk.files.begin(), walk.files.end(),
+            [](const FoundFile& a, const FoundFile& b) { return a.name < b.name; });
+  return walk;
+}
+
+Bytes ReadWholeFile(const fs::path& path) {
+  errno = 0;
+  std::ifstream in(path, std::ios::binary);
+  if (!in) FailIo("open", path);
+  Bytes bytes;
+  std::error_code error;
+  if (const auto size = fs::file_size(path, error); !error) bytes.reserve(size);
+  char buffer[65536];
+  while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
+    bytes.insert(bytes.end(), buffer, buffer + in.gcount());
+  if (in.bad()) FailIo("read", path);
+  return bytes;
+}
+
+Bytes ReadStandardInput() {
+  Bytes bytes;
+  uint8_t buffer[65536];
+  while (const size_t count = std::fread(buffer, 1, sizeof buffer, stdin)) {
+    bytes.insert(bytes.end(), buffer, buffer + count);
+  }
+  if (std::ferror(stdin) != 0) throw Failure(ExitCode::kIoError, "cannot read standard input");
+  return bytes;
+}
+
+void WriteWholeFile(const fs::path& path, const Bytes& bytes, bool overwrite) {
+  std::error_code error;
+  if (!overwrite && fs::exists(fs::symlink_status(path, error))) {
+    throw Failure(ExitCode::kRefused, fmt::format("{} exists already", path.u8string()),
+                  "Name another file, or overwrite it with --force.");
+  }
+  errno = 0;
+  std::ofstream out(path, std::ios::binary | std::ios::trunc);
+  if (!out) FailIo("create", path);
+  out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+  out.close();
+  if (!out) FailIo("write", path);
+}
+
+std::string WhyUnsafe(const std::string& name) {
+  if (name.empty()) return "is empty";
+  if (name.find('\0') != std::string::npos) return "holds a zero character";
+  if (name.size() > 1 && name[1] == ':') return "names a drive";
+  for (size_t begin = 0; begin <= name.size();) {
+    const size_t end = std::min(name.find_first_of("/\\", begin), name.size());
+    const std::string part = name.substr(begin, end - begin);
+    if (part.empty()) return begin == 0 ? "is an absolute path" : "has an empty part";
+    if (part == ".." || part == ".") return "has a part that leaves its folder";
+    if (IsSpecialHere(part)) return "is no file name on this system";
+    begin = end + 1;
+  }
+  return "";
+}
+
+uint64_t Fingerprint(const Bytes& bytes) {
+  uint64_t sum = 0xCBF29CE484222325;
+  for (uint8_t byte : bytes) sum = (sum ^ byte) * 0x100000001B3;
+  return sum ^ bytes.size();
+}
+
+}  // namespace cli

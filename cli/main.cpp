@@ -1,0 +1,66 @@
+// pmstore: looks into vaults, fills and empties them, and gets people out of trouble.
+#include <new>
+
+#include "cli/command.h"
+#include "cli/host.h"
+
+namespace {
+
+using cli::ExitCode;
+using cli::Failure;
+
+constexpr char kFooter[] =
+    "Exit codes: 0 fine, 1 problems or differences found, 2 usage, 3 no such vault, item or file,\n"
+    "4 input or output failed, 5 refused: the vault is damaged or in use.";
+
+int Run(std::vector<std::string> arguments) {
+  CLI::App app("Looks into vaults, fills and empties them, and repairs what can be repaired.", "pmstore");
+  cli::Tool tool{&app, {}, {}};
+  app.add_flag("--json", tool.console.json, "Write JSON instead of text");
+  app.add_flag("--quiet,-q", tool.console.quiet, "Say nothing but results, warnings and errors");
+  app.add_flag("--no-progress", tool.console.noProgress, "Draw no progress bar");
+  app.require_subcommand(1);
+  app.fallthrough();
+  app.footer(kFooter);
+  cli::RegisterCommands(tool);
+
+  try {
+    app.parse(std::move(arguments));
+    const ExitCode code = tool.chosen();
+    tool.console.flush();
+    return static_cast<int>(code);
+  } catch (const CLI::Success& help) {
+    return app.exit(help);
+  } catch (const CLI::ParseError& error) {
+    tool.console.report(Failure(ExitCode::kUsage, error.what(),
+                                "\"pmstore --help\" and \"pmstore COMMAND --help\" say more."));
+    return static_cast<int>(ExitCode::kUsage);
+  } catch (const Failure& failure) {
+    tool.console.report(failure);
+    return static_cast<int>(failure.code);
+  } catch (const std::bad_alloc&) {
+    tool.console.report(Failure(ExitCode::kIoError, "not enough memory"));
+  } catch (const std::exception& error) {
+    tool.console.report(Failure(ExitCode::kIoError, error.what()));
+  }
+  return static_cast<int>(ExitCode::kIoError);
+}
+
+}  // namespace
+
+// The parser takes the arguments last one first.
+#if defined(_WIN32)
+int wmain(int count, wchar_t** words) {
+  cli::PrepareStreams();
+  std::vector<std::string> arguments;
+  for (int i = count - 1; i > 0; --i) arguments.push_back(cli::ToUtf8(words[i]));
+  return Run(std::move(arguments));
+}
+#else
+int main(int count, char** words) {
+  cli::PrepareStreams();
+  std::vector<std::string> arguments;
+  for (int i = count - 1; i > 0; --i) arguments.emplace_back(words[i]);
+  return Run(std::move(arguments));
+}
+#endif

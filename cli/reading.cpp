@@ -1,0 +1,36 @@
+#include "cli/reading.h"
+
+namespace cli {
+
+void DeclareReading(CLI::App& command, ReadOptions& options) {
+  command.add_option("VAULT", options.vault, "The vault's file")->required();
+  const std::map<std::string, Source> names{
+      {"auto", Source::kAuto}, {"file", Source::kFile}, {"backup", Source::kBackup}};
+  command
+      .add_option(
+          "--source", options.source,
+          "What is read: \"file\", \"backup\", or the one that counts (\"auto\": a backup found beside the "
+          "vault, else the file)")
+      ->transform(CLI::CheckedTransformer(names).description("auto|file|backup"))
+      ->type_name("");
+}
+
+void SayWhatIsRead(const Image& image, const ReadOptions& options, Console& console) {
+  if (options.source != Source::kAuto) return;
+  const VaultPath path(options.vault);
+  if (image.isBackup()) {
+    console.note(
+        "reading the backup {}: while it stands, it is what counts (--source file reads the vault's file)",
+        image.fileShown());
+  } else if (platform::Exists(path.backup.c_str())) {
+    console.warn("the backup {} is no valid vault; reading {}", path.backupShown, image.fileShown());
+  }
+}
+
+void RequireUnchanged(const Image& image) {
+  if (!image.hasChanged()) return;
+  throw Failure(ExitCode::kProblems, fmt::format("{} was changed while it was read", image.fileShown()),
+                "A program is writing to the vault, so the result may be mixed. Run the command again.");
+}
+
+}  // namespace cli

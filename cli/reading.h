@@ -1,0 +1,23 @@
+// What every command that only looks shares: which file it reads, and what it says about that.
+#pragma once
+
+#include <string>
+
+#include "cli/command.h"
+
+namespace cli {
+
+struct ReadOptions {
+  std::string vault;
+  Source source = Source::kAuto;
+};
+
+void DeclareReading(CLI::App& command, ReadOptions& options);
+
+// Says so when it is the backup that is read.
+void SayWhatIsRead(const Image& image, const ReadOptions& options, Console& console);
+
+// To be called when all reading is done: fails when someone wrote to the vault meanwhile.
+void RequireUnchanged(const Image& image);
+
+}  // namespace cli

@@ -1,0 +1,105 @@
+#include "cli/vault.h"
+
+#include <fmt/format.h>
+
+#include <cstdlib>
+#include <random>
+
+#include "cli/failure.h"
+
+namespace cli {
+
+namespace {
+
+constexpr int kDraws = 8;  // a draw fails once in four thousand million times
+
+[[noreturn]] void Refuse(const std::string& vault, int32_t result, const std::string& doing) {
+  const std::string what = fmt::format("{}: cannot {} (result {})", vault, doing, result);
+  const std::string unchanged = "Nothing was changed: what was begun is dropped.";
+  if (result == -2 || result == -4) {
+    throw Failure(ExitCode::kIoError, what,
+                  "The disk may be full or not writable. A backup found beside the vault "
+                  "holds its last good state; \"pmstore restore\" brings it back.");
+  }
+  throw Failure(ExitCode::kRefused, what, unchanged);
+}
+
+const PmChar* Text(const std::optional<PmString>& name) {
+  return name ? name->c_str() : nullptr;
+}
+
+}  // namespace
+
+void RequireNoBackup(const VaultPath& path) {
+  if (!platform::Exists(path.backup.c_str())) return;
+  throw Failure(ExitCode::kRefused, fmt::format("a backup stands beside the vault: {}", path.backupShown),
+                "Either a program has the vault open, or the last one ended without closing it.\n"
+                "Close that program; when there is none, run \"pmstore restore\" first.");
+}
+
+Vault::Vault(const VaultPath& path, Opening opening) : shown_(path.shown) {
+  RequireNoBackup(path);
+  if (platform::Exists(path.file.c_str())) {
+    Image(path).requireSound();
+  } else if (opening == Opening::kExisting) {
+    throw Failure(ExitCode::kMissing, fmt::format("there is no vault {}", shown_));
+  }
+  std::srand(std::random_device{}());  // item IDs are drawn from rand()
+  if (InitPmTotalDataController() != 1) throw Failure(ExitCode::kIoError, "not enough memory");
+  handle_ = OpenDataBaseFile(path.file.c_str());
+  if (handle_ == nullptr) {
+    ReleasePmTotalDataController();
+    throw Failure(ExitCode::kIoError, fmt::format("cannot open {} for reading and writing", shown_),
+                  "Check that its folder exists, that you may write there, and that the path has at most 255 "
+                  "characters.");
+  }
+  PmStartTransaction();
+}
+
+uint32_t Vault::find(uint32_t kind, const PmString& name) const {
+  return GetItemIDByUserdata(handle_, kind, name.c_str());
+}
+
+void Vault::store(uint32_t id, const Bytes& bytes) {
+  static const uint8_t kNothing = 0;
+  const void* data = bytes.empty() ? &kNothing : bytes.data();
+  const int32_t result = InserItemToDataBase(handle_, id, data, static_cast<uint32_t>(bytes.size()), 0);
+  if (result != 0) Refuse(shown_, result, fmt::format("store item {}", IdText(id)));
+}
+
+uint32_t Vault::add(uint32_t kind, const std::optional<PmString>& name, const Bytes& bytes) {
+  uint32_t id = 0;
+  for (int i = 0; i < kDraws && id == 0; ++i) id = CreateNewItemID(handle_, kind, Text(name));
+  if (id == 0) throw Failure(ExitCode::kRefused, fmt::format("{}: no ID for a new item", shown_));
+  store(id, bytes);
+  return id;
+}
+
+void Vault::add(uint32_t id, uint32_t kind, const std::optional<PmString>& name, const Bytes& bytes) {
+  if (RetainID(handle_, id, kind, Text(name)) != 1) {
+    throw Failure(ExitCode::kRefused, fmt::format("{}: the ID {} is in use", shown_, IdText(id)));
+  }
+  store(id, bytes);
+}
+
+void Vault::replace(uint32_t id, const Bytes& bytes) {
+  store(id, bytes);
+}
+
+void Vault::remove(uint32_t id) {
+  int32_t result = DeleteItemFromDataBase(handle_, id, 0);
+  if (result == -1) {  // an item of no bytes has nothing in the file to delete until it is stored again
+    store(id, {});
+    result = DeleteItemFromDataBase(handle_, id, 0);
+  }
+  if (result != 0) Refuse(shown_, result, fmt::format("delete item {}", IdText(id)));
+}
+
+void Vault::commit() {
+  if (const int32_t result = PmStopTransaction(); result != 0) Refuse(shown_, result, "write the changes");
+  if (const int32_t result = CloseDataBaseFile(handle_); result != 0)
+    Refuse(shown_, result, "close the vault");
+  ReleasePmTotalDataController();
+}
+
+}  // namespace cli

@@ -1,0 +1,50 @@
+// A vault open for writing, on the library's exports.
+//
+// Invariants:
+//  1. A vault that a backup stands beside is not opened: someone has it open, or it needs a restore first.
+//  2. All changes are made in one transaction. A Vault that goes out of scope without commit() is not closed
+//  in
+//     the library: nothing that was begun reaches the disk, and the process is expected to end.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "cli/inspect.h"
+#include "cli/text.h"
+#include "pmstore.h"
+
+namespace cli {
+
+class Vault {
+ public:
+  enum class Opening { kExisting, kCreateIfMissing };
+
+  Vault(const VaultPath& path, Opening opening);
+  Vault(const Vault&) = delete;
+  Vault& operator=(const Vault&) = delete;
+
+  // The stored item of that kind and name, 0 when there is none.
+  uint32_t find(uint32_t kind, const PmString& name) const;
+
+  // Stores a new item under an ID that the library draws, or under `id`, which must be unused.
+  uint32_t add(uint32_t kind, const std::optional<PmString>& name, const Bytes& bytes);
+  void add(uint32_t id, uint32_t kind, const std::optional<PmString>& name, const Bytes& bytes);
+
+  void replace(uint32_t id, const Bytes& bytes);
+  void remove(uint32_t id);
+
+  // Writes every change, closes the vault and brings the library down.
+  void commit();
+
+ private:
+  void store(uint32_t id, const Bytes& bytes);
+
+  std::string shown_;
+  DataBaseHandle* handle_ = nullptr;
+};
+
+// Fails when a backup stands beside the vault.
+void RequireNoBackup(const VaultPath& path);
+
+}  // namespace cli
