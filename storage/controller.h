@@ -21,30 +21,11 @@
 #include "commonbase/src/slist.h"
 #include "platform/platform.h"
 #include "storage/format.h"
-#include "storage/fragments.h"
 #include "storage/itemindex.h"
 
 namespace storage {
 
 constexpr uint32_t kMaxPath = 255;  // characters, without the terminator
-
-struct ItemInfo {
-  uint32_t id;
-  uint32_t size;
-  uint8_t* data;  // null until the bytes have been read or set
-  Fragments fragments;
-  bool dirty;
-
-  // What the last save, or the scan, left on disk: which packets need no writing again (see save.cpp).
-  bool inOrder;          // fragment i holds packet i, exactly as the engine writes it
-  uint32_t savedSize;    // the size those packets were made for
-  uint32_t changedFrom;  // the bytes changed since then, while dirty
-  uint32_t changedTo;
-
-  uint32_t capacity;   // bytes allocated at `data`
-  uint32_t dirtySlot;  // place in FileInfo::dirtyItems, while dirty
-  ItemInfo* nextInBucket;
-};
 
 struct FileInfo {
   PmChar path[kMaxPath + 1];

@@ -94,8 +94,7 @@ bool StandsAsWritten(const Settling* settling, const ItemInfo* item) {
   return true;
 }
 
-bool SettleItem(void* context, ItemInfo* item) {
-  auto* settling = static_cast<Settling*>(context);
+bool SettleItem(Settling* settling, ItemInfo* item) {
   if (item->fragments.count > 1) {
     Census census;
     if (!TakeCensus(settling, item, &census)) return false;
@@ -119,7 +118,7 @@ bool SettleItem(void* context, ItemInfo* item) {
 
 bool SettleItems(FileInfo* file, const PacketHeader* headers) {
   Settling settling{file, headers, {}};
-  return file->index.forEach(SettleItem, &settling);
+  return file->index.forEach([&](ItemInfo* item) { return SettleItem(&settling, item); });
 }
 
 }  // namespace storage

@@ -1,0 +1,108 @@
+// A hash table that chains its members through a link of their own and owns nothing.
+//
+// Invariants:
+//  1. Inserting never fails: without memory for more buckets the chains only grow longer.
+//  2. The buckets are drawn anew for every table, so that no file can be made to collide in them by its hashes.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <ctime>
+
+namespace commonbase {
+
+template <typename T, T* T::*kNext, uint32_t (*kHash)(const T*)>
+class ChainTable {
+ public:
+  ChainTable() : multiplier_(drawMultiplier()) {}
+  ~ChainTable() {
+    if (buckets_ != &first_) std::free(buckets_);
+  }
+  ChainTable(const ChainTable&) = delete;
+  ChainTable& operator=(const ChainTable&) = delete;
+
+  uint32_t count() const { return count_; }
+
+  // The first member of the chain that holds every member of that hash, among others; the rest by the link.
+  T* chain(uint32_t hash) const { return buckets_[bucketOf(hash)]; }
+
+  void insert(T* member) {
+    if (count_ >> bits_ != 0) grow();
+    push(member);
+    ++count_;
+  }
+
+  void remove(T* member) {
+    T** link = &buckets_[bucketOf(kHash(member))];
+    while (*link != member) link = &((*link)->*kNext);
+    *link = member->*kNext;
+    --count_;
+  }
+
+  // Calls `visit` for every member, in no particular order, until it returns false; whether it never did.
+  template <typename Visit>
+  bool forEach(Visit visit) const {
+    for (uint32_t i = 0; i >> bits_ == 0; ++i) {
+      for (T* member = buckets_[i]; member != nullptr; member = member->*kNext) {
+        if (!visit(member)) return false;
+      }
+    }
+    return true;
+  }
+
+  // Empties the table, handing every member to `release`.
+  template <typename Release>
+  void clear(Release release) {
+    for (uint32_t i = 0; i >> bits_ == 0; ++i) {
+      while (T* member = buckets_[i]) {
+        buckets_[i] = member->*kNext;
+        release(member);
+      }
+    }
+    count_ = 0;
+  }
+
+ private:
+  uint64_t drawMultiplier() const {
+    uint64_t x = reinterpret_cast<uintptr_t>(this) ^ static_cast<uint64_t>(std::time(nullptr)) << 20;
+    x = (x ^ x >> 30) * 0xBF58476D1CE4E5B9U;
+    x = (x ^ x >> 27) * 0x94D049BB133111EBU;
+    return (x ^ x >> 31) | 1;
+  }
+
+  uint32_t bucketOf(uint32_t hash) const {
+    return bits_ == 0 ? 0 : static_cast<uint32_t>((hash + uint64_t{1}) * multiplier_ >> (64 - bits_));
+  }
+
+  void push(T* member) {
+    T*& bucket = buckets_[bucketOf(kHash(member))];
+    member->*kNext = bucket;
+    bucket = member;
+  }
+
+  void grow() {
+    constexpr uint32_t kMaxBits = 26;
+    if (bits_ + 2 > kMaxBits) return;
+    auto** buckets = static_cast<T**>(std::calloc(size_t{1} << (bits_ + 2), sizeof(T*)));
+    if (buckets == nullptr) return;
+    T** const old = buckets_;
+    const uint32_t oldNum = uint32_t{1} << bits_;
+    buckets_ = buckets;
+    bits_ += 2;
+    for (uint32_t i = 0; i < oldNum; ++i) {
+      while (T* member = old[i]) {
+        old[i] = member->*kNext;
+        push(member);
+      }
+    }
+    if (old != &first_) std::free(old);
+  }
+
+  T* first_ = nullptr;  // the one bucket that always exists
+  T** buckets_ = &first_;
+  uint32_t bits_ = 0;  // there are 2 to this many buckets
+  uint32_t count_ = 0;
+  uint64_t multiplier_;
+};
+
+}  // namespace commonbase
