@@ -4,6 +4,7 @@
 #include <new>
 
 #include "commonbase/src/nodepool.h"
+#include "commonbase/src/pmstring.h"
 #include "storage/result.h"
 #include "storage/storage.h"
 
@@ -12,14 +13,6 @@ namespace storage {
 namespace {
 
 constexpr int32_t kExpectedFiles = 2;
-
-bool SamePath(const PmChar* a, const PmChar* b) {
-  while (*a != 0 && *a == *b) {
-    ++a;
-    ++b;
-  }
-  return *a == *b;
-}
 
 }  // namespace
 
@@ -58,7 +51,7 @@ int32_t ReleasePmDataController() {
 int32_t SelectDataFile(const PmChar* path) {
   if (controller == nullptr) return kNoItem;
   SListNode* node = FirstListNode(controller->openFiles->header);
-  while (node != nullptr && !SamePath(static_cast<FileInfo*>(node->element)->path, path)) node = node->next;
+  while (node != nullptr && !commonbase::SameString(static_cast<FileInfo*>(node->element)->path, path)) node = node->next;
   controller->currentFile = node;
   return node != nullptr ? kOk : kNoItem;
 }

@@ -5,6 +5,7 @@
 //  2. The copy goes into the data file in place, so that a vault behind a symbolic link, its owner and its access
 //     rights stay; the backup stands until the copy is durable, so that a crash in between loses nothing.
 
+#include "commonbase/src/pmstring.h"
 #include "storage/backup.h"
 #include "storage/controller.h"
 #include "storage/open.h"
@@ -15,6 +16,7 @@ namespace storage {
 
 namespace {
 
+using commonbase::LengthOf;
 using platform::Access;
 using platform::File;
 
@@ -42,12 +44,6 @@ bool CopyInPlace(const PmChar* from, const PmChar* to) {
   if (!opened) return false;
   const bool copied = target.copyRange(source, 0, stamp.size) && target.setSize(stamp.size) && target.sync();
   return target.close() && copied;
-}
-
-uint32_t LengthOf(const PmChar* path) {
-  uint32_t length = 0;
-  while (path[length] != 0) ++length;
-  return length;
 }
 
 }  // namespace

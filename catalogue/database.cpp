@@ -1,0 +1,113 @@
+#include "catalogue/database.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+
+#include "catalogue/tableformat.h"
+#include "commonbase/src/pmstring.h"
+#include "storage/format.h"
+#include "storage/storage.h"
+
+namespace catalogue {
+
+namespace {
+
+constexpr uint32_t kMaxPathLength = 255;
+
+bool LoadRecords(IdTable* table, const uint8_t* bytes, uint32_t size) {
+  // One byte behind the last record is no record and no damage.
+  for (uint32_t position = 0; position + 1 < size;) {
+    ItemIdRecord* record = LoadRecord(bytes, size, &position);
+    if (record == nullptr) return false;
+    if (!table->reserve()) {
+      ReleaseIdRecord(record);
+      return false;
+    }
+    table->add(record);
+  }
+  return true;
+}
+
+}  // namespace
+
+DataBaseHandle* NewDataBaseHandle(const PmChar* path) {
+  const PmChar* const end = std::find(path, path + kMaxPathLength, PmChar{0});
+  if (*end != 0) return nullptr;
+  void* memory = std::calloc(1, sizeof(DataBaseHandle));
+  if (memory == nullptr) return nullptr;
+  auto* handle = new (memory) DataBaseHandle();
+  std::copy(path, end, handle->path);
+  handle->openCount = 1;
+  handle->unsavedFrom = kAllSaved;
+  return handle;
+}
+
+void ReleaseDataBaseHandle(DataBaseHandle* handle) {
+  handle->~DataBaseHandle();
+  std::free(handle);
+}
+
+uint32_t PathBytes(const DataBaseHandle* handle) {
+  return static_cast<uint32_t>(commonbase::LengthOf(handle->path) * sizeof(PmChar));
+}
+
+bool LoadIdTable(DataBaseHandle* handle) {
+  if (storage::FindItemInIndex(kIdTableItem) == nullptr) return true;
+  uint32_t idThenSize = kIdTableItem;
+  const uint8_t* bytes = storage::GetItemPtrByID(&idThenSize);
+  return bytes != nullptr && LoadRecords(&handle->committedIds, bytes, idThenSize);
+}
+
+bool ReserveIdTable(DataBaseHandle* handle, uint64_t moreBytes) {
+  const uint64_t size = handle->committedIds.storedBytes() + moreBytes;
+  return size <= storage::kMaxItemSize && storage::ReserveItem(kIdTableItem, static_cast<uint32_t>(size));
+}
+
+void NoteTableChange(DataBaseHandle* handle, uint32_t slot) {
+  handle->unsavedFrom = std::min(handle->unsavedFrom, slot);
+}
+
+bool FlushIdTable(DataBaseHandle* handle) {
+  const IdTable& table = handle->committedIds;
+  if (handle->unsavedFrom == kAllSaved) return true;
+  if (table.slots().count() == 0) {
+    // An emptied table is no item at all; its blocks are marked, so that they cannot come back.
+    storage::DeleteItem(kIdTableItem, 1);
+    handle->unsavedFrom = kAllSaved;
+    return true;
+  }
+  uint64_t tail = 0;
+  for (uint32_t slot = handle->unsavedFrom; slot < table.slots().usedEnd(); ++slot) {
+    if (table.slots()[slot] != nullptr) tail += StoredSize(table.slots()[slot]);
+  }
+  const auto size = static_cast<uint32_t>(table.storedBytes());
+  const auto offset = static_cast<uint32_t>(table.storedBytes() - tail);
+  uint8_t* bytes = storage::RewriteItemTail(kIdTableItem, offset, size);
+  if (bytes == nullptr) return false;
+  bytes += offset;
+  for (uint32_t slot = handle->unsavedFrom; slot < table.slots().usedEnd(); ++slot) {
+    if (table.slots()[slot] != nullptr) bytes = StoreRecord(table.slots()[slot], bytes);
+  }
+  handle->unsavedFrom = kAllSaved;
+  return true;
+}
+
+void SaveIdTable(DataBaseHandle* handle) {
+  if (storage::SelectDataFile(handle->path) != storage::kOk || storage::InTransaction()) return;
+  if (FlushIdTable(handle)) storage::SyncDirtyData();
+}
+
+void CommitPendingId(DataBaseHandle* handle, ItemIdRecord* record) {
+  handle->pendingIds.remove(record);
+  handle->committedIds.add(record);
+  NoteTableChange(handle, record->slot);
+}
+
+void RemoveCommittedId(DataBaseHandle* handle, ItemIdRecord* record) {
+  handle->committedIds.remove(record);
+  NoteTableChange(handle, record->slot);
+  ReleaseIdRecord(record);
+}
+
+}  // namespace catalogue

@@ -1,0 +1,159 @@
+#include "catalogue/registry.h"
+
+#include <cstdlib>
+#include <new>
+
+#include "commonbase/src/pmstring.h"
+#include "storage/storage.h"
+
+namespace catalogue {
+
+namespace {
+
+using Registry = SlotArray<DataBaseHandle>;
+
+constexpr uint32_t kExpectedDataBases = 10;
+
+bool InitDataBaseRegistry() {
+  void* memory = std::malloc(sizeof(Registry));
+  if (memory == nullptr) return false;
+  auto* registry = new (memory) Registry();
+  if (!registry->reserve(kExpectedDataBases)) {
+    registry->~Registry();
+    std::free(memory);
+    return false;
+  }
+  totalController.registry = registry;
+  return true;
+}
+
+void ReleaseDataBaseRegistry() {
+  Registry* registry = totalController.registry;
+  for (uint32_t slot = 0; slot < registry->usedEnd(); ++slot) {
+    if ((*registry)[slot] != nullptr) ReleaseDataBaseHandle((*registry)[slot]);
+  }
+  registry->~Registry();
+  std::free(registry);
+  totalController.registry = nullptr;
+}
+
+// The slot of the first record that `matches`, or the registry's end.
+template <typename Matches>
+uint32_t FindSlot(Matches matches) {
+  const Registry* registry = totalController.registry;
+  if (registry == nullptr) return 0;
+  uint32_t slot = 0;
+  while (slot < registry->usedEnd() && ((*registry)[slot] == nullptr || !matches((*registry)[slot]))) ++slot;
+  return slot;
+}
+
+DataBaseHandle* At(uint32_t slot) {
+  const Registry* registry = totalController.registry;
+  return registry != nullptr && slot < registry->usedEnd() ? (*registry)[slot] : nullptr;
+}
+
+void RemoveDataBaseFromRegistry(DataBaseHandle* handle) {
+  totalController.registry->remove(FindSlot([handle](const DataBaseHandle* other) { return other == handle; }));
+  ReleaseDataBaseHandle(handle);
+}
+
+// The engine's way of making a database's file current: open it, or restore it first.
+using Opening = int32_t (*)(DataBaseHandle* handle);
+
+int32_t OpenFile(DataBaseHandle* handle) {
+  const uint32_t flags = 0;
+  return storage::OpenDataFile(handle->path, &flags, PathBytes(handle));
+}
+
+int32_t RestoreFile(DataBaseHandle* handle) {
+  return storage::RestoreDataFile(handle->path);
+}
+
+// Makes a database of a path that the registry does not hold. Null when that failed; the file that was current
+// before is current again then, and nothing is left open.
+DataBaseHandle* MakeDataBase(const PmChar* path, Opening open) {
+  if (totalController.registry == nullptr || !totalController.registry->reserve(1)) return nullptr;
+  DataBaseHandle* handle = NewDataBaseHandle(path);
+  if (handle == nullptr) return nullptr;
+  const PmChar* previous = storage::CurrentDataFilePath();
+  if (open(handle) == storage::kOk) {
+    if (LoadIdTable(handle)) {
+      totalController.registry->add(handle);
+      return handle;
+    }
+    storage::CloseCurrentFile();
+  }
+  if (previous != nullptr) storage::SelectDataFile(previous);
+  ReleaseDataBaseHandle(handle);
+  return nullptr;
+}
+
+}  // namespace
+
+PmTotalDataController totalController = {};
+
+bool IsValidDataBaseHandle(const DataBaseHandle* handle) {
+  return handle != nullptr && At(FindSlot([handle](const DataBaseHandle* other) { return other == handle; })) != nullptr;
+}
+
+DataBaseHandle* FindDataBaseByPath(const PmChar* path) {
+  if (path == nullptr) return nullptr;
+  return At(FindSlot([path](const DataBaseHandle* other) { return commonbase::SameString(other->path, path); }));
+}
+
+DataBaseHandle* CurrentDataBase() {
+  return FindDataBaseByPath(storage::CurrentDataFilePath());
+}
+
+}  // namespace catalogue
+
+using namespace catalogue;
+
+extern "C" {
+
+int32_t InitPmTotalDataController() {
+  if (totalController.refCount == 0) {
+    if (storage::InitPmDataController() < 0) return 0;
+    if (!InitDataBaseRegistry()) {
+      storage::ReleasePmDataController();
+      return 0;
+    }
+  }
+  ++totalController.refCount;
+  return 1;
+}
+
+void ReleasePmTotalDataController() {
+  if (totalController.refCount <= 0 || --totalController.refCount > 0) return;
+  storage::ReleasePmDataController();
+  ReleaseDataBaseRegistry();
+}
+
+DataBaseHandle* OpenDataBaseFile(const PmChar* path) {
+  if (path == nullptr) return nullptr;
+  DataBaseHandle* handle = FindDataBaseByPath(path);
+  if (handle == nullptr) return MakeDataBase(path, OpenFile);
+  ++handle->openCount;
+  return handle;
+}
+
+int32_t CloseDataBaseFile(DataBaseHandle* handle) {
+  if (!IsValidDataBaseHandle(handle)) return -1;
+  if (handle->openCount <= 0) return -3;
+  if (--handle->openCount > 0) return 0;
+  if (storage::SelectDataFile(handle->path) != storage::kOk) return -2;
+  if (!storage::InTransaction()) FlushIdTable(handle);
+  storage::CloseDataFile(handle->path);
+  RemoveDataBaseFromRegistry(handle);
+  return 0;
+}
+
+int32_t PmRestoreBackupFile(const PmChar* path) {
+  if (path == nullptr) return -1;
+  DataBaseHandle* handle = FindDataBaseByPath(path);
+  if (handle == nullptr) return MakeDataBase(path, RestoreFile) != nullptr ? 0 : -2;
+  ++handle->openCount;
+  return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,53 @@
+// A growable array of pointers whose entries keep their places: a freed slot is used again before a new one.
+//
+// Slot order is the order of everything that lists entries.
+//
+// Invariants:
+//  1. An entry goes into the lowest free slot; slots at or behind usedEnd() are all free.
+//  2. Only reserve() allocates; add() needs room that it made. Nothing shrinks.
+#pragma once
+
+#include <cstdint>
+
+#include "commonbase/src/growarray.h"
+#include "commonbase/src/numberset.h"
+
+namespace catalogue {
+
+template <typename T>
+class SlotArray {
+ public:
+  // Makes room for `more` further entries. False when there is no memory.
+  bool reserve(uint32_t more) {
+    return slots_.reserve(slots_.size() + more) && freeSlots_.reserve(slots_.size() + more);
+  }
+
+  // Puts an entry into the lowest free slot; the slot's number.
+  uint32_t add(T* entry) {
+    if (freeSlots_.empty()) {
+      slots_.add(entry);
+      return slots_.size() - 1;
+    }
+    const uint32_t slot = freeSlots_.lowest();
+    freeSlots_.erase(slot);
+    slots_[slot] = entry;
+    return slot;
+  }
+
+  void remove(uint32_t slot) {
+    slots_[slot] = nullptr;
+    freeSlots_.insert(slot);
+  }
+
+  uint32_t usedEnd() const { return slots_.size(); }
+  uint32_t count() const { return slots_.size() - freeSlots_.count(); }
+
+  // The entry in a slot below usedEnd(), null when it is free.
+  T* operator[](uint32_t slot) const { return slots_[slot]; }
+
+ private:
+  commonbase::GrowArray<T*> slots_;
+  commonbase::NumberSet freeSlots_;
+};
+
+}  // namespace catalogue

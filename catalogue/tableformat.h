@@ -1,0 +1,36 @@
+// The ID table as item 0 of a data file holds it: the committed records in slot order, one behind the other, with
+// nothing between them and nothing around them.
+//
+//   offset  size          content
+//        0     4          reserved0
+//        4     4          reserved1
+//        8     4          kind
+//       12     4          itemId
+//       16     4          userDataSize
+//       20  userDataSize  user data: UTF-16 code units, terminator included
+//
+// All numbers are little-endian.
+#pragma once
+
+#include <cstdint>
+
+#include "catalogue/idtable.h"
+
+namespace catalogue {
+
+constexpr uint32_t kIdTableItem = 0;
+constexpr uint32_t kRecordHeaderSize = 20;
+
+inline uint64_t StoredSize(const ItemIdRecord* record) {
+  return uint64_t{kRecordHeaderSize} + record->userDataSize;
+}
+
+// Writes the record at `bytes`; the position behind it.
+uint8_t* StoreRecord(const ItemIdRecord* record, uint8_t* bytes);
+
+// Reads the record at `position` of the table's `size` bytes and moves the position behind it. Null when there is
+// no memory or when the record is malformed: when it runs past the end, when its userDataSize is negative or odd,
+// or when its user data lacks the terminator.
+ItemIdRecord* LoadRecord(const uint8_t* bytes, uint32_t size, uint32_t* position);
+
+}  // namespace catalogue
