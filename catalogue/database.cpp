@@ -94,7 +94,9 @@ bool FlushIdTable(DataBaseHandle* handle) {
 }
 
 void SaveIdTable(DataBaseHandle* handle) {
-  if (storage::SelectDataFile(handle->path) != storage::kOk || storage::InTransaction()) return;
+  if (storage::SelectDataFile(handle->path) != storage::kOk) return;
+  // Inside a transaction the edits wait, to be made once; only an emptied table gives its blocks up at once.
+  if (storage::InTransaction() && handle->committedIds.slots().count() != 0) return;
   if (FlushIdTable(handle)) storage::SyncDirtyData();
 }
 
