@@ -34,8 +34,8 @@ auto Uninterrupted(Call call) {
   return result;
 }
 
-// A path as the system takes it. A null path, and one too long for any system call, become the empty path,
-// which names nothing, so that whatever is tried with it fails.
+// A path as the system takes it. A null path, and one longer than the system takes any, become the empty
+// path, which names nothing, so that whatever is tried with it fails.
 class Utf8Path {
  public:
   explicit Utf8Path(const PmChar* path) {
@@ -81,14 +81,14 @@ class Utf8Path {
       return length;
     }
     const int following = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
-    const uint32_t mark = (0xF00u >> following) & 0xFF;
+    const uint32_t mark = (0xFF00u >> (following + 1)) & 0xFF;
     bytes_[length++] = static_cast<char>(mark | character >> (6 * following));
     for (int i = following - 1; i >= 0; --i)
       bytes_[length++] = static_cast<char>(0x80 | ((character >> (6 * i)) & 0x3F));
     return length;
   }
 
-  char bytes_[PATH_MAX];
+  char bytes_[PATH_MAX - 1 + kRoom];
 };
 
 // Opens a regular file, or gives -1. Not blocking keeps a pipe from holding us up; only a regular file that

@@ -87,15 +87,19 @@ struct AvlTree {
 PM_EXPORT uint32_t GetAvlNodeSize(void);
 
 /* Makes an empty tree, which the caller releases with ReleaseAvlTree.
- *   header       a record from Malloc or malloc that the tree takes over, or null to allocate one. A caller's
- * record is not cleared: fields that nothing below sets keep their values, so it should come zero-filled.
- *   nodeArea     an area of nodeCount nodes of the caller's, whose `right` fields chain the free nodes from
- * the first one; or null, and the tree makes its own. nodeCount    nodes, and elements, in the areas: at
- * least 1. elementArea  an area of the caller's, or null. elementSize  bytes of one element. With a null
- * elementArea: above 0 (at least 4) the tree makes an element area; below 0 it makes none, and elements of
- * -elementSize bytes come from the heap; 0 sets no size and makes none. Null when there is no memory, a count
- * or a size is out of range, or an area would exceed 4 GiB; a header of the caller's stays the caller's then.
- */
+ *
+ * - header: null to allocate the record; or one from Malloc or malloc that the tree takes over. That one is
+ * not cleared, and fields that nothing below sets keep their values, so it should come zero-filled.
+ * - nodeArea: null for an area of the tree's own; or nodeCount nodes of the caller's, whose `right` fields
+ * chain the free ones from the first on.
+ * - nodeCount: nodes, and elements, in an area; at least 1.
+ * - elementArea: null; or nodeCount elements of the caller's.
+ * - elementSize: bytes of one element. Without an elementArea a size of at least 4 makes an area of the
+ * tree's own, one below 0 makes none (elements of -elementSize bytes come from the heap), 0 neither makes an
+ * area nor sets a size, and 1 to 3 fail.
+ *
+ * Null when there is no memory, a count or a size is out of range, or an area would exceed 4 GiB; a header of
+ * the caller's stays the caller's then. */
 PM_EXPORT AvlTree* CreateAvlTree(AvlTree* header, AvlNode* nodeArea, int32_t nodeCount, void* elementArea,
                                  int32_t elementSize);
 
