@@ -1,0 +1,221 @@
+/*
+ * Databases on Windows, as a component of the manager drives them from C: wide paths, the backup's name and
+ * hidden attribute, the report, and the order of the system calls that keep a vault safe.
+ */
+#include <stdlib.h>
+#include <string.h>
+#include <wchar.h>
+
+#include "component.h"
+#include "strict.h"
+
+enum { kKind = 7, kId = 0x1234 };
+
+static Pmstore pm;
+static wchar_t folder[MAX_PATH];
+
+static int IsThere(const wchar_t* path) {
+  return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES;
+}
+
+static int IsHidden(const wchar_t* path) {
+  return IsThere(path) && (GetFileAttributesW(path) & FILE_ATTRIBUTE_HIDDEN) != 0;
+}
+
+static int SameBytes(const wchar_t* left, const wchar_t* right) {
+  DWORD leftSize = 0, rightSize = 1;
+  unsigned char* leftBytes = ReadAll(left, &leftSize);
+  unsigned char* rightBytes = ReadAll(right, &rightSize);
+  const int same = leftBytes != NULL && rightBytes != NULL && leftSize == rightSize &&
+                   memcmp(leftBytes, rightBytes, leftSize) == 0;
+  free(leftBytes);
+  free(rightBytes);
+  return same;
+}
+
+/* Whether nobody, this process included, has the file open. */
+static int IsLetGo(const wchar_t* path) {
+  HANDLE file = CreateFileW(path, GENERIC_READ, 0, NULL, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, NULL);
+  if (file == INVALID_HANDLE_VALUE) return 0;
+  CloseHandle(file);
+  return 1;
+}
+
+static int32_t Put(DataBaseHandle* vault, uint32_t id, unsigned char value, uint32_t size) {
+  unsigned char* bytes = malloc(size);
+  memset(bytes, value, size);
+  pm.RetainID(vault, id, kKind, NULL);
+  const int32_t result = pm.InserItemToDataBase(vault, id, bytes, size, 1);
+  free(bytes);
+  return result;
+}
+
+static int Holds(DataBaseHandle* vault, uint32_t id, unsigned char value, uint32_t size) {
+  uint32_t word = id;
+  const unsigned char* bytes = pm.PmGetItemPtrByID(vault, &word);
+  if (bytes == NULL || word != size) return 0;
+  for (uint32_t i = 0; i < size; ++i) {
+    if (bytes[i] != value) return 0;
+  }
+  return 1;
+}
+
+/* One road through everything that makes, renews, moves, restores and deletes a backup. */
+static void TestLife(const wchar_t* path, const wchar_t* backup) {
+  static const wchar_t userData[] = L"\u043a\u043b\u044e\u0447 \U0001f511";
+  wchar_t other[MAX_PATH];
+  swprintf(other, MAX_PATH, L"%lskept", folder);
+
+  DataBaseHandle* vault = pm.OpenDataBaseFile(path);
+  if (!CHECK(vault != NULL)) return;
+  const uint32_t id = pm.CreateNewItemID(vault, kKind, userData);
+  CHECK(pm.InserItemToDataBase(vault, id, "secret", 6, 0) == 0);
+  CHECK(pm.GetItemIDByUserdata(vault, kKind, userData) == id);
+  CHECK(IsHidden(backup) && SameBytes(path, backup));
+
+  for (unsigned char i = 0; i < 5; ++i) {
+    CHECK(Put(vault, kId + i, i, 2500u + i) == 0);
+    CHECK(IsHidden(backup) && SameBytes(path, backup));
+  }
+  CHECK(pm.DeleteItemFromDataBase(vault, kId + 1, 1) == 0);
+  CHECK(pm.PmStartTransaction() == 0);
+  CHECK(Put(vault, kId, 0x55, 900) == 0);
+  CHECK(pm.PmStopTransaction() == 0);
+  CHECK(IsHidden(backup) && SameBytes(path, backup));
+  CHECK(CopyFileW(backup, other, FALSE));
+
+  CHECK(pm.CloseDataBaseFile(vault) == 0);
+  CHECK(!IsThere(backup) && IsLetGo(path));
+
+  CHECK(MoveFileExW(other, backup, MOVEFILE_REPLACE_EXISTING) &&
+        SetFileAttributesW(backup, FILE_ATTRIBUTE_HIDDEN));
+  CHECK(pm.PmRestoreBackupFile(path) == 0);
+  CHECK(IsHidden(backup) && SameBytes(path, backup));
+  vault = pm.OpenDataBaseFile(path);
+  CHECK(Holds(vault, kId, 0x55, 900) && Holds(vault, kId + 4, 4, 2504) && pm.GetItemCount(vault, kKind) == 5);
+  CHECK(Put(vault, kId, 0x66, 10) == 0); /* over the hidden backup that the restore left */
+  CHECK(IsHidden(backup) && SameBytes(path, backup));
+  CHECK(pm.CloseDataBaseFile(vault) == 0 && pm.CloseDataBaseFile(vault) == 0);
+  CHECK(!IsThere(backup) && IsLetGo(path));
+
+  vault = pm.OpenDataBaseFile(path);
+  CHECK(Holds(vault, kId, 0x66, 10) && wcscmp(pm.GetItemAddons(vault, id, &(uint32_t){0}), userData) == 0);
+  CHECK(pm.CloseDataBaseFile(vault) == 0 && DeleteFileW(path));
+}
+
+static void TestWidePath(void) {
+  wchar_t path[MAX_PATH], backup[MAX_PATH];
+  swprintf(path, MAX_PATH, L"%lsTres\u00f6r \u4fdd\u9669 \U0001f511.db", folder);
+  swprintf(backup, MAX_PATH, L"%ls.Tres\u00f6r \u4fdd\u9669 \U0001f511.db.bak", folder);
+  TestLife(path, backup);
+}
+
+/* The longest path there is, whose backup goes beyond what Windows takes without more ado. */
+static void TestLongPath(void) {
+  wchar_t path[MAX_PATH + 10], backup[MAX_PATH + 10];
+  const int left = 255 - (int)wcslen(folder);
+  wchar_t name[256];
+  for (int i = 0; i < left; ++i) name[i] = i < 5 ? (wchar_t)(0x4e00 + i) : L'x';
+  name[left] = 0;
+  swprintf(path, MAX_PATH + 10, L"%ls%ls", folder, name);
+  swprintf(backup, MAX_PATH + 10, L"\\\\?\\%ls.%ls.bak", folder, name);
+  TestLife(path, backup);
+  wcscat(path, L"x");
+  CHECK(pm.OpenDataBaseFile(path) == NULL && !IsThere(path));
+}
+
+/* The full stop stands behind the last backslash; a slash separates nothing. */
+static void TestBackupName(void) {
+  wchar_t drive[MAX_PATH];
+  CHECK(SetCurrentDirectoryW(folder));
+  CHECK(CreateDirectoryW(L"a", NULL) && CreateDirectoryW(L"a\\b", NULL));
+  TestLife(L"plain.db", L".plain.db.bak");
+  TestLife(L"a\\b\\back.db", L"a\\b\\.back.db.bak");
+  TestLife(L"a/b\\mixed.db", L"a/b\\.mixed.db.bak");
+
+  /* The folder that the backup's name leads to is not there; once it is, the sync that waited for it
+   * succeeds. */
+  DataBaseHandle* vault = pm.OpenDataBaseFile(L"a/b/slash.db");
+  DWORD size = 1;
+  CHECK(Put(vault, kId, 1, 100) == -2);
+  free(ReadAll(L"a\\b\\slash.db", &size));
+  CHECK(size == 0 && pm.PmSyncDirtyData() == -2);
+  CHECK(CreateDirectoryW(L".a", NULL) && CreateDirectoryW(L".a\\b", NULL));
+  CHECK(pm.PmSyncDirtyData() == 0);
+  CHECK(IsHidden(L".a\\b\\slash.db.bak") && SameBytes(L"a\\b\\slash.db", L".a\\b\\slash.db.bak"));
+  CHECK(pm.CloseDataBaseFile(vault) == 0 && !IsThere(L".a\\b\\slash.db.bak"));
+
+  /* A full path of slashes puts the full stop before the drive, where no folder can be. */
+  swprintf(drive, MAX_PATH, L"%lsdrive.db", folder);
+  for (wchar_t* c = drive; *c != 0; ++c) *c = *c == L'\\' ? L'/' : *c;
+  vault = pm.OpenDataBaseFile(drive);
+  CHECK(Put(vault, kId, 1, 100) == -2);
+  CHECK(pm.CloseDataBaseFile(vault) == 0);
+  SetCurrentDirectoryW(L"C:\\");
+}
+
+/* The report is text as the system writes it, appended to what is there. */
+static void TestReport(void) {
+  static const char head[] =
+      "file information:\r\n\t size: 2048( 2k )\r\n\t item num: 2\r\n\t block num: 2\r\n";
+  wchar_t path[MAX_PATH], report[MAX_PATH];
+  swprintf(path, MAX_PATH, L"%lsreported.db", folder);
+  swprintf(report, MAX_PATH, L"%ls\u62a5\u544a.txt", folder);
+  DataBaseHandle* vault = pm.OpenDataBaseFile(path);
+  CHECK(Put(vault, kId, 0xAB, 17) == 0);
+  pm.PrintAllItemInfo(report);
+  _putenv("DB_DETAIL_HEX=Y"); /* the DLL's environment is the program's */
+  pm.PrintAllItemInfo(report);
+  CHECK(pm.CloseDataBaseFile(vault) == 0 && IsLetGo(report));
+
+  DWORD size = 0;
+  char* text = (char*)ReadAll(report, &size);
+  if (!CHECK(text != NULL)) return;
+  CHECK(strncmp(text, head, sizeof head - 1) == 0);
+  char* again = strstr(text + 1, head);
+  CHECK(again != NULL && strstr(again, "0x0010 AB \r\n") != NULL);
+  for (char* c = strchr(text, '\n'); c != NULL; c = strchr(c + 1, '\n'))
+    CHECK(c[-1] == '\r' && c[-2] != '\r');
+  free(text);
+}
+
+/* What cannot be opened as a database is let go again, as it was. */
+static void TestRefusal(void) {
+  wchar_t path[MAX_PATH];
+  swprintf(path, MAX_PATH, L"%lsnone.db", folder);
+  FILE* stream = _wfopen(path, L"wb");
+  fputs("not a vault", stream);
+  fclose(stream);
+  CHECK(pm.OpenDataBaseFile(path) == NULL);
+  CHECK(IsLetGo(path) && pm.FSize(path) == 11);
+  CHECK(pm.OpenDataBaseFile(folder) == NULL && pm.OpenDataBaseFile(L"NUL") == NULL);
+}
+
+int main(void) {
+  MakeFolder(folder);
+  for (int round = 0; round < 2; ++round) { /* once more with the DLL loaded anew */
+    pm = LoadPmstore();
+    CHECK(MakeStrict(pm.module) == 10);
+    CHECK(pm.InitPmTotalDataController() == 1);
+    TestWidePath();
+    TestLongPath();
+    TestBackupName();
+    pm.ReleasePmTotalDataController();
+    CHECK(FreeLibrary(pm.module) && GetModuleHandleW(L"pmstore.dll") == NULL);
+    if (round == 0) {
+      RemoveFolder(folder);
+      MakeFolder(folder);
+    }
+  }
+  CHECK(seen.creations > 0 && seen.renames > 0);
+  CHECK(seen.overHidden == 0 && seen.tooLong == 0 && seen.notDurable == 0 && seen.notWrittenThrough == 0);
+
+  pm = LoadPmstore();
+  CHECK(pm.InitPmTotalDataController() == 1);
+  TestReport();
+  TestRefusal();
+  pm.ReleasePmTotalDataController();
+  RemoveFolder(folder);
+  CHECK(!IsThere(folder));
+  return Failures();
+}
