@@ -23,14 +23,14 @@ class FileHelpers : public testing::Test {
 
 TEST_F(FileHelpers, TellFilesFoldersAndNothingApart) {
   const PmString empty = make("empty", {}), full = make("full", Bytes(3000)), missing = path("missing");
-  const PmString folder = Pm(folder_.path());
+  const PmString folder = Pm(folder_.path()), nameless;
   struct {
     const PmChar* path;
     int32_t exists, size;
     bool opens;
   } const cases[] = {{empty.c_str(), 0, 0, true},       {full.c_str(), 0, 3000, true},
                      {missing.c_str(), -1, -1, false},  {folder.c_str(), 0, 0, false},
-                     {Text("").c_str(), -1, -1, false}, {nullptr, -1, -1, false}};
+                     {nameless.c_str(), -1, -1, false}, {nullptr, -1, -1, false}};
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     EXPECT_EQ(FExists(c.path), c.exists);
