@@ -1,4 +1,5 @@
-/*
+/**
+ * @file pmtypes.h
  * The types that every public header shares: the fixed-width integers, the character of a path or a
  * user-data string, and the mark of an exported function.
  *
@@ -15,14 +16,14 @@
 #include <stdint.h>
 
 #if defined(_WIN32)
-typedef wchar_t PmChar;
-#define PM_EXPORT
+typedef wchar_t PmChar; /**< one UTF-16 code unit */
+#define PM_EXPORT       /**< marks an exported function */
 #else
 #if !defined(__cplusplus)
 #include <uchar.h>
 #endif
-typedef char16_t PmChar;
-#define PM_EXPORT __attribute__((visibility("default")))
+typedef char16_t PmChar; /**< one UTF-16 code unit */
+#define PM_EXPORT __attribute__((visibility("default"))) /**< marks an exported function */
 #endif
 
 #endif

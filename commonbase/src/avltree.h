@@ -1,4 +1,5 @@
-/*
+/**
+ * @file avltree.h
  * A height-balanced binary search tree of elements that belong to the caller.
  *
  * An element is one pointer-sized value: the address of something, or an integer put there through uintptr_t.
@@ -30,63 +31,67 @@ extern "C" {
 typedef struct AvlNode AvlNode;
 typedef struct AvlTree AvlTree;
 
+/** A node of a tree. */
 struct AvlNode {
-  void* element;
-  AvlNode* left;
-  AvlNode* right; /* in a free node of the area: the next free node */
-  int32_t height; /* of the subtree rooted here: 0 for a leaf, and an empty subtree counts -1 */
+  void* element;  /**< the caller's value or reference */
+  AvlNode* left;  /**< the left child, or null */
+  AvlNode* right; /**< in a free node of the area: the next free node */
+  int32_t height; /**< of the subtree rooted here: 0 for a leaf, and an empty subtree counts -1 */
 };
 
-/* What a walk does with each node; `context` is the caller's, the result is ignored. */
+/** What a walk does with each node; `context` is the caller's, the result is ignored. */
 typedef int32_t (*AvlVisit)(AvlNode* node, void* context);
 
+/**
+ * A tree with its storage.
+ *
+ * The operation slots may be replaced by the caller after creation. The context of a node slot is the tree
+ * when it owns its node area, else the caller's node area; that of FreeAvlElement is the tree when it owns
+ * its element area, else the value of elementArea. The default slots take a tree as their context, and null
+ * for plain heap storage; a tree with an area of the caller's needs storage slots of the caller's.
+ */
 struct AvlTree {
-  AvlNode* root;           /* null for an empty tree */
-  AvlNode* nodeArea;       /* nodeNum nodes */
-  void* elementArea;       /* nodeNum elements of elementSize bytes, or null */
-  AvlNode* freeNodes;      /* free nodes of the area, linked through `right` */
-  void* freeElements;      /* free elements of the area, linked as the free nodes of a CommonPool are */
-  uint32_t nodeNum;        /* nodes in the node area and elements in the element area */
-  int16_t freeNodeNum;     /* low 16 bits of the number of free nodes; nothing decides on it */
-  int16_t freeElementNum;  /* the same for elements, counted from nodeNum even without an element area */
-  int32_t elementSize;     /* bytes of one element, 0 when none is set */
-  int16_t ownsNodeArea;    /* 1 when the tree made the node area */
-  int16_t ownsElementArea; /* 1 when the tree made the element area */
+  AvlNode* root;           /**< null for an empty tree */
+  AvlNode* nodeArea;       /**< nodeNum nodes */
+  void* elementArea;       /**< nodeNum elements of elementSize bytes, or null */
+  AvlNode* freeNodes;      /**< free nodes of the area, linked through `right` */
+  void* freeElements;      /**< free elements of the area, linked as the free nodes of a CommonPool are */
+  uint32_t nodeNum;        /**< nodes in the node area and elements in the element area */
+  int16_t freeNodeNum;     /**< low 16 bits of the number of free nodes; nothing decides on it */
+  int16_t freeElementNum;  /**< the same for elements, counted from nodeNum even without an element area */
+  int32_t elementSize;     /**< bytes of one element, 0 when none is set */
+  int16_t ownsNodeArea;    /**< 1 when the tree made the node area */
+  int16_t ownsElementArea; /**< 1 when the tree made the element area */
 
-  /* The operation slots, which the caller may replace after creation. The context of a node slot is the tree
-   * when it owns its node area, else the caller's node area; that of FreeAvlElement is the tree when it owns
-   * its element area, else the value of elementArea. The default slots take a tree as their context, and null
-   * for plain heap storage; a tree with an area of the caller's needs storage slots of the caller's. */
-
-  /* Sets up the areas and their chains; the tree, or null when that fails. */
+  /** Sets up the areas and their chains; the tree, or null when that fails. */
   AvlTree* (*InitAvlTree)(AvlTree* tree, void* elementArea, int32_t nodeCount, int32_t elementSize);
 
-  /* A node, or null when there is no memory. */
+  /** A node, or null when there is no memory. */
   AvlNode* (*GetAvlNode)(void* context);
 
-  /* Storage for one element, not cleared, or null when there is no memory. Only callers use it, with the tree
-   * as the context. */
+  /** Storage for one element, not cleared, or null when there is no memory. Only callers use it, with the
+   * tree as the context. */
   void* (*GetAvlElement)(void* context);
 
-  /* Takes a node back: into the area's free chain, or to the heap. */
+  /** Takes a node back: into the area's free chain, or to the heap. */
   void (*FreeAvlNode)(void* context, AvlNode* node);
 
-  /* Takes an element back: filled with zeros into the area's free chain, or to the heap. Null is ignored. */
+  /** Takes an element back: filled with zeros into the area's free chain, or to the heap. Null is ignored. */
   void (*FreeAvlElement)(void* context, void* element);
 
-  /* Releases the areas that the tree made, and the tree record. */
+  /** Releases the areas that the tree made, and the tree record. */
   void (*DestroyAvlTree)(AvlTree* tree);
 
-  /* Compares two elements: above 0 when a sorts after b, 0 when they are equal, below 0 when a sorts before
+  /** Compares two elements: above 0 when a sorts after b, 0 when they are equal, below 0 when a sorts before
    * b. The searched or inserted element is a, the node's is b. The default compares the values as unsigned
    * numbers. */
   int32_t (*CmpAvlNode)(const void* a, const void* b);
 };
 
-/* The size of an AvlNode in bytes. */
+/** The size of an AvlNode in bytes. */
 PM_EXPORT uint32_t GetAvlNodeSize(void);
 
-/* Makes an empty tree, which the caller releases with ReleaseAvlTree.
+/** Makes an empty tree, which the caller releases with ReleaseAvlTree.
  *
  * - header: null to allocate the record; or one from Malloc or malloc that the tree takes over. That one is
  * not cleared, and fields that nothing below sets keep their values, so it should come zero-filled.
@@ -103,36 +108,36 @@ PM_EXPORT uint32_t GetAvlNodeSize(void);
 PM_EXPORT AvlTree* CreateAvlTree(AvlTree* header, AvlNode* nodeArea, int32_t nodeCount, void* elementArea,
                                  int32_t elementSize);
 
-/* Inserts an element; called with the tree's root, and keeps it up to date. The subtree's new root. An
+/** Inserts an element; called with the tree's root, and keeps it up to date. The subtree's new root. An
  * element equal to one in the tree is not stored, and without memory for a node nothing changes (null for an
  * empty tree): the caller learns of either by searching. A null tree gives null after an assertion report on
  * standard output. */
 PM_EXPORT AvlNode* InsertAvlNode(void* element, AvlTree* tree, AvlNode* root);
 
-/* The node that holds an element equal to `key`, or null. */
+/** The node that holds an element equal to `key`, or null. */
 PM_EXPORT AvlNode* FindAvlNode(const void* key, const AvlTree* tree, AvlNode* root);
 
-/* The leftmost node of a subtree, which holds its least element; null for a null subtree. */
+/** The leftmost node of a subtree, which holds its least element; null for a null subtree. */
 PM_EXPORT AvlNode* FindMinAvlNode(AvlNode* root);
 
-/* The rightmost node of a subtree, which holds its greatest element; null for a null subtree. */
+/** The rightmost node of a subtree, which holds its greatest element; null for a null subtree. */
 PM_EXPORT AvlNode* FindMaxAvlNode(AvlNode* root);
 
-/* Removes the element equal to `element` and gives it back through FreeAvlElement; called with the tree's
+/** Removes the element equal to `element` and gives it back through FreeAvlElement; called with the tree's
  * root, and keeps it up to date. The subtree's new root; the unchanged one when there is no such element. */
 PM_EXPORT AvlNode* DeleteAvlNode(const void* element, AvlTree* tree, AvlNode* root);
 
-/* Visits a subtree's nodes in ascending order. A visit must not release or unlink its node. */
+/** Visits a subtree's nodes in ascending order. A visit must not release or unlink its node. */
 PM_EXPORT void InorderTravAvlTree(AvlNode* root, AvlVisit visit, void* context);
 
-/* Visits a subtree's nodes, children before their parent. A visit may release its node. */
+/** Visits a subtree's nodes, children before their parent. A visit may release its node. */
 PM_EXPORT void PostorderTravAvlTree(AvlNode* root, AvlVisit visit, void* context);
 
-/* The node's element. */
+/** The node's element. */
 PM_EXPORT void* AvlTreeElement(const AvlNode* node);
 
-/* Gives every element back through FreeAvlElement, in post-order, and releases the tree: its nodes, the areas
- * that it made, and its record, which is released with Free also when the caller supplied it. */
+/** Gives every element back through FreeAvlElement, in post-order, and releases the tree: its nodes, the
+ * areas that it made, and its record, which is released with Free also when the caller supplied it. */
 PM_EXPORT void ReleaseAvlTree(AvlTree* tree);
 
 #ifdef __cplusplus

@@ -1,4 +1,5 @@
-/*
+/**
+ * @file slist.h
  * A singly linked list of elements that belong to the caller.
  *
  * An element is one pointer-sized value: the address of something, or an integer put there through uintptr_t.
@@ -27,83 +28,85 @@ extern "C" {
 typedef struct SListNode SListNode;
 typedef struct SList SList;
 
+/** A node of a list. */
 struct SListNode {
-  void* element;
-  SListNode* next; /* null at the end of the chain */
+  void* element;   /**< the caller's value or reference */
+  SListNode* next; /**< null at the end of the chain */
 };
 
+/** A list. */
 struct SList {
-  SListNode* header;
-  uint32_t usedNodeNum; /* 1, plus 1 for each insertion, minus 1 for each deletion; clearing leaves it */
-  CommonPool* pool;     /* nodes of the size of one SListNode */
+  SListNode* header;    /**< stands before the first element node */
+  uint32_t usedNodeNum; /**< 1, plus 1 for each insertion, minus 1 for each deletion; clearing leaves it */
+  CommonPool* pool;     /**< nodes of the size of one SListNode */
 
-  /* Compares two element values: above 0 when a sorts after b, 0 when they are equal, below 0 when a sorts
+  /** Compares two element values: above 0 when a sorts after b, 0 when they are equal, below 0 when a sorts
    * before b. Null after creation; the caller assigns it. */
   int32_t (*CmpsListNode)(const void* a, const void* b);
 };
 
-/* Makes an empty list whose first `count` elements (0 or more) need no further memory. The caller releases it
- * with FreesList or FreesListWithElements. Null when there is no memory or the count is negative. */
+/** Makes an empty list whose first `count` elements (0 or more) need no further memory. The caller releases
+ * it with FreesList or FreesListWithElements. Null when there is no memory or the count is negative. */
 PM_EXPORT SList* CreateEmptysList(int32_t count);
 
-/* 1 when no element node follows the header, else 0. */
+/** 1 when no element node follows the header, else 0. */
 PM_EXPORT int32_t IsListEmpty(const SListNode* header);
 
-/* 1 when no node follows this one, else 0. */
+/** 1 when no node follows this one, else 0. */
 PM_EXPORT int32_t IsLastInList(const SListNode* node);
 
-/* The first node whose element equals `element`, or null. The compare function is called with `element`
+/** The first node whose element equals `element`, or null. The compare function is called with `element`
  * first. A list without one gives null after an assertion report on standard output. */
 PM_EXPORT SListNode* FindInsList(const void* element, const SList* list);
 
-/* The node that holds the least element, or null for an empty list or one without a compare function. Of
+/** The node that holds the least element, or null for an empty list or one without a compare function. Of
  * several equal ones it is the last in the chain when `tie` is 1, the first otherwise. */
 PM_EXPORT SListNode* FindMinInsList(const SList* list, int32_t tie);
 
-/* The same for the greatest element. */
+/** The same for the greatest element. */
 PM_EXPORT SListNode* FindMaxInsList(const SList* list, int32_t tie);
 
-/* The node in front of `node`: the header for the first element node. The last node of the chain when `node`
+/** The node in front of `node`: the header for the first element node. The last node of the chain when `node`
  * is not in it or null. */
 PM_EXPORT SListNode* PrevsListNode(const SListNode* node, SListNode* header);
 
-/* The node behind `node`, or null at the end; null when `header` is null. */
+/** The node behind `node`, or null at the end; null when `header` is null. */
 PM_EXPORT SListNode* NextsListNode(const SListNode* node, const SListNode* header);
 
-/* Inserts an element behind the node `position`: the header puts it at the front, and so does null. 0, or -1
+/** Inserts an element behind the node `position`: the header puts it at the front, and so does null. 0, or -1
  * when there is no memory for a node; the list is unchanged then. */
 PM_EXPORT int32_t InsertNodeTosList(void* element, SList* list, SListNode* position);
 
-/* Inserts an element at the end, which is searched for from the front. 0, or -1 as for InsertNodeTosList. */
+/** Inserts an element at the end, which is searched for from the front. 0, or -1 as for InsertNodeTosList. */
 PM_EXPORT int32_t AppendNodeTosList(void* element, SList* list);
 
-/* The number of elements. */
+/** The number of elements. */
 PM_EXPORT int32_t CountSlist(const SListNode* header);
 
-/* Unlinks a node and gives it back to the list's pool. Its element is not touched. A node that is not in the
+/** Unlinks a node and gives it back to the list's pool. Its element is not touched. A node that is not in the
  * list is left alone. */
 PM_EXPORT void DeletesListNode(SListNode* node, SList* list);
 
-/* The header itself. */
+/** The header itself. */
 PM_EXPORT SListNode* ListHeader(SListNode* header);
 
-/* The last node of the chain, which is the header itself in an empty list. */
+/** The last node of the chain, which is the header itself in an empty list. */
 PM_EXPORT SListNode* ListTail(SListNode* header);
 
-/* The first element node, or null. */
+/** The first element node, or null. */
 PM_EXPORT SListNode* FirstListNode(const SListNode* header);
 
-/* The node's element. */
+/** The node's element. */
 PM_EXPORT void* ListNodeElement(const SListNode* node);
 
-/* Takes all element nodes out of the list; it can be used again. Elements are not touched, and `usedNodeNum`
+/** Takes all element nodes out of the list; it can be used again. Elements are not touched, and `usedNodeNum`
  * keeps its value. */
 PM_EXPORT void ClearsList(SList* list);
 
-/* Releases the list with its nodes. Elements are not touched. */
+/** Releases the list with its nodes. Elements are not touched. */
 PM_EXPORT void FreesList(SList* list);
 
-/* Releases every element with Free, then the list. Each element must be null or a heap block of its own. */
+/** Releases every element with Free, then the list. Each element must be null or a heap block of its own. */
 PM_EXPORT void FreesListWithElements(SList* list);
 
 #ifdef __cplusplus
