@@ -16,13 +16,15 @@
 #include <stdint.h>
 
 #if defined(_WIN32)
-typedef wchar_t PmChar; /**< one UTF-16 code unit */
-#define PM_EXPORT       /**< marks an exported function */
+typedef wchar_t PmChar;
+#define PM_TEXT(text) L##text
+#define PM_EXPORT
 #else
 #if !defined(__cplusplus)
 #include <uchar.h>
 #endif
 typedef char16_t PmChar; /**< one UTF-16 code unit */
+#define PM_TEXT(text) u##text                            /**< a string literal of PmChar: PM_TEXT("vault") */
 #define PM_EXPORT __attribute__((visibility("default"))) /**< marks an exported function */
 #endif
 

@@ -1,0 +1,27 @@
+# Runs an example twice in an empty folder: what works on a new vault has to work on its own. Its output is compared
+# with what is expected, item IDs (which are random) taken out.
+file(REMOVE_RECURSE "${FOLDER}")
+file(MAKE_DIRECTORY "${FOLDER}")
+file(READ "${EXPECTED}" expected)
+if(PROGRAM MATCHES "\\.exe$")
+  # Windows finds the library beside the program.
+  file(COPY "${LIBRARY_FOLDER}/pmstore.dll" "${PROGRAM}" DESTINATION "${FOLDER}")
+  cmake_path(GET PROGRAM FILENAME name)
+  set(PROGRAM "${FOLDER}/${name}")
+endif()
+foreach(round first second)
+  execute_process(COMMAND ${EMULATOR} ${PROGRAM} WORKING_DIRECTORY "${FOLDER}"
+    OUTPUT_VARIABLE output RESULT_VARIABLE result)
+  if(NOT result EQUAL 0)
+    message(FATAL_ERROR "the ${round} run ended with ${result}:\n${output}")
+  endif()
+  string(REPLACE "\r" "" output "${output}")
+  string(REGEX REPLACE "item [0-9a-f]+:" "item ID:" output "${output}")
+  if(NOT output STREQUAL expected)
+    message(FATAL_ERROR "the ${round} run printed\n${output}\nand not\n${expected}")
+  endif()
+endforeach()
+file(GLOB backups "${FOLDER}/.*.bak")
+if(backups)
+  message(FATAL_ERROR "backups were left behind: ${backups}")
+endif()
