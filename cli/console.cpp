@@ -39,9 +39,9 @@ void Console::writeLine(const std::string& text) {
   Write(stdout, text + "\n");
 }
 
-void Console::message(const char* mark, const std::string& text) {
+void Console::message(const std::string& text) {
   std::fflush(stdout);
-  Write(stderr, fmt::format("pmstore: {}{}\n", mark, text));
+  Write(stderr, text + "\n");
 }
 
 void Console::document(const Json& value) {
@@ -66,8 +66,8 @@ void Console::report(const Failure& failure) {
     std::fflush(stdout);
     return;
   }
-  message("", failure.what());
-  if (!failure.next.empty()) Write(stderr, failure.next + "\n");
+  message(fmt::format("pmstore: {}", failure.what()));
+  if (!failure.next.empty()) message(failure.next);
 }
 
 void Console::flush() {

@@ -39,12 +39,12 @@ class Console {
   // A message on standard error.
   template <typename... Args>
   void note(fmt::format_string<Args...> format, Args&&... args) {
-    if (!quiet) message("", fmt::format(format, std::forward<Args>(args)...));
+    if (!quiet) message(fmt::format(format, std::forward<Args>(args)...));
   }
 
   template <typename... Args>
   void warn(fmt::format_string<Args...> format, Args&&... args) {
-    message("warning: ", fmt::format(format, std::forward<Args>(args)...));
+    message("pmstore: warning: " + fmt::format(format, std::forward<Args>(args)...));
   }
 
   void document(const Json& value);
@@ -61,7 +61,7 @@ class Console {
 
  private:
   void writeLine(const std::string& text);
-  void message(const char* mark, const std::string& text);
+  void message(const std::string& text);
 };
 
 // A progress bar on standard error while it lives; nothing at all when standard error is no terminal.

@@ -95,16 +95,15 @@ void Image::openFile(const PmString& path) {
   fileSize_ = stamp_.size;
 }
 
-void Image::judgeHeader(const uint8_t* bytes, uint32_t number) {
+void Image::judgeBlock(const uint8_t* bytes, uint32_t number) {
   const PacketHeader header = storage::DecodeHeader(bytes);
-  const bool trailerFits = storage::LoadU32(bytes + storage::kTrailerOffset) == storage::kTrailerMagic;
   BlockState state = header.packetType == storage::kFreeBlock ? BlockState::kFree : BlockState::kUsed;
   if (header.packetFlag > 1 || header.formatVersion != storage::kFormatVersion) {
     state = BlockState::kMalformed;
     fileProblems_.push_back(
         {number, fmt::format("its first byte is 0x{:02X}, which begins no block", bytes[0])});
-  } else if (!trailerFits) {
-    state = BlockState::kMalformed;
+  } else if (storage::LoadU32(bytes + storage::kTrailerOffset) != storage::kTrailerMagic) {
+    if (state == BlockState::kUsed && storage::CheckPacket(bytes) != 0) state = BlockState::kMalformed;
     fileProblems_.push_back({number, "its last four bytes are not the mark that ends a block"});
   }
   blocks_.push_back({header, state});
@@ -130,7 +129,7 @@ void Image::scan() {
         count * kBlockSize) {
       throw Failure(ExitCode::kIoError, fmt::format("cannot read {} at {}", fileShown_, BlockText(number)));
     }
-    for (size_t i = 0; i < count; ++i) judgeHeader(buffer.data() + i * kBlockSize, number++);
+    for (size_t i = 0; i < count; ++i) judgeBlock(buffer.data() + i * kBlockSize, number++);
   }
   if (const uint64_t rest = fileSize_ % kBlockSize; rest != 0) {
     fileProblems_.push_back({whole, fmt::format("only {} of its 1024 bytes are there", rest)});
@@ -142,12 +141,14 @@ void Image::scan() {
 // else the one packet that says it is the whole item; else the numbered packets up to the first that is not
 // full; else all, and reading the item will tell.
 void Image::formItem(Item& item) {
-  const Census census = TakeCensus(blocks_, item);
   std::vector<uint32_t> chosen;
+  const Census census = TakeCensus(blocks_, item);
   if (census.strangers == 0 && census.run.size() != item.blocks.size()) {
     if (census.onlyPackets.size() == 1) chosen = census.onlyPackets;
     if (census.onlyPackets.empty() && census.runEnds) chosen = census.run;
   }
+  const bool onlyPacket = item.blocks.size() == 1 && census.onlyPackets.size() == 1;
+  item.whole = onlyPacket || !chosen.empty() || census.run.size() == item.blocks.size();
   if (!chosen.empty()) {
     for (uint32_t number : item.blocks) blocks_[number].state = BlockState::kStale;
     for (uint32_t number : chosen) blocks_[number].state = BlockState::kUsed;

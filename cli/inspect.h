@@ -55,6 +55,7 @@ struct Item {
   uint32_t id = 0;
   uint32_t size = 0;
   std::vector<uint32_t> blocks;  // block numbers, ascending
+  bool whole = true;             // the blocks are packets 1 to n of the item, or its only packet
 };
 
 struct ItemBytes {
@@ -109,7 +110,7 @@ class Image {
  private:
   void openFile(const PmString& path);
   void scan();
-  void judgeHeader(const uint8_t* bytes, uint32_t number);
+  void judgeBlock(const uint8_t* bytes, uint32_t number);
   void formItem(Item& item);
   void loadTable();
 

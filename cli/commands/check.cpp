@@ -1,104 +1,115 @@
-// check: every packet, every item and the ID table, and what to do about what is wrong.
-#include "cli/names.h"
+// check: every packet, every item and the ID table, of the vault and of a backup beside it; and what to do.
+#include "cli/examine.h"
 #include "cli/reading.h"
 
 namespace cli {
 
 namespace {
 
-struct Finding {
-  std::string where;
-  std::string what;
-  std::optional<uint32_t> item;
-  std::optional<uint32_t> block;
-};
-
 struct Options {
   ReadOptions read;
+};
+
+// What one of the two files is.
+struct Verdict {
+  std::string file;
+  std::vector<Finding> findings;
+  Contents contents;
+  Json json;
 };
 
 void Declare(CLI::App& command, Options& options) {
   DeclareReading(command, options.read);
 }
 
-Finding ForBlock(const Problem& problem, std::optional<uint32_t> item) {
-  return {BlockText(problem.block), problem.what, item, problem.block};
-}
-
-void CheckItems(const Image& image, Console& console, std::vector<Finding>& findings) {
-  Progress progress(console, "checking", image.items().size());
-  for (const auto& [id, item] : image.items()) {
-    for (const Problem& problem : image.readItem(id).problems) findings.push_back(ForBlock(problem, id));
-    progress.advance(1);
-  }
-}
-
-void CheckTable(const Image& image, std::vector<Finding>& findings) {
-  if (!image.tableProblem().empty()) {
-    findings.push_back({"item 0", image.tableProblem(), 0, {}});
-    return;  // without the table, no item has a record
-  }
-  std::map<uint32_t, size_t> seen;
-  for (const Record& record : image.records()) {
-    if (++seen[record.id] == 2) findings.push_back({"ID table", "two records have this ID", record.id, {}});
-    if (record.id == 0) findings.push_back({"ID table", "a record has the ID 0, the table's own", 0, {}});
-  }
-  for (const auto& [id, item] : image.items()) {
-    if (id == 0 || seen.count(id) != 0) continue;
-    findings.push_back(
-        {fmt::format("item {}", IdText(id)), "has no record in the ID table", id, item.blocks[0]});
-  }
-}
-
-void Report(const std::vector<Finding>& findings, const Image& image, Console& console) {
+Verdict Judge(const VaultPath& path, Source source, Console& console) {
+  const Image image(path, source);
+  Verdict verdict{image.fileShown(), Examine(image, console), ContentsOf(image, console), {}};
+  RequireUnchanged(image);
   size_t empty = 0;
   for (const Record& record : image.records()) empty += image.items().count(record.id) == 0 ? 1 : 0;
-  if (console.json) {
-    Json list = Json::array();
-    for (const Finding& finding : findings) {
-      Json entry{{"where", finding.where}, {"what", finding.what}};
-      if (finding.item) entry["item"] = IdText(*finding.item);
-      if (finding.block) entry["block"] = *finding.block;
-      list.push_back(entry);
-    }
-    console.document({{"file", image.fileShown()},
-                      {"sound", findings.empty()},
-                      {"blocks", image.blocks().size()},
-                      {"records", image.records().size()},
-                      {"emptyItems", empty},
-                      {"problems", list}});
-    return;
+  Json problems = Json::array();
+  for (const Finding& finding : verdict.findings) problems.push_back(ToJson(finding));
+  verdict.json = {{"file", verdict.file},
+                  {"sound", verdict.findings.empty()},
+                  {"blocks", image.blocks().size()},
+                  {"items", image.records().size()},
+                  {"emptyItems", empty},
+                  {"problems", problems}};
+  if (console.json) return verdict;
+  for (const Finding& finding : verdict.findings) console.line("{}: {}", verdict.file, finding.what);
+  const size_t count = verdict.findings.size();
+  const std::string state =
+      count == 0 ? console.paint(Colour::kGreen, "sound")
+                 : console.paint(Colour::kRed, fmt::format("{} problem{}", count, count == 1 ? "" : "s"));
+  console.line("{}: {}, {} blocks, {} items ({} of them without bytes)", verdict.file, state,
+               image.blocks().size(), image.records().size(), empty);
+  return verdict;
+}
+
+std::string AdviceAlone(const Verdict& only) {
+  if (only.findings.empty()) return "";
+  return "\"pmstore salvage\" saves every intact item into a new vault. A copy from before the damage comes "
+         "back "
+         "with \"pmstore restore --from\".";
+}
+
+std::string AdviceForBoth(const Verdict& file, const Verdict& backup, size_t differences) {
+  const bool fileSound = file.findings.empty();
+  if (!backup.findings.empty()) {
+    return fileSound
+               ? "The vault's file is sound and its backup is not. When no program has the vault open, move "
+                 "the "
+                 "backup away."
+               : "Both files are damaged. \"pmstore salvage\" saves every item that is intact in either.";
   }
-  for (const Finding& finding : findings) {
-    const Record* record = finding.item && *finding.item != 0 ? image.findRecord(*finding.item) : nullptr;
-    const std::string item =
-        !finding.item || *finding.item == 0 ? "" : fmt::format(" of item {}", IdText(*finding.item));
-    console.line("{}{}{}: {}", finding.where, finding.block ? item : "",
-                 record ? " \"" + ShownName(*record) + "\"" : "", finding.what);
-  }
-  console.line("{}: {}", image.fileShown(),
-               findings.empty() ? console.paint(Colour::kGreen, "sound")
-                                : console.paint(Colour::kRed, fmt::format("{} problems", findings.size())));
-  console.line("  {} blocks, {} items ({} without bytes)", image.blocks().size(), image.records().size(),
-               empty);
+  const std::string running = "When a program has the vault open, this is as it should be. When none has, ";
+  if (!fileSound) return running + "\"pmstore restore\" brings back the state of the backup, which is sound.";
+  if (differences == 0)
+    return running + "the last one did not close it; \"pmstore restore\" tidies up, nothing is lost.";
+  return running +
+         "\"pmstore restore\" brings back the state of the backup, which is what counts (\"pmstore diff\" "
+         "and "
+         "\"pmstore restore --dry-run\" show the difference).";
 }
 
 ExitCode Check(const Options& options, Console& console) {
-  const Image image(VaultPath(options.read.vault), options.read.source);
-  SayWhatIsRead(image, options.read, console);
-  std::vector<Finding> findings;
-  for (const Problem& problem : image.fileProblems()) findings.push_back(ForBlock(problem, {}));
-  CheckItems(image, console, findings);
-  CheckTable(image, findings);
-  RequireUnchanged(image);
-  Report(findings, image, console);
-  return findings.empty() ? ExitCode::kFine : ExitCode::kProblems;
+  const VaultPath path(options.read.vault);
+  const bool both = options.read.source == Source::kAuto && platform::Exists(path.backup.c_str());
+  const bool fileExists = platform::Exists(path.file.c_str());
+  Json document{{"files", Json::array()}};
+  std::string advice;
+  bool fine = true;
+  if (!both || !fileExists) {
+    const Verdict only = Judge(path, both ? Source::kBackup : options.read.source, console);
+    document["files"].push_back(only.json);
+    advice = both ? "The vault's file is gone; \"pmstore restore\" makes it anew from the backup."
+                  : AdviceAlone(only);
+    fine = !both && only.findings.empty();
+  } else {
+    const Verdict file = Judge(path, Source::kFile, console);
+    const Verdict backup = Judge(path, Source::kBackup, console);
+    const size_t differences = Compare(file.contents, backup.contents).size();
+    document["files"] = {file.json, backup.json};
+    document["differingItems"] = differences;
+    if (!console.json)
+      console.line("The vault and its backup differ in {} item{}.", differences, differences == 1 ? "" : "s");
+    advice = AdviceForBoth(file, backup, differences);
+    fine = differences == 0 && file.findings.empty() && backup.findings.empty();
+  }
+  if (!advice.empty()) document["advice"] = advice;
+  if (console.json) {
+    console.document(document);
+  } else if (!advice.empty()) {
+    console.line("{}", advice);
+  }
+  return fine ? ExitCode::kFine : ExitCode::kProblems;
 }
 
 }  // namespace
 
 void RegisterCheck(Tool& tool) {
-  AddCommand<Options>(tool, "check", "Verify every packet and item", Declare, Check);
+  AddCommand<Options>(tool, "check", "Verify every packet and every item", Declare, Check);
 }
 
 }  // namespace cli

@@ -1,0 +1,163 @@
+#include "cli/examine.h"
+
+#include "cli/files.h"
+#include "cli/names.h"
+
+namespace cli {
+
+namespace {
+
+std::string ItemText(const Image& image, uint32_t id) {
+  if (id == 0) return "the ID table";
+  const Record* record = image.findRecord(id);
+  const bool named = record != nullptr && record->name;
+  return named ? fmt::format("item {} \"{}\"", IdText(id), Printable(*record->name)) : "item " + IdText(id);
+}
+
+void ExamineItems(const Image& image, Console& console, std::vector<Finding>& findings) {
+  Progress progress(console, "checking", image.items().size());
+  for (const auto& [id, item] : image.items()) {
+    progress.advance(1);
+    const ItemBytes bytes = image.readItem(id);
+    for (const Problem& problem : bytes.problems) {
+      findings.push_back(
+          {fmt::format("{} of {} {}", BlockText(problem.block), ItemText(image, id), problem.what), id,
+           problem.block});
+    }
+    if (item.whole || !bytes.problems.empty()) continue;
+    findings.push_back(
+        {fmt::format("{}: its {} blocks do not make one item, blocks are missing or twice there",
+                     ItemText(image, id), item.blocks.size()),
+         id, item.blocks[0]});
+  }
+}
+
+void ExamineTable(const Image& image, std::vector<Finding>& findings) {
+  if (!image.tableProblem().empty()) {
+    findings.push_back({image.tableProblem(), 0, {}});
+    return;  // without the table, no item has a record
+  }
+  std::map<uint32_t, int> seen;
+  for (const Record& record : image.records()) {
+    if (++seen[record.id] == 2)
+      findings.push_back({fmt::format("{}: two records", ItemText(image, record.id)), record.id, {}});
+    if (record.id == 0) findings.push_back({"the ID table has a record for ID 0, which is its own", 0, {}});
+  }
+  for (const auto& [id, item] : image.items()) {
+    if (id == 0 || seen.count(id) != 0) continue;
+    findings.push_back(
+        {fmt::format("{} has no record in the ID table", ItemText(image, id)), id, item.blocks[0]});
+  }
+}
+
+std::string Reason(const Content& before, const Content& after) {
+  std::string reason;
+  const auto add = [&reason](const std::string& text) { reason += (reason.empty() ? "" : ", ") + text; };
+  const auto name = [](const Content& c) {
+    return c.name ? "\"" + Printable(*c.name) + "\"" : std::string("none");
+  };
+  if (before.kind != after.kind) add(fmt::format("kind {} -> {}", before.kind, after.kind));
+  if (before.name != after.name) add(fmt::format("name {} -> {}", name(before), name(after)));
+  if (before.damaged || after.damaged) {
+    add(before.damaged && after.damaged ? "damaged in both"
+        : before.damaged                ? "damaged before"
+                                        : "damaged after");
+  } else if (before.size != after.size) {
+    add(fmt::format("size {} -> {}", before.size, after.size));
+  } else if (before.fingerprint != after.fingerprint) {
+    add("other bytes");
+  }
+  return reason;
+}
+
+}  // namespace
+
+std::vector<Finding> Examine(const Image& image, Console& console) {
+  std::vector<Finding> findings;
+  for (const Problem& problem : image.fileProblems()) {
+    findings.push_back({fmt::format("{}: {}", BlockText(problem.block), problem.what), {}, problem.block});
+  }
+  ExamineItems(image, console, findings);
+  ExamineTable(image, findings);
+  return findings;
+}
+
+Json ToJson(const Finding& finding) {
+  Json json{{"what", finding.what}};
+  if (finding.item) json["item"] = IdText(*finding.item);
+  if (finding.block) {
+    json["block"] = *finding.block;
+    json["offset"] = uint64_t{*finding.block} * storage::kBlockSize;
+  }
+  return json;
+}
+
+Contents ContentsOf(const Image& image, Console& console) {
+  Contents contents;
+  for (const Record& record : image.records())
+    contents[record.id] = {record.kind, record.name, 0, Fingerprint({}), false};
+  Progress progress(console, "reading", image.items().size());
+  for (const auto& [id, item] : image.items()) {
+    progress.advance(1);
+    if (id == 0) continue;
+    const ItemBytes bytes = image.readItem(id);
+    Content& content = contents[id];
+    content.size = bytes.bytes.size();
+    content.fingerprint = Fingerprint(bytes.bytes);
+    content.damaged = !bytes.problems.empty() || !item.whole;
+  }
+  return contents;
+}
+
+std::vector<Difference> Compare(const Contents& before, const Contents& after) {
+  std::vector<Difference> differences;
+  for (const auto& [id, old] : before) {
+    const auto found = after.find(id);
+    if (found == after.end()) {
+      differences.push_back({id, Change::kRemoved, old, {}});
+    } else if (!Reason(old, found->second).empty()) {
+      differences.push_back({id, Change::kChanged, old, found->second});
+    }
+  }
+  for (const auto& [id, added] : after) {
+    if (before.count(id) == 0) differences.push_back({id, Change::kAdded, {}, added});
+  }
+  return differences;
+}
+
+void Print(const std::vector<Difference>& differences, Console& console) {
+  constexpr const char* kNames[] = {"added", "removed", "changed"};
+  constexpr Colour kColours[] = {Colour::kGreen, Colour::kRed, Colour::kYellow};
+  for (const Difference& difference : differences) {
+    const auto change = static_cast<size_t>(difference.change);
+    const Content& content = difference.change == Change::kRemoved ? difference.before : difference.after;
+    const std::string reason =
+        difference.change == Change::kChanged ? Reason(difference.before, difference.after) : "";
+    if (console.json) {
+      Json json{{"change", kNames[change]},
+                {"id", IdText(difference.id)},
+                {"kind", content.kind},
+                {"name", content.name ? Json(ToUtf8(*content.name)) : Json()},
+                {"size", content.size}};
+      if (!reason.empty()) json["what"] = reason;
+      console.record(json);
+      continue;
+    }
+    const std::string name = content.name ? " " + Printable(*content.name) : "";
+    const std::string what = reason.empty() ? SizeText(content.size) : reason;
+    console.line("{} {} kind {}{} ({})",
+                 console.paint(kColours[change], fmt::format("{:<7}", kNames[change])), IdText(difference.id),
+                 content.kind, name, what);
+  }
+}
+
+void RequireSame(const Contents& expected, const Contents& found, const std::string& where) {
+  const std::vector<Difference> differences = Compare(expected, found);
+  if (differences.empty()) return;
+  throw Failure(ExitCode::kIoError,
+                fmt::format("{} does not hold what it should: {} items differ, the first is {}", where,
+                            differences.size(), IdText(differences[0].id)),
+                "The disk may be failing. \"pmstore check\" says what is damaged.");
+}
+
+}  // namespace cli

@@ -1,0 +1,58 @@
+// Judging a vault: what is wrong with it, what it holds, and how two vaults differ.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/console.h"
+#include "cli/inspect.h"
+
+namespace cli {
+
+// One thing that is wrong.
+struct Finding {
+  std::string what;               // a whole sentence part, with its place
+  std::optional<uint32_t> item;   // the item it concerns
+  std::optional<uint32_t> block;  // the block it was seen in
+};
+
+// Looks at every block, every item and every record.
+std::vector<Finding> Examine(const Image& image, Console& console);
+
+Json ToJson(const Finding& finding);
+
+// What an item is, but for its bytes.
+struct Content {
+  uint32_t kind = 0;
+  std::optional<PmString> name;
+  uint64_t size = 0;
+  uint64_t fingerprint = 0;  // of the bytes
+  bool damaged = false;
+};
+
+// All items of a vault by ID; items without a record and damaged ones are included.
+using Contents = std::map<uint32_t, Content>;
+Contents ContentsOf(const Image& image, Console& console);
+
+enum class Change { kAdded, kRemoved, kChanged };
+
+struct Difference {
+  uint32_t id;
+  Change change;
+  Content before;  // empty for kAdded
+  Content after;   // empty for kRemoved
+};
+
+// What turns `before` into `after`. Equal items that are damaged in both count as changed, since nobody
+// knows.
+std::vector<Difference> Compare(const Contents& before, const Contents& after);
+
+// Puts out the differences, one a line.
+void Print(const std::vector<Difference>& differences, Console& console);
+
+// Fails unless both hold the same; `where` is the file that should.
+void RequireSame(const Contents& expected, const Contents& found, const std::string& where);
+
+}  // namespace cli
