@@ -106,7 +106,8 @@ std::FILE* OpenStream(const PmChar* path, const char* mode);
 // cannot be opened at all; -1 when the length could not be set.
 int32_t SetLength(const PmChar* path, int32_t size);
 
-// The full path of the running program, cut at `size` characters; its length, or 0 on failure.
+// Puts the full path of the running program into a buffer of `size` characters; its length, or 0 on failure.
+// A path that does not fit is cut to size - 1 characters, and the result is `size`.
 int32_t ProgramPath(PmChar* buffer, int32_t size);
 
 // The separator that ends a folder in this system's own paths.
@@ -119,7 +120,8 @@ bool IsFolderSeparator(PmChar c);
 void Wipe(void* bytes, size_t size);
 
 #if defined(_WIN32)
-// Asks the system not to call a library's entry point when threads come and go; `module` is the library's own.
+// Asks the system not to call a library's entry point when threads come and go; `module` is the library's
+// own.
 void QuietThreadNotifications(void* module);
 #endif
 

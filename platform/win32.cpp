@@ -241,7 +241,9 @@ int32_t SetLength(const PmChar* path, int32_t size) {
 
 int32_t ProgramPath(PmChar* buffer, int32_t size) {
   if (buffer == nullptr || size <= 0) return 0;
-  return static_cast<int32_t>(GetModuleFileNameW(nullptr, buffer, static_cast<DWORD>(size)));
+  const DWORD length = GetModuleFileNameW(nullptr, buffer, static_cast<DWORD>(size));
+  buffer[size - 1] = 0;  // not every system ends a path that it cuts
+  return static_cast<int32_t>(length);
 }
 
 PmChar FolderSeparator() {

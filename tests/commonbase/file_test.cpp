@@ -53,7 +53,7 @@ TEST_F(FileHelpers, TellFilesFoldersAndNothingApart) {
 
 TEST_F(FileHelpers, StreamsReadWriteSeekAndTellTheEnd) {
   const PmString name = path("stream");
-  FILE* stream = FOpen(name.c_str(), "w+b,ignored past four characters");
+  FILE* stream = FOpen(name.c_str(), "w+bc and no more than four characters");
   ASSERT_NE(stream, nullptr);
   EXPECT_EQ(FWrite("abc\nlonger than it fits\nend", 1, 27, stream), 27);
   EXPECT_EQ(FFlush(stream), 0);
