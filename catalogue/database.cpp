@@ -15,20 +15,6 @@ namespace {
 
 constexpr uint32_t kMaxPathLength = 255;
 
-bool LoadRecords(IdTable* table, const uint8_t* bytes, uint32_t size) {
-  // One byte behind the last record is no record and no damage.
-  for (uint32_t position = 0; position + 1 < size;) {
-    ItemIdRecord* record = LoadRecord(bytes, size, &position);
-    if (record == nullptr) return false;
-    if (!table->reserve()) {
-      ReleaseIdRecord(record);
-      return false;
-    }
-    table->add(record);
-  }
-  return true;
-}
-
 }  // namespace
 
 DataBaseHandle* NewDataBaseHandle(const PmChar* path) {
@@ -56,7 +42,9 @@ bool LoadIdTable(DataBaseHandle* handle) {
   if (storage::FindItemInIndex(kIdTableItem) == nullptr) return true;
   uint32_t idThenSize = kIdTableItem;
   const uint8_t* bytes = storage::GetItemPtrByID(&idThenSize);
-  return bytes != nullptr && LoadRecords(&handle->committedIds, bytes, idThenSize);
+  TableMeasure measure;
+  return bytes != nullptr && MeasureTable(bytes, idThenSize, &measure) &&
+         LoadTable(bytes, measure, &handle->committedIds);
 }
 
 bool ReserveIdTable(DataBaseHandle* handle, uint64_t moreBytes) {
@@ -109,7 +97,7 @@ void CommitPendingId(DataBaseHandle* handle, ItemIdRecord* record) {
 void RemoveCommittedId(DataBaseHandle* handle, ItemIdRecord* record) {
   handle->committedIds.remove(record);
   NoteTableChange(handle, record->slot);
-  ReleaseIdRecord(record);
+  handle->committedIds.release(record);
 }
 
 }  // namespace catalogue

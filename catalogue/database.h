@@ -2,9 +2,11 @@
 //
 // Invariants:
 //  1. An ID stands in at most one of the two tables.
-//  2. The committed table in memory is the authority; item 0 of the data file is read when the database is opened
+//  2. The committed table in memory is the authority; item 0 of the data file is read when the database is
+//  opened
 //     and rewritten by SaveIdTable alone.
-//  3. Item 0 as the engine holds it agrees with the committed table up to the record in slot unsavedFrom; inside a
+//  3. Item 0 as the engine holds it agrees with the committed table up to the record in slot unsavedFrom;
+//  inside a
 //     transaction that may stay behind, and FlushIdTable makes it up before anybody looks.
 #pragma once
 
@@ -27,31 +29,32 @@ namespace catalogue {
 
 constexpr uint32_t kAllSaved = UINT32_MAX;
 
-// A record for a path with one open counted; null when the path is longer than the engine takes (255 characters)
-// or when there is no memory. Release it with ReleaseDataBaseHandle.
+// A record for a path with one open counted; null when the path is longer than the engine takes (255
+// characters) or when there is no memory. Release it with ReleaseDataBaseHandle.
 DataBaseHandle* NewDataBaseHandle(const PmChar* path);
 void ReleaseDataBaseHandle(DataBaseHandle* handle);
 
 // The length of the handle's path in bytes, without the terminator.
 uint32_t PathBytes(const DataBaseHandle* handle);
 
-// Fills the committed table from item 0 of the current file. False when item 0 is there but cannot be read or is
-// malformed, or when there is no memory.
+// Fills the committed table from item 0 of the current file. False when item 0 is there but cannot be read or
+// is malformed, or when there is no memory.
 bool LoadIdTable(DataBaseHandle* handle);
 
-// Makes room in item 0 for the committed table as it will be with `moreBytes` more. False when there is no memory
-// or when item 0 would grow larger than an item may be. The database's file must be current.
+// Makes room in item 0 for the committed table as it will be with `moreBytes` more. False when there is no
+// memory or when item 0 would grow larger than an item may be. The database's file must be current.
 bool ReserveIdTable(DataBaseHandle* handle, uint64_t moreBytes);
 
 // Notes that the committed table changed from `slot` on.
 void NoteTableChange(DataBaseHandle* handle, uint32_t slot);
 
-// Brings item 0 up to the committed table, in memory. The database's file must be current. False, with the change
-// still noted, when there is no memory.
+// Brings item 0 up to the committed table, in memory. The database's file must be current. False, with the
+// change still noted, when there is no memory.
 bool FlushIdTable(DataBaseHandle* handle);
 
-// Stores the committed table: makes the database's file current, flushes and syncs; inside a transaction all of it
-// waits for the transaction's end. Reports nothing: a failure leaves the change noted for the next save.
+// Stores the committed table: makes the database's file current, flushes and syncs; inside a transaction all
+// of it waits for the transaction's end. Reports nothing: a failure leaves the change noted for the next
+// save.
 void SaveIdTable(DataBaseHandle* handle);
 
 // Moves the record of a pending ID to the committed table. Needs room there.

@@ -24,48 +24,60 @@ uint32_t HashId(const ItemIdRecord* record) {
 }
 
 uint32_t HashUserData(const ItemIdRecord* record) {
-  return HashString(record->kind, record->userData);
+  return HashString(record->kind, record->userData());
 }
 
 uint64_t UserDataSize(const PmChar* userData) {
   return userData != nullptr ? (uint64_t{commonbase::LengthOf(userData)} + 1) * sizeof(PmChar) : 0;
 }
 
-ItemIdRecord* NewIdRecord(uint32_t id, uint32_t kind, const void* userData, uint32_t userDataSize) {
-  void* memory = std::calloc(1, sizeof(ItemIdRecord) + userDataSize);
+IdTable::~IdTable() {
+  for (uint32_t slot = 0; slot < slots_.usedEnd(); ++slot) {
+    if (slots_[slot] != nullptr) release(slots_[slot]);
+  }
+  std::free(batch_);
+}
+
+bool IdTable::reserveBatch(uint32_t records, size_t memory) {
+  if (!slots_.reserve(records)) return false;
+  batch_ = static_cast<uint8_t*>(std::malloc(memory));
+  if (batch_ == nullptr && memory != 0) return false;
+  batchSize_ = memory;
+  byId_.expect(records);
+  byUserData_.expect(records);
+  return true;
+}
+
+ItemIdRecord* IdTable::make(uint32_t id, uint32_t kind, const void* userData, uint32_t userDataSize) {
+  const size_t size = RecordMemory(userDataSize);
+  const bool batched = size <= batchSize_ - batchUsed_;
+  void* memory = batched ? batch_ + batchUsed_ : std::malloc(size);
   if (memory == nullptr) return nullptr;
+  if (batched) batchUsed_ += size;
   auto* record = new (memory) ItemIdRecord();
   record->kind = kind;
   record->itemId = id;
   record->userDataSize = userDataSize;
-  if (userDataSize != 0) {
-    std::memcpy(record + 1, userData, userDataSize);
-    record->userData = reinterpret_cast<const PmChar*>(record + 1);
-  }
+  if (userDataSize != 0) std::memcpy(record + 1, userData, userDataSize);
   return record;
 }
 
-void ReleaseIdRecord(ItemIdRecord* record) {
-  std::free(record);
-}
-
-IdTable::~IdTable() {
-  for (uint32_t slot = 0; slot < slots_.usedEnd(); ++slot) {
-    if (slots_[slot] != nullptr) ReleaseIdRecord(slots_[slot]);
-  }
+void IdTable::release(ItemIdRecord* record) {
+  const auto* address = reinterpret_cast<const uint8_t*>(record);
+  if (address < batch_ || address >= batch_ + batchSize_) std::free(record);
 }
 
 void IdTable::add(ItemIdRecord* record) {
   record->slot = slots_.add(record);
   byId_.insert(record);
-  if (record->userData != nullptr) byUserData_.insert(record);
+  if (record->userDataSize != 0) byUserData_.insert(record);
   storedBytes_ += StoredSize(record);
 }
 
 void IdTable::remove(ItemIdRecord* record) {
   slots_.remove(record->slot);
   byId_.remove(record);
-  if (record->userData != nullptr) byUserData_.remove(record);
+  if (record->userDataSize != 0) byUserData_.remove(record);
   storedBytes_ -= StoredSize(record);
 }
 
@@ -84,7 +96,7 @@ ItemIdRecord* IdTable::findByUserData(uint32_t kind, const PmChar* userData) con
   ItemIdRecord* record = byUserData_.chain(HashString(kind, userData));
   for (; record != nullptr; record = record->nextByUserData) {
     if (record->kind != kind || (found != nullptr && record->slot > found->slot)) continue;
-    if (commonbase::SameString(record->userData, userData)) found = record;
+    if (commonbase::SameString(record->userData(), userData)) found = record;
   }
   return found;
 }

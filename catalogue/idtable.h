@@ -1,12 +1,15 @@
 // An ID table: the records of the IDs that a database has stored, or has handed out, in slot order.
 //
-// A database has two: committedIds, which item 0 of its data file holds, and pendingIds, which live in memory only.
-// A record is born pending, moves once to the committed table, and dies with its item or with the database.
+// A database has two: committedIds, which item 0 of its data file holds, and pendingIds, which live in memory
+// only. A record is born pending, moves once to the committed table, and dies with its item or with the
+// database.
 //
 // Invariants:
-//  1. Every record of the table stands in its slot, under its ID, and, with user data, under kind and user data.
+//  1. Every record of the table stands in its slot, under its ID, and, with user data, under kind and user
+//  data.
 //  2. Where several records match, the one in the lowest slot is found.
 //  3. storedBytes() is the length of the table as item 0 holds it.
+//  4. A loaded table's records stand in one batch, which goes with the table; later ones are heap blocks.
 #pragma once
 
 #include <cstdint>
@@ -22,12 +25,16 @@ struct ItemIdRecord {
   uint32_t reserved1;
   uint32_t kind;
   uint32_t itemId;
-  uint32_t userDataSize;   // bytes, terminator included; 0 without user data
-  const PmChar* userData;  // zero-terminated, in the same allocation; null without user data
+  uint32_t userDataSize;  // bytes, terminator included; 0 without user data
 
   uint32_t slot;
   ItemIdRecord* nextById;
   ItemIdRecord* nextByUserData;
+
+  // The zero-terminated string that stands behind the record; null without user data.
+  const PmChar* userData() const {
+    return userDataSize != 0 ? reinterpret_cast<const PmChar*>(this + 1) : nullptr;
+  }
 };
 
 uint32_t HashId(const ItemIdRecord* record);
@@ -36,10 +43,11 @@ uint32_t HashUserData(const ItemIdRecord* record);
 // The number of bytes of a string with its terminator; 0 for null.
 uint64_t UserDataSize(const PmChar* userData);
 
-// A record with a copy of `userDataSize` bytes of user data, which end in a terminator; null when there is no
-// memory. Release it with ReleaseIdRecord.
-ItemIdRecord* NewIdRecord(uint32_t id, uint32_t kind, const void* userData, uint32_t userDataSize);
-void ReleaseIdRecord(ItemIdRecord* record);
+// The memory that a record with so many bytes of user data takes.
+constexpr size_t RecordMemory(uint32_t userDataSize) {
+  constexpr size_t kAlignment = alignof(ItemIdRecord);
+  return (sizeof(ItemIdRecord) + userDataSize + kAlignment - 1) / kAlignment * kAlignment;
+}
 
 class IdTable {
  public:
@@ -50,6 +58,14 @@ class IdTable {
 
   // Makes room for one more record. False when there is no memory.
   bool reserve() { return slots_.reserve(1); }
+  // Makes room in an empty table for so many records that take so much memory. False when there is none.
+  bool reserveBatch(uint32_t records, size_t memory);
+
+  // A record with a copy of `userDataSize` bytes of user data, which end in a terminator; null when there is
+  // no memory. It stands in no table yet.
+  ItemIdRecord* make(uint32_t id, uint32_t kind, const void* userData, uint32_t userDataSize);
+  // Gives a record's memory back; it stands in no table any more.
+  void release(ItemIdRecord* record);
 
   // Takes the record over. Needs reserve().
   void add(ItemIdRecord* record);
@@ -67,6 +83,9 @@ class IdTable {
   commonbase::ChainTable<ItemIdRecord, &ItemIdRecord::nextById, HashId> byId_;
   commonbase::ChainTable<ItemIdRecord, &ItemIdRecord::nextByUserData, HashUserData> byUserData_;
   uint64_t storedBytes_ = 0;
+  uint8_t* batch_ = nullptr;
+  size_t batchSize_ = 0;
+  size_t batchUsed_ = 0;
 };
 
 }  // namespace catalogue

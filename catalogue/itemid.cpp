@@ -39,7 +39,7 @@ bool IsIdUnusedInAllDataBases(uint32_t id) {
 bool AddPendingId(DataBaseHandle* handle, uint32_t id, uint32_t kind, const PmChar* userData) {
   const uint64_t size = UserDataSize(userData);
   if (size > storage::kMaxItemSize || !handle->pendingIds.reserve()) return false;
-  ItemIdRecord* record = NewIdRecord(id, kind, userData, static_cast<uint32_t>(size));
+  ItemIdRecord* record = handle->pendingIds.make(id, kind, userData, static_cast<uint32_t>(size));
   if (record == nullptr) return false;
   handle->pendingIds.add(record);
   return true;

@@ -68,7 +68,8 @@ using namespace catalogue;
 
 extern "C" {
 
-int32_t InserItemToDataBase(DataBaseHandle* handle, uint32_t id, const void* data, uint32_t size, int32_t syncNow) {
+int32_t InserItemToDataBase(DataBaseHandle* handle, uint32_t id, const void* data, uint32_t size,
+                            int32_t syncNow) {
   if (id == kIdTableItem) return kBadId;
   if (!IsValidDataBaseHandle(handle)) return kBadHandle;
   const bool committed = handle->committedIds.find(id) != nullptr;
@@ -111,11 +112,11 @@ const PmChar* GetItemAddons(DataBaseHandle* handle, uint32_t id, uint32_t* pendi
   if (!IsValidDataBaseHandle(handle) || pending == nullptr) return nullptr;
   *pending = 0;
   const ItemIdRecord* record = handle->committedIds.find(id);
-  if (record != nullptr) return record->userData;
+  if (record != nullptr) return record->userData();
   record = handle->pendingIds.find(id);
   if (record == nullptr) return nullptr;
   *pending = 1;
-  return record->userData;
+  return record->userData();
 }
 
 uint32_t FirstGetItemID(DataBaseHandle* handle, uint32_t kind) {

@@ -53,7 +53,8 @@ DataBaseHandle* At(uint32_t slot) {
 }
 
 void RemoveDataBaseFromRegistry(DataBaseHandle* handle) {
-  totalController.registry->remove(FindSlot([handle](const DataBaseHandle* other) { return other == handle; }));
+  totalController.registry->remove(
+      FindSlot([handle](const DataBaseHandle* other) { return other == handle; }));
   ReleaseDataBaseHandle(handle);
 }
 
@@ -69,8 +70,8 @@ int32_t RestoreFile(DataBaseHandle* handle) {
   return storage::RestoreDataFile(handle->path);
 }
 
-// Makes a database of a path that the registry does not hold. Null when that failed; the file that was current
-// before is current again then, and nothing is left open.
+// Makes a database of a path that the registry does not hold. Null when that failed; the file that was
+// current before is current again then, and nothing is left open.
 DataBaseHandle* MakeDataBase(const PmChar* path, Opening open) {
   if (totalController.registry == nullptr || !totalController.registry->reserve(1)) return nullptr;
   DataBaseHandle* handle = NewDataBaseHandle(path);
@@ -93,12 +94,14 @@ DataBaseHandle* MakeDataBase(const PmChar* path, Opening open) {
 PmTotalDataController totalController = {};
 
 bool IsValidDataBaseHandle(const DataBaseHandle* handle) {
-  return handle != nullptr && At(FindSlot([handle](const DataBaseHandle* other) { return other == handle; })) != nullptr;
+  return handle != nullptr &&
+         At(FindSlot([handle](const DataBaseHandle* other) { return other == handle; })) != nullptr;
 }
 
 DataBaseHandle* FindDataBaseByPath(const PmChar* path) {
   if (path == nullptr) return nullptr;
-  return At(FindSlot([path](const DataBaseHandle* other) { return commonbase::SameString(other->path, path); }));
+  return At(
+      FindSlot([path](const DataBaseHandle* other) { return commonbase::SameString(other->path, path); }));
 }
 
 DataBaseHandle* CurrentDataBase() {

@@ -1,6 +1,5 @@
 #include "catalogue/tableformat.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include "storage/format.h"
@@ -17,25 +16,41 @@ uint8_t* StoreRecord(const ItemIdRecord* record, uint8_t* bytes) {
   StoreU32(bytes + 4, record->reserved1);
   StoreU32(bytes + 8, record->kind);
   StoreU32(bytes + 12, record->itemId);
-  StoreU32(bytes + 16, record->userDataSize);
-  if (record->userDataSize != 0) std::memcpy(bytes + kRecordHeaderSize, record->userData, record->userDataSize);
+  StoreU32(bytes + kUserDataSizeOffset, record->userDataSize);
+  if (record->userDataSize != 0)
+    std::memcpy(bytes + kRecordHeaderSize, record->userData(), record->userDataSize);
   return bytes + StoredSize(record);
 }
 
-ItemIdRecord* LoadRecord(const uint8_t* bytes, uint32_t size, uint32_t* position) {
-  if (size - *position < kRecordHeaderSize) return nullptr;
-  const uint8_t* header = bytes + *position;
-  const uint8_t* userData = header + kRecordHeaderSize;
-  const uint32_t userDataSize = LoadU32(header + 16);
-  // A negative size is larger than any item.
-  if (userDataSize > size - *position - kRecordHeaderSize || userDataSize % sizeof(PmChar) != 0) return nullptr;
-  if (userDataSize != 0 && (userData[userDataSize - 1] | userData[userDataSize - 2]) != 0) return nullptr;
-  ItemIdRecord* record = NewIdRecord(LoadU32(header + 12), LoadU32(header + 8), userData, userDataSize);
-  if (record == nullptr) return nullptr;
-  record->reserved0 = LoadU32(header);
-  record->reserved1 = LoadU32(header + 4);
-  *position += kRecordHeaderSize + userDataSize;
-  return record;
+bool MeasureTable(const uint8_t* bytes, uint32_t size, TableMeasure* measure) {
+  *measure = {};
+  for (uint32_t position = 0; size - position > 1;) {
+    if (size - position < kRecordHeaderSize) return false;
+    const uint32_t userDataSize = LoadU32(bytes + position + kUserDataSizeOffset);
+    position += kRecordHeaderSize;
+    // A negative size is larger than any item.
+    if (userDataSize > size - position || userDataSize % sizeof(PmChar) != 0) return false;
+    position += userDataSize;
+    if (userDataSize != 0 && (bytes[position - 1] | bytes[position - 2]) != 0) return false;
+    ++measure->records;
+    measure->memory += RecordMemory(userDataSize);
+  }
+  return true;
+}
+
+bool LoadTable(const uint8_t* bytes, const TableMeasure& measure, IdTable* table) {
+  if (!table->reserveBatch(measure.records, measure.memory)) return false;
+  for (uint32_t i = 0; i < measure.records; ++i) {
+    const uint32_t userDataSize = LoadU32(bytes + kUserDataSizeOffset);
+    ItemIdRecord* record =
+        table->make(LoadU32(bytes + 12), LoadU32(bytes + 8), bytes + kRecordHeaderSize, userDataSize);
+    if (record == nullptr) return false;
+    record->reserved0 = LoadU32(bytes);
+    record->reserved1 = LoadU32(bytes + 4);
+    table->add(record);
+    bytes += kRecordHeaderSize + userDataSize;
+  }
+  return true;
 }
 
 }  // namespace catalogue

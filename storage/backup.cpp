@@ -27,8 +27,8 @@ struct BackupNames {
   }
 };
 
-// Gives the finished temporary file the backup's name. Hidden before, so that no unhidden backup is ever seen,
-// and after, since a rename can drop the attribute.
+// Gives the finished temporary file the backup's name. Hidden before, so that no unhidden backup is ever
+// seen, and after, since a rename can drop the attribute.
 int32_t Show(FileInfo* file, const BackupNames& names) {
   platform::SetHidden(names.temporary, true);
   if (!platform::Rename(names.temporary, names.backup)) {
@@ -38,8 +38,8 @@ int32_t Show(FileInfo* file, const BackupNames& names) {
   platform::SetHidden(names.backup, true);
   if (!platform::SyncFolder(file->path)) return kWriteFailed;
   file->staleBlocks.clear();
-  file->backupKnown = platform::StampOf(file->path, &file->dataStamp) &&
-                      platform::StampOf(names.backup, &file->backupStamp);
+  file->backupKnown =
+      platform::StampOf(file->path, &file->dataStamp) && platform::StampOf(names.backup, &file->backupStamp);
   return kOk;
 }
 
@@ -63,7 +63,8 @@ bool CopyStaleBlocks(const FileInfo* file, File* copy) {
   for (uint32_t block = stale.lowest(); block < file->blockNum;) {
     uint32_t end = block + 1;
     while (end < file->blockNum && stale.contains(end)) ++end;
-    if (!copy->copyRange(file->file, uint64_t{block} * kBlockSize, uint64_t{end - block} * kBlockSize)) return false;
+    if (!copy->copyRange(file->file, uint64_t{block} * kBlockSize, uint64_t{end - block} * kBlockSize))
+      return false;
     block = stale.next(end);
   }
   return copy->setSize(uint64_t{file->blockNum} * kBlockSize);

@@ -1,19 +1,20 @@
 // The backup beside a data file: a hidden byte copy, made around every sync and before a compaction.
 //
-// Its name is seen only while it is whole and durable; whatever is not yet, or no longer, goes by the temporary
-// name:
+// Its name is seen only while it is whole and durable; whatever is not yet, or no longer, goes by the
+// temporary name:
 //
 //   full copy:    temporary file written, durable  -> renamed to the backup's name -> folder durable
 //   stale blocks: backup renamed to the temporary name -> folder durable -> the stale blocks copied, durable
 //                 -> renamed back -> folder durable
 //
-// Only a backup that this engine left itself is brought up to date by its stale blocks: the identity, size and
-// time of both files, noted when they were last equal, must still hold. Anything else is copied whole.
+// Only a backup that this engine left itself is brought up to date by its stale blocks: the identity, size
+// and time of both files, noted when they were last equal, must still hold. Anything else is copied whole.
 //
 // Invariants:
 //  1. While the backup's name is seen, its bytes are a state of the data file, durable.
 //  2. While backupKnown holds, data file and backup differ at most in staleBlocks and in length.
-//  3. A failure removes the temporary file. A full copy that fails leaves an older backup alone; an update that
+//  3. A failure removes the temporary file. A full copy that fails leaves an older backup alone; an update
+//  that
 //     fails leaves none, which is sound, since it only runs beside a whole data file.
 #pragma once
 

@@ -1,7 +1,7 @@
 // Every read and write of a data file's blocks.
 //
-// Invariant: a write goes through here and is noted in staleBlocks, so that bringing the backup up to date can
-// copy just the blocks that changed.
+// Invariant: a write goes through here and is noted in staleBlocks, so that bringing the backup up to date
+// can copy just the blocks that changed.
 #pragma once
 
 #include <cstdint>

@@ -1,12 +1,13 @@
 // The block checksum.
 //
 // UpdateCRCValue is the definition: a left-shifting 16-bit remainder (polynomial 0xA001) in a 32-bit
-// accumulator that is never cut, so that its upper half remembers the bits that left the lower one. GetCRCValue
-// gives the same value for every input, many bytes a step.
+// accumulator that is never cut, so that its upper half remembers the bits that left the lower one.
+// GetCRCValue gives the same value for every input, many bytes a step.
 //
 // Invariants the fast way rests on:
 //  1. Only the low 16 bits of the accumulator decide what the next bytes do to it.
-//  2. Four bytes later, nothing is left of the accumulator's upper half. So all but the last four bytes may run
+//  2. Four bytes later, nothing is left of the accumulator's upper half. So all but the last four bytes may
+//  run
 //     on a 16-bit remainder alone.
 #pragma once
 

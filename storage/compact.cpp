@@ -13,8 +13,8 @@ namespace {
 
 constexpr int32_t kMoved = 1;
 
-// Moves live blocks down into the free ones; the blocks moved away are free then. Returns the end of the highest
-// live block that could not be moved, 0 when all were.
+// Moves live blocks down into the free ones; the blocks moved away are free then. Returns the end of the
+// highest live block that could not be moved, 0 when all were.
 uint32_t MoveLiveBlocks(FileInfo* file) {
   uint32_t keptEnd = 0;
   for (uint32_t block = file->blockNum; block-- > 0;) {

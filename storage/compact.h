@@ -7,15 +7,15 @@
 
 namespace storage {
 
-// Run only while closing: fragments and blockNum are out of date afterwards. 0; kCannotOpen when the backup could
-// not be made (nothing has changed then); kWriteFailed when the file was left torn.
+// Run only while closing: fragments and blockNum are out of date afterwards. 0; kCannotOpen when the backup
+// could not be made (nothing has changed then); kWriteFailed when the file was left torn.
 //
 // When a move fails, the file is not cut below the highest live block, and the blocks below the cut that were
 // moved away are marked free, so that no packet stands twice.
 int32_t CompactDataFile(FileInfo* file);
 
-// Copies the block at offset `from` to offset `to`: 1; 0 when the write failed, kIncomplete when the block could
-// not be read.
+// Copies the block at offset `from` to offset `to`: 1; 0 when the write failed, kIncomplete when the block
+// could not be read.
 int32_t MoveBlock(FileInfo* file, uint32_t from, uint32_t to);
 
 }  // namespace storage

@@ -51,7 +51,8 @@ int32_t ReleasePmDataController() {
 int32_t SelectDataFile(const PmChar* path) {
   if (controller == nullptr) return kNoItem;
   SListNode* node = FirstListNode(controller->openFiles->header);
-  while (node != nullptr && !commonbase::SameString(static_cast<FileInfo*>(node->element)->path, path)) node = node->next;
+  while (node != nullptr && !commonbase::SameString(static_cast<FileInfo*>(node->element)->path, path))
+    node = node->next;
   controller->currentFile = node;
   return node != nullptr ? kOk : kNoItem;
 }
@@ -80,14 +81,14 @@ void ReleaseItemBytes(uint8_t* data, uint32_t capacity) {
   Free(data);
 }
 
-void ReleaseItem(ItemInfo* item) {
+void ReleaseItem(FileInfo* file, ItemInfo* item) {
   ReleaseItemBytes(item->data, item->capacity);
   item->fragments.release();
-  Free(item);
+  file->itemPool.give(item);
 }
 
 void ReleaseFileInfo(FileInfo* file) {
-  file->index.clear(ReleaseItem);
+  file->index.clear([file](ItemInfo* item) { ReleaseItem(file, item); });
   file->~FileInfo();
   Free(file);
 }

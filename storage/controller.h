@@ -1,7 +1,7 @@
 // The engine's records: the controller of the process, one open data file, one item of a data file.
 //
-// Exactly one open file at a time is the current one; the operations on items work on it. Nothing of the index
-// is stored: it is rebuilt from the block headers whenever a file is opened.
+// Exactly one open file at a time is the current one; the operations on items work on it. Nothing of the
+// index is stored: it is rebuilt from the block headers whenever a file is opened.
 //
 // Invariants, at the return of every operation:
 //  1. blockNum * 1024 is the length of the data file, unless the file is torn.
@@ -9,7 +9,8 @@
 //  3. unmarkedBlocks is the part of freeBlocks whose free mark is not on disk; for each of these,
 //     freeBlockOwner names the item whose old packet the block still holds.
 //  4. dirtyItems are the items whose bytes are newer than the file; item->dirtySlot is their place in it.
-//  5. A file is torn from the first write of a pass until a pass has completed. While it is, the backup beside
+//  5. A file is torn from the first write of a pass until a pass has completed. While it is, the backup
+//  beside
 //     it is the only whole state: it is neither replaced nor deleted, and the file is not compacted.
 //  6. staleBlocks are the blocks written since the backup last equalled the file (see backup.h).
 #pragma once
@@ -18,6 +19,7 @@
 
 #include "commonbase/src/growarray.h"
 #include "commonbase/src/numberset.h"
+#include "commonbase/src/slabpool.h"
 #include "commonbase/src/slist.h"
 #include "platform/platform.h"
 #include "storage/format.h"
@@ -36,6 +38,8 @@ struct FileInfo {
   uint32_t openFlags;
   commonbase::GrowArray<ItemInfo*> dirtyItems;
   bool inTransaction;
+
+  commonbase::SlabPool<ItemInfo> itemPool;  // the storage of the index's records
 
   commonbase::NumberSet unmarkedBlocks;
   commonbase::GrowArray<uint32_t> freeBlockOwner;
@@ -74,8 +78,8 @@ void ReleaseFileInfo(FileInfo* file);
 // Releases the current file's record and leaves no file current. Writes nothing.
 void CloseCurrentFile();
 
-// Takes an item out of nothing but its own storage.
-void ReleaseItem(ItemInfo* item);
+// Gives an item's storage back.
+void ReleaseItem(FileInfo* file, ItemInfo* item);
 
 // Wipes item bytes and gives their memory back.
 void ReleaseItemBytes(uint8_t* data, uint32_t capacity);

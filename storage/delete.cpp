@@ -11,8 +11,8 @@ int32_t DeleteItem(uint32_t id, int32_t syncNow) {
   FileInfo* file = CurrentFile();
   ItemInfo* item = FindItemInIndex(id);
   if (item == nullptr || !ReserveFreeBlocks(file)) return kNoItem;
-  const bool marks = syncNow != 0 && !file->inTransaction &&
-                     (item->fragments.count != 0 || !file->unmarkedBlocks.empty());
+  const bool marks =
+      syncNow != 0 && !file->inTransaction && (item->fragments.count != 0 || !file->unmarkedBlocks.empty());
   if (marks) {
     // The backup comes before the first change, so that its failure leaves the item whole.
     if (const int32_t result = BeginPass(file); result != kOk) return result;
@@ -20,7 +20,7 @@ int32_t DeleteItem(uint32_t id, int32_t syncNow) {
   for (const uint32_t offset : item->fragments) InsertFreeBlock(file, offset / kBlockSize, id);
   if (item->dirty) MarkClean(file, item);
   file->index.remove(item);
-  ReleaseItem(item);
+  ReleaseItem(file, item);
   return marks ? SyncFreeBlock(file) : kOk;
 }
 

@@ -8,8 +8,9 @@
 
 namespace storage {
 
-// Appends the report to the text file at `reportPath`, creating it. Nothing happens when no file is current, when
-// the report cannot be opened or when there is no memory. Every readable item's bytes are in memory afterwards.
+// Appends the report to the text file at `reportPath`, creating it. Nothing happens when no file is current,
+// when the report cannot be opened or when there is no memory. Every readable item's bytes are in memory
+// afterwards.
 void PrintReport(const PmChar* reportPath);
 
 void PrintItemInfo(const ItemInfo* item, std::FILE* report);

@@ -49,7 +49,8 @@ bool MarkFreeBlock(FileInfo* file, uint32_t block) {
 int32_t SyncFreeBlock(FileInfo* file) {
   if (file->inTransaction || file->unmarkedBlocks.empty()) return kOk;
   if (const int32_t result = BeginPass(file); result != kOk) return result;
-  for (uint32_t block = file->unmarkedBlocks.lowest(); block != kNoBlock; block = file->unmarkedBlocks.next(block)) {
+  for (uint32_t block = file->unmarkedBlocks.lowest(); block != kNoBlock;
+       block = file->unmarkedBlocks.next(block)) {
     PacketHeader header;
     if (!ReadHeader(file, block, &header)) {
       file->unmarkedBlocks.erase(block);  // the file was cut behind our back: there is nothing to mark

@@ -31,8 +31,8 @@ void InsertFreeBlock(FileInfo* file, uint32_t block, uint32_t owner);
 // Puts a block that carries the free mark on disk among the free ones. Needs ReserveFreeBlocks.
 void InsertMarkedBlock(FileInfo* file, uint32_t block);
 
-// Takes the lowest free block, else the one behind the end of the file; kNoBlock when the file is as large as a
-// data file may be or when there is no memory.
+// Takes the lowest free block, else the one behind the end of the file; kNoBlock when the file is as large as
+// a data file may be or when there is no memory.
 constexpr uint32_t kNoBlock = UINT32_MAX;
 uint32_t AllocateBlock(FileInfo* file);
 
@@ -40,8 +40,8 @@ uint32_t AllocateBlock(FileInfo* file);
 bool IsFreeBlock(const FileInfo* file, uint32_t offset);
 
 // Writes the free mark into every block that lacks it, in a pass that is left open: the next SyncDirtyData
-// completes it. 0 inside a transaction and when there is nothing to mark; the backup's code when it could not be
-// made; kWriteFailed when a mark could not be written.
+// completes it. 0 inside a transaction and when there is nothing to mark; the backup's code when it could not
+// be made; kWriteFailed when a mark could not be written.
 int32_t SyncFreeBlock(FileInfo* file);
 
 // Whether a packet of the item with number `packetSeq` (0 for an only packet), left in a free block, could be

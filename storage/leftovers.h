@@ -1,8 +1,8 @@
 // Telling an item's packets from those that a longer version of it left behind.
 //
 // An item that shrinks gives blocks back in memory; on disk they keep their old packets until the next free
-// marks, and the process may end before. At open such packets are counted into the item like any other. Here each
-// item's packets are looked over once, and what cannot be part of it becomes free in memory.
+// marks, and the process may end before. At open such packets are counted into the item like any other. What
+// is not plainly one whole is looked over once, and what cannot be part of the item becomes free in memory.
 //
 // Rules, the first that fits:
 //  1. The packets form one whole (the only packet; or numbers 1 to n, all but the last full): the item.
@@ -15,8 +15,12 @@
 
 namespace storage {
 
-// Looks over every item of a file just scanned; `headers` are the headers of its blocks. False when there is no
-// memory.
-bool SettleItems(FileInfo* file, const PacketHeader* headers);
+// Whether a packet of this header, met as the item's next in file order, goes on a whole that stands block
+// for block as a save writes it. `item` counts the packets before it.
+bool GoesOnInOrder(const ItemInfo* item, const PacketHeader& header);
+
+// Looks over an item with more than one packet that did not stand in order. False when there is no memory or
+// a header cannot be read.
+bool SettleItem(FileInfo* file, ItemInfo* item);
 
 }  // namespace storage

@@ -1,5 +1,5 @@
-// Changing items in memory. Every change copies the caller's bytes, lists the item as dirty and notes which of its
-// bytes differ from the file; writing is left to SyncDirtyData.
+// Changing items in memory. Every change copies the caller's bytes, lists the item as dirty and notes which
+// of its bytes differ from the file; writing is left to SyncDirtyData.
 //
 // Invariant: everything that can fail for want of memory comes before the first change.
 
@@ -17,7 +17,8 @@ namespace {
 
 // Gives the item a buffer of at least `size` bytes with its first `keep` bytes in it. False when there is no
 // memory. The old buffer goes to `replaced`, for the caller to release when its bytes are needed no more.
-bool GrowBuffer(ItemInfo* item, uint32_t keep, uint32_t size, uint8_t** replaced, uint32_t* replacedCapacity) {
+bool GrowBuffer(ItemInfo* item, uint32_t keep, uint32_t size, uint8_t** replaced,
+                uint32_t* replacedCapacity) {
   const uint32_t capacity = std::max(size, item->capacity / 2 * 3);
   uint8_t* data = NewItemBytes(capacity);
   if (data == nullptr) return false;
@@ -54,7 +55,7 @@ ItemInfo* FindOrMakeItem(FileInfo* file, uint32_t id, bool* made) {
   if (!ReserveDirty(file)) return nullptr;
   ItemInfo* item = file->index.find(id);
   if (item != nullptr) return item;
-  item = NewItemInfo(id);
+  item = NewItemInfo(file, id);
   *made = item != nullptr;
   return item;
 }
@@ -105,7 +106,7 @@ bool ReserveItem(uint32_t id, uint32_t size) {
   uint8_t* replaced = nullptr;
   uint32_t replacedCapacity = 0;
   if ((made || size > item->capacity) && !GrowBuffer(item, item->size, size, &replaced, &replacedCapacity)) {
-    if (made) ReleaseItem(item);
+    if (made) ReleaseItem(file, item);
     return false;
   }
   ReleaseItemBytes(replaced, replacedCapacity);

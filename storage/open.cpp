@@ -1,7 +1,5 @@
 #include "storage/open.h"
 
-#include <cstdlib>
-
 #include "storage/backup.h"
 #include "storage/freeblocks.h"
 #include "storage/leftovers.h"
@@ -14,34 +12,43 @@ namespace {
 
 struct Scan {
   FileInfo* file;
-  commonbase::GrowArray<PacketHeader> headers;  // by block
+  ItemInfo* last;  // of the packet before: an item's packets mostly follow each other
+  commonbase::GrowArray<ItemInfo*> suspects;  // items whose packets do not stand in order
 };
 
-bool InsertFragment(ItemInfo* item, uint32_t block) {
-  if (!item->fragments.reserve(item->fragments.count + 1)) return false;
-  item->fragments.add(block * kBlockSize);
-  return true;
+// The item of that ID, made new when it is missing; null when there is no memory.
+ItemInfo* FindOrMakeItem(FileInfo* file, uint32_t id) {
+  ItemInfo* item = file->index.find(id);
+  if (item != nullptr) return item;
+  item = NewItemInfo(file, id);
+  if (item == nullptr) return nullptr;
+  item->inOrder = true;
+  file->index.insert(item);
+  return item;
 }
 
 // Counts a packet into its item. False when there is no memory.
-bool InsertPacket(FileInfo* file, uint32_t block, const PacketHeader& header) {
-  ItemInfo* item = file->index.find(header.itemId);
-  if (item == nullptr) {
-    item = NewItemInfo(header.itemId);
-    if (item == nullptr) return false;
-    file->index.insert(item);
+bool InsertPacket(Scan* scan, uint32_t block, const PacketHeader& header) {
+  ItemInfo* item = scan->last;
+  if (item == nullptr || item->id != header.itemId) item = FindOrMakeItem(scan->file, header.itemId);
+  if (item == nullptr || !item->fragments.reserve(item->fragments.count + 1)) return false;
+  if (item->inOrder && !GoesOnInOrder(item, header)) {
+    if (!scan->suspects.reserve(scan->suspects.size() + 1)) return false;
+    scan->suspects.add(item);
+    item->inOrder = false;
   }
   item->size += header.dataLength;
-  return InsertFragment(item, block);
+  item->savedSize = item->size;
+  item->fragments.add(block * kBlockSize);
+  scan->last = item;
+  return true;
 }
 
 bool VisitBlock(void* context, uint32_t block, const PacketHeader& header) {
   auto* scan = static_cast<Scan*>(context);
   FileInfo* file = scan->file;
-  if (!scan->headers.reserve(block + 1)) return false;
-  scan->headers.add(header);
   file->blockNum = block + 1;
-  if (header.packetType != kFreeBlock) return InsertPacket(file, block, header);
+  if (header.packetType != kFreeBlock) return InsertPacket(scan, block, header);
   if (!ReserveFreeBlocks(file)) return false;
   InsertMarkedBlock(file, block);
   return true;
@@ -54,19 +61,24 @@ bool OpenOrCreate(FileInfo* file) {
 
 }  // namespace
 
-ItemInfo* NewItemInfo(uint32_t id) {
-  auto* item = static_cast<ItemInfo*>(std::calloc(1, sizeof(ItemInfo)));
+ItemInfo* NewItemInfo(FileInfo* file, uint32_t id) {
+  ItemInfo* item = file->itemPool.take();
   if (item != nullptr) item->id = id;
   return item;
 }
 
 int32_t ReadDataFile(FileInfo* file) {
-  Scan scan{file, {}};
-  if (const int32_t result = ScanBlocks(file->file, controller->blockBuffer, VisitBlock, &scan); result != kOk) {
+  Scan scan{file, nullptr, {}};
+  platform::FileStamp stamp;
+  if (file->file.stamp(&stamp)) file->index.expect(static_cast<uint32_t>(stamp.size / (2 * kBlockSize)));
+  if (const int32_t result = ScanBlocks(file->file, controller->blockBuffer, VisitBlock, &scan);
+      result != kOk) {
     return result;
   }
-  if (!SettleItems(file, scan.headers.begin()) || !file->staleBlocks.reserve(file->blockNum)) return kCannotOpen;
-  return kOk;
+  for (ItemInfo* item : scan.suspects) {
+    if (item->fragments.count > 1 && !SettleItem(file, item)) return kCannotOpen;
+  }
+  return file->staleBlocks.reserve(file->blockNum) ? kOk : kCannotOpen;
 }
 
 int32_t OpenDataFile(const PmChar* path, const uint32_t* flags, uint32_t pathBytes) {

@@ -11,7 +11,7 @@ namespace storage {
 // shrank meanwhile, kCannotOpen when there is no memory.
 int32_t ReadDataFile(FileInfo* file);
 
-// A record for an item, all zeros but for its ID; null when there is no memory.
-ItemInfo* NewItemInfo(uint32_t id);
+// A record for an item of the file, all zeros but for its ID; null when there is no memory.
+ItemInfo* NewItemInfo(FileInfo* file, uint32_t id);
 
 }  // namespace storage

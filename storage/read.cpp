@@ -21,7 +21,8 @@ bool PlacePacket(const FileInfo* file, ItemInfo* item, const uint8_t* block) {
   return true;
 }
 
-// The number of fragments from `first` on that lie one behind the other in the file, as far as the buffer holds.
+// The number of fragments from `first` on that lie one behind the other in the file, as far as the buffer
+// holds.
 uint32_t RunLength(const Fragments& fragments, uint32_t first) {
   uint32_t length = 1;
   while (length < kBufferBlocks && first + length < fragments.count &&

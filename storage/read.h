@@ -7,9 +7,9 @@
 
 namespace storage {
 
-// Reads the item's blocks, checks each packet unless the file was opened with kOpenUnverified, and puts its bytes
-// into a new buffer at `data`. 0; kNoItem when there is no memory; kIncomplete, with `data` null, when a block
-// cannot be read, fails its check or does not fit the item. Needs `data` to be null.
+// Reads the item's blocks, checks each packet unless the file was opened with kOpenUnverified, and puts its
+// bytes into a new buffer at `data`. 0; kNoItem when there is no memory; kIncomplete, with `data` null, when
+// a block cannot be read, fails its check or does not fit the item. Needs `data` to be null.
 int32_t BuildItemData(const FileInfo* file, ItemInfo* item);
 
 // A buffer for item bytes, never null for a size of 0; null when there is no memory.

@@ -54,8 +54,8 @@ uint32_t RunEnd(const ItemInfo* item, uint32_t from, uint32_t known) {
   return end;
 }
 
-// Writes what is not on disk; the number of leading packets that are then there. The first `known` blocks were
-// the item's before.
+// Writes what is not on disk; the number of leading packets that are then there. The first `known` blocks
+// were the item's before.
 uint32_t WritePackets(const ItemInfo* item, FileInfo* file, uint32_t known) {
   uint32_t next = 0;
   while (next < item->fragments.count) {

@@ -2,7 +2,8 @@
 //
 //            BeginPass: the backup is made,      marks, packets, moves        EndPass: file durable,
 //            whole and durable                   in any number                backup brought up to date
-//   WHOLE ------------------------------> TORN ---------------------> TORN ----------------------------> WHOLE
+//   WHOLE ------------------------------> TORN ---------------------> TORN ---------------------------->
+//   WHOLE
 //     |                                                                 |
 //     | the backup fails: nothing written, still WHOLE                  | anything fails: stays TORN
 //
@@ -25,15 +26,16 @@
 
 namespace storage {
 
-// Makes the backup and enters TORN; nothing when the file is torn already. The backup's code when that failed.
+// Makes the backup and enters TORN; nothing when the file is torn already. The backup's code when that
+// failed.
 int32_t BeginPass(FileInfo* file);
 
-// Ends a pass whose writing gave `result`, making the first `savedNum` dirty items clean when it is durable: 0
-// and WHOLE; or the first failure and TORN.
+// Ends a pass whose writing gave `result`, making the first `savedNum` dirty items clean when it is durable:
+// 0 and WHOLE; or the first failure and TORN.
 int32_t EndPass(FileInfo* file, int32_t result, uint32_t savedNum);
 
-// Gives the item exactly the blocks that `size` bytes need: new ones behind its last, or its last ones given up.
-// False, with the blocks as they were, when no block or no memory could be had.
+// Gives the item exactly the blocks that `size` bytes need: new ones behind its last, or its last ones given
+// up. False, with the blocks as they were, when no block or no memory could be had.
 bool AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file);
 
 // Writes the item's packets that are not on disk yet: 0 or kWriteFailed.

@@ -2,7 +2,8 @@
 //
 // Invariants:
 //  1. Inserting never fails: without memory for more buckets the chains only grow longer.
-//  2. The buckets are drawn anew for every table, so that no file can be made to collide in them by its hashes.
+//  2. The buckets are drawn anew for every table, so that no file can be made to collide in them by its
+//  hashes.
 #pragma once
 
 #include <cstdint>
@@ -23,11 +24,18 @@ class ChainTable {
 
   uint32_t count() const { return count_; }
 
+  // Makes buckets for `members` in one go, where there is memory.
+  void expect(uint32_t members) {
+    uint32_t bits = bits_;
+    while (bits < kMaxBits && members >> bits > 1) ++bits;
+    if (bits > bits_) rehash(bits);
+  }
+
   // The first member of the chain that holds every member of that hash, among others; the rest by the link.
   T* chain(uint32_t hash) const { return buckets_[bucketOf(hash)]; }
 
   void insert(T* member) {
-    if (count_ >> bits_ != 0) grow();
+    if (count_ >> bits_ != 0 && bits_ < kMaxBits) rehash(bits_ + 1);
     push(member);
     ++count_;
   }
@@ -63,6 +71,8 @@ class ChainTable {
   }
 
  private:
+  static constexpr uint32_t kMaxBits = 26;
+
   uint64_t drawMultiplier() const {
     uint64_t x = reinterpret_cast<uintptr_t>(this) ^ static_cast<uint64_t>(std::time(nullptr)) << 20;
     x = (x ^ x >> 30) * 0xBF58476D1CE4E5B9U;
@@ -80,15 +90,13 @@ class ChainTable {
     bucket = member;
   }
 
-  void grow() {
-    constexpr uint32_t kMaxBits = 26;
-    if (bits_ + 2 > kMaxBits) return;
-    auto** buckets = static_cast<T**>(std::calloc(size_t{1} << (bits_ + 2), sizeof(T*)));
+  void rehash(uint32_t bits) {
+    auto** buckets = static_cast<T**>(std::calloc(size_t{1} << bits, sizeof(T*)));
     if (buckets == nullptr) return;
     T** const old = buckets_;
     const uint32_t oldNum = uint32_t{1} << bits_;
     buckets_ = buckets;
-    bits_ += 2;
+    bits_ = bits;
     for (uint32_t i = 0; i < oldNum; ++i) {
       while (T* member = old[i]) {
         old[i] = member->*kNext;

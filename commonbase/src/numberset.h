@@ -1,7 +1,7 @@
 // A set of numbers below a limit that was reserved for it: bits, with a summary bit above every 64 of them.
 //
-// Insert, erase, contains, lowest and next cost a handful of word operations whatever the set holds, and memory
-// is one bit a possible number.
+// Insert, erase, contains, lowest and next cost a handful of word operations whatever the set holds, and
+// memory is one bit a possible number.
 //
 // Invariants:
 //  1. Every member is below the reserved limit, so that only reserve() allocates and can fail.

@@ -1,0 +1,74 @@
+// Records of one type in slabs: no heap block, and no heap operation, for each.
+//
+// Invariants:
+//  1. A record is all zeros when it is taken, and keeps its address until it is given back.
+//  2. Slabs are never returned before the pool is; a record given back is the next one taken.
+#pragma once
+
+#include <cstdlib>
+#include <cstring>
+#include <type_traits>
+
+namespace commonbase {
+
+template <typename T>
+class SlabPool {
+  static_assert(std::is_trivial<T>::value, "records are made of zeros and vanish with their slab");
+
+ public:
+  SlabPool() = default;
+  ~SlabPool() {
+    while (slabs_ != nullptr) {
+      Slab* next = slabs_->next;
+      std::free(slabs_);
+      slabs_ = next;
+    }
+  }
+  SlabPool(const SlabPool&) = delete;
+  SlabPool& operator=(const SlabPool&) = delete;
+
+  // A record of zeros, or null when there is no memory.
+  T* take() {
+    if (free_ == nullptr && unused_ == 0 && !addSlab()) return nullptr;
+    Place* place = free_;
+    if (place != nullptr) {
+      free_ = place->nextFree;
+    } else {
+      place = &slabs_->places[--unused_];
+    }
+    std::memset(static_cast<void*>(place), 0, sizeof *place);
+    return &place->record;
+  }
+
+  void give(T* record) {
+    Place* place = reinterpret_cast<Place*>(record);
+    place->nextFree = free_;
+    free_ = place;
+  }
+
+ private:
+  union Place {
+    T record;
+    Place* nextFree;
+  };
+  static constexpr size_t kPlaces = 16 * 1024 / sizeof(Place);
+  struct Slab {
+    Slab* next;
+    Place places[kPlaces];
+  };
+
+  bool addSlab() {
+    auto* slab = static_cast<Slab*>(std::malloc(sizeof(Slab)));
+    if (slab == nullptr) return false;
+    slab->next = slabs_;
+    slabs_ = slab;
+    unused_ = kPlaces;
+    return true;
+  }
+
+  Slab* slabs_ = nullptr;
+  size_t unused_ = 0;  // places of the newest slab that were never taken
+  Place* free_ = nullptr;
+};
+
+}  // namespace commonbase
