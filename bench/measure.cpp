@@ -1,0 +1,49 @@
+#include "bench/measure.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <exception>
+#include <fstream>
+#include <iostream>
+#include <stdexcept>
+
+namespace bench {
+
+uint64_t ProcessMemory(const char* field) {
+  std::ifstream status("/proc/self/status");
+  const size_t length = std::strlen(field);
+  for (std::string line; std::getline(status, line);) {
+    if (line.compare(0, length, field) == 0 && line[length] == ':')
+      return std::stoull(line.substr(length + 1)) * 1024;
+  }
+  throw std::runtime_error(std::string("the system does not tell ") + field);
+}
+
+void Report::add(const char* step, double value) const {
+  std::fprintf(results_, "{\"n\":%u,\"repetition\":%u,\"store\":\"%s\",\"step\":\"%s\",\"value\":%.9g}\n",
+               label_.count, label_.repetition, label_.store.c_str(), step, value);
+}
+
+void RunInChild(const std::function<void()>& work) {
+  sync();
+  std::fflush(nullptr);
+  const pid_t child = fork();
+  if (child < 0) throw std::runtime_error("cannot fork");
+  if (child == 0) {
+    try {
+      work();
+      std::fflush(nullptr);
+      _exit(0);
+    } catch (const std::exception& failure) {
+      std::cerr << failure.what() << std::endl;
+    }
+    _exit(1);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) throw std::runtime_error("a measurement failed");
+}
+
+}  // namespace bench
