@@ -116,6 +116,11 @@ class AvlTreeModel {
   void insert(uintptr_t x, bool outOfNodes) {
     g_outOfNodes = outOfNodes;
     EXPECT_EQ(InsertAvlNode(Element(x), tree_, tree_->root), tree_->root);
+    AvlNode* const root = tree_->root;
+    if (outOfNodes) {
+      EXPECT_EQ(InsertAvlNode(Element(x), tree_, nullptr), nullptr);
+      EXPECT_EQ(tree_->root, root);
+    }
     g_outOfNodes = false;
     if (outOfNodes && values_.count(x) == 0) return;
     Insert(model_, x);

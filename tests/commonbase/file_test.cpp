@@ -75,7 +75,7 @@ TEST_F(FileHelpers, StreamsReadWriteSeekAndTellTheEnd) {
     for (int32_t i = std::max(l.length, 0); i < l.size; ++i) EXPECT_EQ(line[i], 0);
   }
   EXPECT_EQ(FReadLine(nullptr, 16, stream), -3);
-  EXPECT_EQ(FReadLine(line, 0, stream), -3);
+  EXPECT_EQ(FReadLine(line, -1, stream), -3);
 
   EXPECT_EQ(FSeek(stream, -3, 2), 0);
   EXPECT_EQ(FEof(stream), 0);

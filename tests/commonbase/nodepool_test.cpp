@@ -41,6 +41,11 @@ void PlayPool(Random& random, int32_t nodeNum, int32_t nodeSize) {
       if (ofArea) free.push_back(held.back());
       pool->FreeCommonNode(held.back(), pool);
       held.pop_back();
+      // What the caller left in it is gone, but for the link.
+      const size_t link = std::min(size, sizeof(void*));
+      if (ofArea) {
+        EXPECT_EQ(std::memcmp(address + link, zeros.data(), size - link), 0);
+      }
     }
     ASSERT_EQ(pool->freeNum, static_cast<int32_t>(free.size()));
     ASSERT_EQ(pool->freeList, free.empty() ? nullptr : free.back());
