@@ -68,7 +68,7 @@ class Utf8Path {
       uint32_t character = *unit;
       if (character == '\\') character = '/';
       const bool pair = (character & 0xFC00) == 0xD800 && (unit[1] & 0xFC00) == 0xDC00;
-      if (pair) character = 0x10000 + ((character & 0x3FF) << 10) + (*++unit & 0x3FFu);
+      if (pair) character = 0x10000 + ((character & 0x3FF) << 10) + (*++unit & 0x3FFU);
       length = append(character, length);
     }
     bytes_[length] = '\0';
@@ -81,7 +81,7 @@ class Utf8Path {
       return length;
     }
     const int following = character < 0x800 ? 1 : character < 0x10000 ? 2 : 3;
-    const uint32_t mark = (0xFF00u >> (following + 1)) & 0xFF;
+    const uint32_t mark = (0xFF00U >> (following + 1)) & 0xFF;
     bytes_[length++] = static_cast<char>(mark | character >> (6 * following));
     for (int i = following - 1; i >= 0; --i)
       bytes_[length++] = static_cast<char>(0x80 | ((character >> (6 * i)) & 0x3F));
@@ -110,7 +110,7 @@ FileStamp ToStamp(const struct stat& status) {
   stamp.volume = status.st_dev;
   stamp.number = status.st_ino;
   stamp.size = static_cast<uint64_t>(status.st_size);
-  stamp.time = static_cast<int64_t>(static_cast<uint64_t>(status.st_mtim.tv_sec) * 1000000000u +
+  stamp.time = static_cast<int64_t>(static_cast<uint64_t>(status.st_mtim.tv_sec) * 1000000000U +
                                     static_cast<uint64_t>(status.st_mtim.tv_nsec));
   return stamp;
 }
@@ -124,10 +124,10 @@ uint32_t NextCharacter(const unsigned char*& text) {
   const int following = first >= 0xF0 && first < 0xF8 ? 3 : first >= 0xE0 ? 2 : first >= 0xC0 ? 1 : 0;
   if (following == 0 || first >= 0xF8) return kReplacement;
 
-  uint32_t character = first & (0x3Fu >> following);
+  uint32_t character = first & (0x3FU >> following);
   for (int i = 0; i < following; ++i) {
     if ((text[i] & 0xC0) != 0x80) return kReplacement;
-    character = character << 6 | (text[i] & 0x3Fu);
+    character = character << 6 | (text[i] & 0x3FU);
   }
   text += following;
   return character <= 0x10FFFF ? character : kReplacement;

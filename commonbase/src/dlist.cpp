@@ -19,7 +19,7 @@ DListNode* MakeNode(const void* bytes, uint32_t length) {
   auto node = static_cast<DListNode*>(std::calloc(1, sizeof(DListNode)));
   if (node == nullptr) return nullptr;
   // An element of length 0 has an address too, so that a walk can tell it from the end.
-  node->data = std::malloc(std::max(length, 1u));
+  node->data = std::malloc(std::max(length, 1U));
   if (node->data == nullptr) {
     std::free(node);
     return nullptr;
