@@ -1,3 +1,5 @@
+// The checksum by tables: what each of 16 bytes leaves of the remainder, looked up at once.
+
 #include "storage/checksum.h"
 
 namespace storage {
@@ -35,11 +37,16 @@ uint16_t FoldStride(uint16_t remainder, const uint8_t* bytes) {
 
 }  // namespace
 
-uint32_t GetCRCValue(const uint8_t* bytes, uint32_t length) {
+uint16_t RemainderByTables(const uint8_t* bytes, uint32_t length) {
   uint16_t remainder = 0;
-  for (; length >= kStride + 4; length -= kStride, bytes += kStride) remainder = FoldStride(remainder, bytes);
-  uint32_t sum = remainder;
-  for (; length > 0; --length, ++bytes) sum = (sum << 8) ^ kTables.whole[((sum >> 8) & 0xFF) ^ *bytes];
+  for (; length >= kStride; length -= kStride, bytes += kStride) remainder = FoldStride(remainder, bytes);
+  return remainder;
+}
+
+uint32_t GetCRCValue(const uint8_t* bytes, uint32_t length) {
+  const uint32_t folded = length < kStride + 4 ? 0 : (length - 4) / kStride * kStride;
+  uint32_t sum = CanMultiply() ? RemainderByMultiply(bytes, folded) : RemainderByTables(bytes, folded);
+  for (uint32_t i = folded; i < length; ++i) sum = (sum << 8) ^ kTables.whole[((sum >> 8) & 0xFF) ^ bytes[i]];
   return sum;
 }
 

@@ -9,6 +9,9 @@
 //  2. Four bytes later, nothing is left of the accumulator's upper half. So all but the last four bytes may
 //  run
 //     on a 16-bit remainder alone.
+//  3. That remainder is the bytes, read as one long polynomial, times x^16 modulo x^16 + 0xA001. So bytes far
+//     from the end may be folded onto later ones: multiplied by the power of x that lies between, modulo the
+//     same.
 #pragma once
 
 #include <cstdint>
@@ -28,5 +31,13 @@ constexpr uint32_t UpdateCRCValue(uint32_t sum, uint8_t byte, uint32_t polynomia
 }
 
 uint32_t GetCRCValue(const uint8_t* bytes, uint32_t length);
+
+// The two ways to the 16-bit remainder of `length` bytes, a multiple of 16; GetCRCValue takes the faster one
+// that the processor has.
+uint16_t RemainderByTables(const uint8_t* bytes, uint32_t length);
+uint16_t RemainderByMultiply(const uint8_t* bytes, uint32_t length);  // needs CanMultiply()
+
+// Whether the processor multiplies polynomials.
+bool CanMultiply();
 
 }  // namespace storage
