@@ -1,0 +1,191 @@
+#include "tests/support/vault.h"
+
+#include <algorithm>
+
+namespace vault {
+
+namespace {
+
+constexpr uint32_t kTrailer = 0x89ABCDEF;
+
+struct Packet {
+  uint32_t block, type, seq, size;
+};
+
+// Whether these packets, in order, are packets 1 to n of one item, all full but the last.
+bool IsRun(const std::vector<Packet>& packets) {
+  for (size_t i = 0; i < packets.size(); ++i) {
+    if (packets[i].type != 1 || packets[i].seq != i + 1) return false;
+    if (i + 1 < packets.size() && packets[i].size != kRoom) return false;
+  }
+  return packets.size() > 1;
+}
+
+// The packets that are the item, out of all those that bear its ID.
+std::vector<Packet> Current(std::vector<Packet> all) {
+  const auto single = [](const Packet& p) { return p.type == 0; };
+  if (all.size() == 1 && single(all[0])) return all;
+  std::stable_sort(all.begin(), all.end(), [](const Packet& a, const Packet& b) { return a.seq < b.seq; });
+  if (IsRun(all)) return all;
+  if (std::count_if(all.begin(), all.end(), single) == 1) {
+    return {*std::find_if(all.begin(), all.end(), single)};
+  }
+  const auto last = std::find_if(all.begin(), all.end(), [](const Packet& p) { return p.size < kRoom; });
+  if (last != all.end()) {
+    const std::vector<Packet> run(all.begin(), last + 1);
+    const bool doubled = last + 1 != all.end() && (last + 1)->seq == last->seq;
+    if (IsRun(run) && !doubled) return run;
+  }
+  return all;
+}
+
+}  // namespace
+
+uint32_t Get(const uint8_t* at, int width) {
+  uint32_t value = 0;
+  for (int i = width - 1; i >= 0; --i) value = value << 8 | at[i];
+  return value;
+}
+
+void Put(uint8_t* at, uint32_t value, int width) {
+  for (int i = 0; i < width; ++i) at[i] = static_cast<uint8_t>(value >> 8 * i);
+}
+
+uint32_t Checksum(const uint8_t* bytes, size_t size) {
+  uint32_t sum = 0;
+  for (size_t i = 0; i < size; ++i) {
+    for (int bit = 7; bit >= 0; --bit) {
+      const bool carry = ((sum >> 15 & 1) ^ (bytes[i] >> bit & 1)) != 0;
+      sum = carry ? sum << 1 ^ 0xA001 : sum << 1;
+    }
+  }
+  return sum;
+}
+
+void Reseal(Bytes* file, uint32_t block) {
+  uint8_t* at = file->data() + block * kBlock;
+  Put(at + 1016, Checksum(at, 16 + std::min(Get(at + 4), kRoom)));
+}
+
+uint32_t BlocksFor(size_t size) {
+  return static_cast<uint32_t>((size + kRoom - 1) / kRoom);
+}
+
+Bytes MakeBlock(uint32_t id, const Bytes& item, uint32_t index) {
+  Bytes block(kBlock);
+  uint8_t* const at = block.data();
+  const uint32_t size = std::min(static_cast<uint32_t>(item.size()) - index * kRoom, kRoom);
+  const bool many = item.size() > kRoom;
+  at[0] = 0x41;
+  at[1] = many ? 1 : 0;
+  Put(at + 2, many ? index + 1 : 0, 2);
+  Put(at + 4, size);
+  Put(at + 8, index * kRoom);
+  Put(at + 12, id);
+  std::copy_n(item.begin() + index * kRoom, size, block.begin() + 16);
+  for (uint32_t i = 0; i < (kRoom - size) / 4; ++i) Put(at + 16 + size + 4 * i, i * i + Get(at + 4 * i));
+  Reseal(&block, 0);
+  Put(at + 1020, kTrailer);
+  return block;
+}
+
+Bytes MakeBlocks(uint32_t id, const Bytes& item) {
+  Bytes blocks;
+  for (uint32_t i = 0; i < BlocksFor(item.size()); ++i) {
+    const Bytes block = MakeBlock(id, item, i);
+    blocks.insert(blocks.end(), block.begin(), block.end());
+  }
+  return blocks;
+}
+
+Scan ScanFile(const Bytes& file) {
+  Scan scan;
+  std::map<uint32_t, std::vector<Packet>> found;
+  for (uint32_t b = 0; b < file.size() / kBlock; ++b) {
+    const uint8_t* at = file.data() + b * kBlock;
+    if (at[1] == 2) {
+      scan.free.insert(b);
+    } else {
+      found[Get(at + 12)].push_back({b, at[1], Get(at + 2, 2), Get(at + 4)});
+    }
+  }
+  for (const auto& [id, all] : found) {
+    for (const Packet& p : all) scan.free.insert(p.block);
+    Item& item = scan.items[id];
+    for (const Packet& p : Current(all)) {
+      item.size += p.size;
+      item.blocks.push_back(p.block);
+      scan.free.erase(p.block);
+    }
+    std::sort(item.blocks.begin(), item.blocks.end());
+  }
+  return scan;
+}
+
+std::optional<Bytes> Assemble(const Bytes& file, const Item& item) {
+  if (item.size > file.size()) return std::nullopt;
+  Bytes bytes(item.size);
+  for (const uint32_t b : item.blocks) {
+    const uint8_t* at = file.data() + b * kBlock;
+    const uint32_t size = Get(at + 4);
+    const uint32_t offset = Get(at + 8);
+    if (size > kRoom || offset >= item.size || size > item.size - offset) return std::nullopt;
+    if (Checksum(at, 16 + size) != Get(at + 1016)) return std::nullopt;
+    std::copy_n(at + 16, size, bytes.begin() + offset);
+  }
+  return bytes;
+}
+
+Bytes MakeTable(const std::vector<Record>& records) {
+  Bytes item;
+  for (const Record& record : records) {
+    const size_t units = record.userData ? record.userData->size() + 1 : 0;
+    Bytes bytes(20 + 2 * units);
+    const uint32_t fields[] = {record.reserved[0], record.reserved[1], record.kind, record.id,
+                               static_cast<uint32_t>(2 * units)};
+    for (int i = 0; i < 5; ++i) Put(&bytes[static_cast<size_t>(4 * i)], fields[i]);
+    for (size_t i = 0; i + 1 < units; ++i) Put(&bytes[20 + 2 * i], (*record.userData)[i], 2);
+    item.insert(item.end(), bytes.begin(), bytes.end());
+  }
+  return item;
+}
+
+std::optional<std::vector<Record>> ReadTable(const Bytes& item) {
+  std::vector<Record> records;
+  for (size_t at = 0; at + 1 < item.size();) {
+    if (item.size() - at < 20) return std::nullopt;
+    Record record;
+    uint32_t* const fields[] = {&record.reserved[0], &record.reserved[1], &record.kind, &record.id};
+    for (size_t i = 0; i < 4; ++i) *fields[i] = Get(&item[at + 4 * i]);
+    const uint32_t size = Get(&item[at + 16]);
+    at += 20;
+    if (size % 2 != 0 || size > item.size() - at) return std::nullopt;
+    if (size > 0) {
+      record.userData.emplace();
+      for (size_t i = 0; i < size; i += 2)
+        record.userData->push_back(static_cast<PmChar>(Get(&item[at + i], 2)));
+      if (record.userData->back() != 0) return std::nullopt;
+      record.userData->pop_back();
+    }
+    at += size;
+    records.push_back(record);
+  }
+  return records;
+}
+
+std::string Fault(const Bytes& file) {
+  if (file.size() % kBlock != 0) return "ends inside a block";
+  for (size_t b = 0; b < file.size() / kBlock; ++b) {
+    const uint8_t* at = file.data() + b * kBlock;
+    if ((at[0] != 0x40 && at[0] != 0x41) || at[1] > 2 || Get(at + 1020) != kTrailer)
+      return "block " + std::to_string(b);
+  }
+  for (const auto& [id, item] : ScanFile(file).items) {
+    const std::optional<Bytes> bytes = Assemble(file, item);
+    if (!bytes) return "item " + std::to_string(id);
+    if (id == 0 && !ReadTable(*bytes)) return "the table of IDs";
+  }
+  return "";
+}
+
+}  // namespace vault
