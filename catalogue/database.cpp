@@ -43,6 +43,7 @@ bool LoadIdTable(DataBaseHandle* handle) {
   uint32_t idThenSize = kIdTableItem;
   const uint8_t* bytes = storage::GetItemPtrByID(&idThenSize);
   TableMeasure measure;
+  handle->committedIds.setCapacity(idThenSize / 24 + 100);
   return bytes != nullptr && MeasureTable(bytes, idThenSize, &measure) &&
          LoadTable(bytes, measure, &handle->committedIds);
 }

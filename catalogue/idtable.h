@@ -56,6 +56,9 @@ class IdTable {
   IdTable(const IdTable&) = delete;
   IdTable& operator=(const IdTable&) = delete;
 
+  // How many slots an empty table starts with; see SlotArray.
+  void setCapacity(uint32_t capacity) { slots_.setCapacity(capacity); }
+
   // Makes room for one more record. False when there is no memory.
   bool reserve() { return slots_.reserve(1); }
   // Makes room in an empty table for so many records that take so much memory. False when there is none.

@@ -4,7 +4,9 @@
 //
 // Invariants:
 //  1. An entry goes into the lowest free slot; slots at or behind usedEnd() are all free.
-//  2. Only reserve() allocates; add() needs room that it made. Nothing shrinks.
+//  2. usedEnd() moves one slot on with every entry until it reaches the capacity, so the used range may end in
+//     free slots; then only with an entry that finds no free slot, which raises the capacity by 10.
+//  3. Only reserve() allocates; add() needs room that it made. Nothing shrinks.
 #pragma once
 
 #include <cstdint>
@@ -22,8 +24,34 @@ class SlotArray {
     return slots_.reserve(slots_.size() + more) && freeSlots_.reserve(slots_.size() + more);
   }
 
+  // The capacity that an empty array starts from.
+  void setCapacity(uint32_t capacity) { capacity_ = capacity; }
+
   // Puts an entry into the lowest free slot; the slot's number.
   uint32_t add(T* entry) {
+    const uint32_t slot = take(entry);
+    if (usedEnd_ < capacity_) {
+      ++usedEnd_;
+    } else if (slot == usedEnd_) {
+      ++usedEnd_;
+      capacity_ += 10;
+    }
+    return slot;
+  }
+
+  void remove(uint32_t slot) {
+    slots_[slot] = nullptr;
+    freeSlots_.insert(slot);
+  }
+
+  uint32_t usedEnd() const { return usedEnd_; }
+  uint32_t count() const { return slots_.size() - freeSlots_.count(); }
+
+  // The entry in a slot below usedEnd(), null when it is free.
+  T* operator[](uint32_t slot) const { return slot < slots_.size() ? slots_[slot] : nullptr; }
+
+ private:
+  uint32_t take(T* entry) {
     if (freeSlots_.empty()) {
       slots_.add(entry);
       return slots_.size() - 1;
@@ -34,20 +62,10 @@ class SlotArray {
     return slot;
   }
 
-  void remove(uint32_t slot) {
-    slots_[slot] = nullptr;
-    freeSlots_.insert(slot);
-  }
-
-  uint32_t usedEnd() const { return slots_.size(); }
-  uint32_t count() const { return slots_.size() - freeSlots_.count(); }
-
-  // The entry in a slot below usedEnd(), null when it is free.
-  T* operator[](uint32_t slot) const { return slots_[slot]; }
-
- private:
   commonbase::GrowArray<T*> slots_;
-  commonbase::NumberSet freeSlots_;
+  commonbase::NumberSet freeSlots_;  // below slots_.size(); the slots from there on are free as well
+  uint32_t usedEnd_ = 0;
+  uint32_t capacity_ = 100;
 };
 
 }  // namespace catalogue
