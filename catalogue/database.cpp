@@ -57,14 +57,15 @@ void NoteTableChange(DataBaseHandle* handle, uint32_t slot) {
   handle->unsavedFrom = std::min(handle->unsavedFrom, slot);
 }
 
-bool FlushIdTable(DataBaseHandle* handle) {
+int32_t FlushIdTable(DataBaseHandle* handle) {
   const IdTable& table = handle->committedIds;
-  if (handle->unsavedFrom == kAllSaved) return true;
+  if (handle->unsavedFrom == kAllSaved) return storage::kOk;
   if (table.slots().count() == 0) {
     // An emptied table is no item at all; its blocks are marked, so that they cannot come back.
-    storage::DeleteItem(kIdTableItem, 1);
+    const int32_t result = storage::DeleteItem(kIdTableItem, 1);
+    if (storage::FindItemInIndex(kIdTableItem) != nullptr) return result;
     handle->unsavedFrom = kAllSaved;
-    return true;
+    return storage::kOk;
   }
   uint64_t tail = 0;
   for (uint32_t slot = handle->unsavedFrom; slot < table.slots().usedEnd(); ++slot) {
@@ -73,20 +74,20 @@ bool FlushIdTable(DataBaseHandle* handle) {
   const auto size = static_cast<uint32_t>(table.storedBytes());
   const auto offset = static_cast<uint32_t>(table.storedBytes() - tail);
   uint8_t* bytes = storage::RewriteItemTail(kIdTableItem, offset, size);
-  if (bytes == nullptr) return false;
+  if (bytes == nullptr) return storage::kNoItem;
   bytes += offset;
   for (uint32_t slot = handle->unsavedFrom; slot < table.slots().usedEnd(); ++slot) {
     if (table.slots()[slot] != nullptr) bytes = StoreRecord(table.slots()[slot], bytes);
   }
   handle->unsavedFrom = kAllSaved;
-  return true;
+  return storage::kOk;
 }
 
 void SaveIdTable(DataBaseHandle* handle) {
   if (storage::SelectDataFile(handle->path) != storage::kOk) return;
   // Inside a transaction the edits wait, to be made once; only an emptied table gives its blocks up at once.
   if (storage::InTransaction() && handle->committedIds.slots().count() != 0) return;
-  if (FlushIdTable(handle)) storage::SyncDirtyData();
+  if (FlushIdTable(handle) == storage::kOk) storage::SyncDirtyData();
 }
 
 void CommitPendingId(DataBaseHandle* handle, ItemIdRecord* record) {

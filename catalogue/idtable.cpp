@@ -43,8 +43,6 @@ bool IdTable::reserveBatch(uint32_t records, size_t memory) {
   batch_ = static_cast<uint8_t*>(std::malloc(memory));
   if (batch_ == nullptr && memory != 0) return false;
   batchSize_ = memory;
-  byId_.expect(records);
-  byUserData_.expect(records);
   return true;
 }
 
@@ -69,19 +67,36 @@ void IdTable::release(ItemIdRecord* record) {
 
 void IdTable::add(ItemIdRecord* record) {
   record->slot = slots_.add(record);
-  byId_.insert(record);
-  if (record->userDataSize != 0) byUserData_.insert(record);
+  if (indexedById_) byId_.insert(record);
+  if (indexedByUserData_ && record->userDataSize != 0) byUserData_.insert(record);
   storedBytes_ += StoredSize(record);
 }
 
 void IdTable::remove(ItemIdRecord* record) {
   slots_.remove(record->slot);
-  byId_.remove(record);
-  if (record->userDataSize != 0) byUserData_.remove(record);
+  if (indexedById_) byId_.remove(record);
+  if (indexedByUserData_ && record->userDataSize != 0) byUserData_.remove(record);
   storedBytes_ -= StoredSize(record);
 }
 
-ItemIdRecord* IdTable::find(uint32_t id) const {
+void IdTable::indexById() {
+  byId_.expect(slots_.count());
+  for (uint32_t slot = 0; slot < slots_.usedEnd(); ++slot) {
+    if (slots_[slot] != nullptr) byId_.insert(slots_[slot]);
+  }
+  indexedById_ = true;
+}
+
+void IdTable::indexByUserData() {
+  byUserData_.expect(slots_.count());
+  for (uint32_t slot = 0; slot < slots_.usedEnd(); ++slot) {
+    if (slots_[slot] != nullptr && slots_[slot]->userDataSize != 0) byUserData_.insert(slots_[slot]);
+  }
+  indexedByUserData_ = true;
+}
+
+ItemIdRecord* IdTable::find(uint32_t id) {
+  if (!indexedById_) indexById();
   ItemIdRecord key{};
   key.itemId = id;
   ItemIdRecord* found = nullptr;
@@ -91,7 +106,8 @@ ItemIdRecord* IdTable::find(uint32_t id) const {
   return found;
 }
 
-ItemIdRecord* IdTable::findByUserData(uint32_t kind, const PmChar* userData) const {
+ItemIdRecord* IdTable::findByUserData(uint32_t kind, const PmChar* userData) {
+  if (!indexedByUserData_) indexByUserData();
   ItemIdRecord* found = nullptr;
   ItemIdRecord* record = byUserData_.chain(HashString(kind, userData));
   for (; record != nullptr; record = record->nextByUserData) {

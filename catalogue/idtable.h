@@ -5,8 +5,9 @@
 // database.
 //
 // Invariants:
-//  1. Every record of the table stands in its slot, under its ID, and, with user data, under kind and user
-//  data.
+//  1. Every record of the table stands in its slot; under its ID, and, with user data, under kind and user
+//  data,
+//     from the first time that one is looked for so. Opening a database does not wait for either.
 //  2. Where several records match, the one in the lowest slot is found.
 //  3. storedBytes() is the length of the table as item 0 holds it.
 //  4. A loaded table's records stand in one batch, which goes with the table; later ones are heap blocks.
@@ -75,16 +76,21 @@ class IdTable {
   // Hands the record back to the caller.
   void remove(ItemIdRecord* record);
 
-  ItemIdRecord* find(uint32_t id) const;
-  ItemIdRecord* findByUserData(uint32_t kind, const PmChar* userData) const;
+  ItemIdRecord* find(uint32_t id);
+  ItemIdRecord* findByUserData(uint32_t kind, const PmChar* userData);
 
   const SlotArray<ItemIdRecord>& slots() const { return slots_; }
   uint64_t storedBytes() const { return storedBytes_; }
 
  private:
+  void indexById();
+  void indexByUserData();
+
   SlotArray<ItemIdRecord> slots_;
   commonbase::ChainTable<ItemIdRecord, &ItemIdRecord::nextById, HashId> byId_;
   commonbase::ChainTable<ItemIdRecord, &ItemIdRecord::nextByUserData, HashUserData> byUserData_;
+  bool indexedById_ = false;
+  bool indexedByUserData_ = false;
   uint64_t storedBytes_ = 0;
   uint8_t* batch_ = nullptr;
   size_t batchSize_ = 0;

@@ -24,7 +24,7 @@ uint32_t DrawId() {
   return GetIdHashValue(seed, kSeedSize);
 }
 
-bool IsIdAbsent(const DataBaseHandle* handle, uint32_t id) {
+bool IsIdAbsent(DataBaseHandle* handle, uint32_t id) {
   return handle->committedIds.find(id) == nullptr && handle->pendingIds.find(id) == nullptr;
 }
 

@@ -35,7 +35,9 @@ void DropEmptyTable(const DataBaseHandle* handle) {
 int32_t InsertPending(DataBaseHandle* handle, ItemIdRecord* record, const void* data, uint32_t size,
                       int32_t syncNow) {
   if (!handle->committedIds.reserve() || !ReserveIdTable(handle, StoredSize(record))) return kNoMemory;
-  const int32_t result = storage::InsertItem(record->itemId, data, size, syncNow);
+  int32_t result = storage::InsertItem(record->itemId, data, size, 0);
+  // The pass stays open until the ID table is written too: a crash finds the item and its ID, or neither.
+  if (result == storage::kOk && syncNow != 0) result = storage::SyncDirtyData(storage::PassEnd::kLater);
   if (result < 0) {
     DropEmptyTable(handle);
     return result;
@@ -56,8 +58,9 @@ uint32_t StepCursor(DataBaseHandle* handle, uint32_t kind) {
 }
 
 // Item 0 as the current database's table has it by now.
-void FlushCurrentTable() {
-  if (DataBaseHandle* handle = CurrentDataBase()) FlushIdTable(handle);
+int32_t FlushCurrentTable() {
+  DataBaseHandle* handle = CurrentDataBase();
+  return handle != nullptr ? FlushIdTable(handle) : storage::kOk;
 }
 
 }  // namespace
@@ -140,8 +143,9 @@ uint32_t GetItemCount(DataBaseHandle* handle, uint32_t kind) {
 }
 
 int32_t PmSyncDirtyData() {
-  if (!storage::InTransaction()) FlushCurrentTable();
-  return storage::SyncDirtyData();
+  const int32_t flushed = storage::InTransaction() ? storage::kOk : FlushCurrentTable();
+  const int32_t synced = storage::SyncDirtyData();
+  return synced != storage::kOk ? synced : flushed;
 }
 
 int32_t PmStartTransaction() {

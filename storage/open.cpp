@@ -44,13 +44,22 @@ bool InsertPacket(Scan* scan, uint32_t block, const PacketHeader& header) {
   return true;
 }
 
-bool VisitBlock(void* context, uint32_t block, const PacketHeader& header) {
-  auto* scan = static_cast<Scan*>(context);
+bool InsertBlock(Scan* scan, uint32_t block, const PacketHeader& header) {
   FileInfo* file = scan->file;
   file->blockNum = block + 1;
   if (header.packetType != kFreeBlock) return InsertPacket(scan, block, header);
   if (!ReserveFreeBlocks(file)) return false;
   InsertMarkedBlock(file, block);
+  return true;
+}
+
+bool VisitBlocks(void* context, uint32_t first, const PacketHeader* headers, uint32_t count) {
+  auto* scan = static_cast<Scan*>(context);
+  // The index is larger than the caches: its places are fetched for all the blocks at once, not one by one.
+  for (uint32_t i = 0; i < count; ++i) scan->file->index.prefetch(headers[i].itemId);
+  for (uint32_t i = 0; i < count; ++i) {
+    if (!InsertBlock(scan, first + i, headers[i])) return false;
+  }
   return true;
 }
 
@@ -70,8 +79,8 @@ ItemInfo* NewItemInfo(FileInfo* file, uint32_t id) {
 int32_t ReadDataFile(FileInfo* file) {
   Scan scan{file, nullptr, {}};
   platform::FileStamp stamp;
-  if (file->file.stamp(&stamp)) file->index.expect(static_cast<uint32_t>(stamp.size / (2 * kBlockSize)));
-  if (const int32_t result = ScanBlocks(file->file, controller->blockBuffer, VisitBlock, &scan);
+  if (file->file.stamp(&stamp)) file->index.expect(static_cast<uint32_t>(stamp.size / kBlockSize));
+  if (const int32_t result = ScanBlocks(file->file, controller->blockBuffer, VisitBlocks, &scan);
       result != kOk) {
     return result;
   }

@@ -9,8 +9,8 @@
 
 namespace storage {
 
-// The header and the place of a block, handed out by the pass; false ends the pass.
-using BlockVisitor = bool (*)(void* context, uint32_t block, const PacketHeader& header);
+// The headers of `count` blocks from `first` on, handed out by the pass; false ends the pass.
+using BlockVisitor = bool (*)(void* context, uint32_t first, const PacketHeader* headers, uint32_t count);
 
 // Reads the file's blocks in large pieces through `buffer` (kBufferBlocks blocks). kBadData when the file's
 // size or a block's header or trailer is not that of a data file; kIncomplete when it shrank meanwhile;
