@@ -79,7 +79,7 @@ Bytes ReadWholeFile(const fs::path& path) {
   if (!in) FailIo("open", path);
   Bytes bytes;
   std::error_code error;
-  if (const auto size = fs::file_size(path, error); !error) bytes.reserve(size);
+  if (const auto size = fs::file_size(path, error); !error) bytes.reserve(static_cast<size_t>(size));
   char buffer[65536];
   while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
     bytes.insert(bytes.end(), buffer, buffer + in.gcount());
