@@ -18,6 +18,7 @@ struct ItemInfo {
 
   // What the last save, or the scan, left on disk: which packets need no writing again (see dirty.h).
   bool inOrder;          // fragment i holds packet i, exactly as the engine writes it
+  bool numbered;         // the packet that the scan met last bears a number
   uint32_t savedSize;    // the size those packets were made for
   uint32_t changedFrom;  // the bytes changed since then, while dirty
   uint32_t changedTo;

@@ -86,6 +86,7 @@ bool GoesOnInOrder(const ItemInfo* item, const PacketHeader& header) {
   const uint32_t before = item->fragments.count;
   if (header.packetFlag != kPacketFlag || header.dataLength > kPacketCapacity) return false;
   if (before == 0 && IsOnlyPacket(header)) return true;
+  if (before != 0 && !item->numbered) return false;  // an only packet may be as full as a first one
   return IsNumberedPacket(header) && header.packetSeq == before + 1 && item->size == before * kPacketCapacity;
 }
 

@@ -37,6 +37,7 @@ bool InsertPacket(Scan* scan, uint32_t block, const PacketHeader& header) {
     scan->suspects.add(item);
     item->inOrder = false;
   }
+  item->numbered = header.packetType == kPartPacket;
   item->size += header.dataLength;
   item->savedSize = item->size;
   item->fragments.add(block * kBlockSize);
