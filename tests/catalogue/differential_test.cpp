@@ -15,9 +15,16 @@
 namespace fs = std::filesystem;
 
 // What the library gets for the time of day, so that a seed makes the same run every time.
-extern "C" std::time_t __wrap_time(std::time_t*) { return 1000000000; }
+extern "C" std::time_t __wrap_time(std::time_t*) {
+  return 1000000000;
+}
 
 namespace {
+
+template <typename Container>
+uint32_t Count(const Container& container) {
+  return static_cast<uint32_t>(container.size());
+}
 
 uint32_t Setting(const char* name, uint32_t otherwise) {
   const char* text = std::getenv(name);
@@ -93,14 +100,14 @@ uint32_t Differential::anyId(const Db& db) {
   const Model& model = db.model;
   const uint32_t roll = draw(100);
   if (roll < 45 && !model.committed.empty()) {
-    const auto& slot = model.committed[draw(static_cast<uint32_t>(model.committed.size()))];
+    const auto& slot = model.committed[draw(Count(model.committed))];
     if (slot) return slot->id;
   }
   if (roll < 80 && !model.pending.empty()) return std::prev(model.pending.end())->first;
   if (roll < 90 && !model.items.empty()) {
-    return std::next(model.items.begin(), draw(static_cast<uint32_t>(model.items.size())))->first;
+    return std::next(model.items.begin(), draw(Count(model.items)))->first;
   }
-  if (roll < 97 && !known_.empty()) return known_[draw(static_cast<uint32_t>(known_.size()))];
+  if (roll < 97 && !known_.empty()) return known_[draw(Count(known_))];
   return roll == 97 ? 0 : 1 + draw(20);
 }
 
@@ -165,7 +172,8 @@ void Differential::makeId(Db& db) {
   const uint32_t kind = anyKind();
   const PmString* text = anyUserData();
   const PmChar* userData = text == nullptr ? nullptr : text->c_str();
-  uint32_t id = oneIn(4) ? anyId(db) : 0;
+  // Half of the chosen IDs were in use lately: an ID that comes back meets what its old packets left behind.
+  uint32_t id = !oneIn(3) ? 0 : oneIn(2) || known_.empty() ? anyId(db) : known_[draw(Count(known_))];
   Model& model = db.model;
   if (id != 0 || oneIn(20)) {
     note(db, "retain", id, kind);
@@ -300,9 +308,8 @@ void Differential::kill(Db& db) {
     WriteBytes(BackupOf(db.path), *model.backup);
     model.disk = *model.backup;
     const uint32_t torn = draw(4);
-    if (torn == 1) data.resize(draw(static_cast<uint32_t>(data.size()) + 3000));
-    if (torn == 2)
-      std::fill(data.begin() + draw(static_cast<uint32_t>(data.size()) + 1), data.end(), uint8_t{0x41});
+    if (torn == 1) data.resize(draw(Count(data) + 3000));
+    if (torn == 2) std::fill(data.begin() + draw(Count(data) + 1), data.end(), uint8_t{0x41});
   }
   WriteBytes(db.path, data);
   if (oneIn(2)) WriteBytes(BackupOf(db.path).concat(".tmp"), Pattern(draw(5000)));

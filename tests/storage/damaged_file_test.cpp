@@ -7,7 +7,7 @@ using vault::kBlock;
 
 namespace {
 
-// The file: item 0 in block 0, item 7 (2500 bytes) in blocks 1 to 3, item 9 (300 bytes) in block 4, a free
+// The file: item 0 in block 0, item 7 (2500 bytes) in blocks 1 to 3, item 9 (1000 bytes) in block 4, a free
 // block.
 constexpr uint32_t kTable = 0, kPart1 = kBlock, kPart2 = 2 * kBlock, kPart3 = 3 * kBlock, kNine = 4 * kBlock,
                    kFree = 5 * kBlock;
@@ -18,7 +18,7 @@ const Bytes& Seven() {
 }
 
 const Bytes& Nine() {
-  static const Bytes item = Pattern(300, 9);
+  static const Bytes item = Pattern(1000, 9);
   return item;
 }
 
