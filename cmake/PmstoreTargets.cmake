@@ -11,7 +11,8 @@ target_compile_options(pmstore_warnings INTERFACE -Wall -Wextra -Wpedantic -Wsha
 # What a user of the public headers needs.
 add_library(pmstore_headers INTERFACE)
 target_include_directories(pmstore_headers INTERFACE
-  ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/platform ${PROJECT_SOURCE_DIR}/commonbase/src)
+  "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR};${PROJECT_SOURCE_DIR}/include;${PROJECT_SOURCE_DIR}/platform;${PROJECT_SOURCE_DIR}/commonbase/src>"
+  "$<INSTALL_INTERFACE:include/pmstore>")
 
 # A layer of the library: no exceptions and no run-time type information, so that nothing can be thrown
 # through an export and an allocation failure is always a result; nothing visible but the exports.

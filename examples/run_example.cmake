@@ -3,9 +3,11 @@
 file(REMOVE_RECURSE "${FOLDER}")
 file(MAKE_DIRECTORY "${FOLDER}")
 file(READ "${EXPECTED}" expected)
+set(ENV{PMSTORE_LIBRARY} "${LIBRARY}")
+set(ENV{PYTHONPATH} "${MODULES}")
 if(PROGRAM MATCHES "\\.exe$")
   # Windows finds the library beside the program.
-  file(COPY "${LIBRARY_FOLDER}/pmstore.dll" "${PROGRAM}" DESTINATION "${FOLDER}")
+  file(COPY "${LIBRARY}" "${PROGRAM}" DESTINATION "${FOLDER}")
   cmake_path(GET PROGRAM FILENAME name)
   set(PROGRAM "${FOLDER}/${name}")
 endif()

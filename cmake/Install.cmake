@@ -1,0 +1,52 @@
+# What `cmake --install` puts where. The public headers stand flat in one folder and include each other by bare name.
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+set(PMSTORE_PUBLIC_HEADERS
+  pmstore.h include/pmstore.hpp platform/pmtypes.h
+  commonbase/src/nodepool.h commonbase/src/slist.h commonbase/src/avltree.h commonbase/src/dlist.h commonbase/src/file.h)
+set(headers_folder "${CMAKE_INSTALL_INCLUDEDIR}/pmstore")
+set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/pmstore")
+
+install(TARGETS pmstore EXPORT pmstore
+  RUNTIME COMPONENT library
+  LIBRARY COMPONENT library NAMELINK_COMPONENT development
+  ARCHIVE COMPONENT development)
+set_target_properties(pmstore_headers PROPERTIES EXPORT_NAME headers)
+install(TARGETS pmstore_headers EXPORT pmstore)
+install(FILES ${PMSTORE_PUBLIC_HEADERS} DESTINATION "${headers_folder}" COMPONENT development)
+
+# find_package(pmstore) gives the target pmstore::pmstore.
+install(EXPORT pmstore NAMESPACE pmstore:: FILE pmstoreConfig.cmake DESTINATION "${package_folder}" COMPONENT development)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/pmstoreConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/pmstoreConfigVersion.cmake" DESTINATION "${package_folder}" COMPONENT development)
+
+# pkg-config finds its folders from where the file itself stands, so that an installed tree may be moved.
+file(RELATIVE_PATH to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+configure_file("${PROJECT_SOURCE_DIR}/packaging/pmstore.pc.in" "${PROJECT_BINARY_DIR}/pmstore.pc" @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/pmstore.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
+
+install(FILES README.md CHANGELOG.md docs/format.md docs/architecture.md
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
+if(WIN32)
+  install(FILES "${PROJECT_BINARY_DIR}/pmstore.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+else()
+  install(FILES docs/man/pmstore.3 DESTINATION "${CMAKE_INSTALL_MANDIR}/man3" COMPONENT development)
+endif()
+
+if(WIN32)
+  set(python_folder python)
+else()
+  set(python_folder lib/python3/dist-packages)
+endif()
+install(FILES python/pmstore.py DESTINATION "${python_folder}" COMPONENT python)
+
+if(PMSTORE_TOOL)
+  install(TARGETS pmstore_tool RUNTIME COMPONENT tool)
+  if(NOT CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set_target_properties(pmstore_tool PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+  endif()
+  if(NOT WIN32 AND EXISTS "${PROJECT_SOURCE_DIR}/docs/man/pmstore.1")
+    install(FILES docs/man/pmstore.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tool)
+  endif()
+endif()

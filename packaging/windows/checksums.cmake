@@ -1,0 +1,11 @@
+# Writes SHA256SUMS over everything installed.
+set(folder "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
+file(GLOB_RECURSE files RELATIVE "${folder}" "${folder}/*")
+list(REMOVE_ITEM files SHA256SUMS)
+list(SORT files)
+set(sums "")
+foreach(file IN LISTS files)
+  file(SHA256 "${folder}/${file}" sum)
+  string(APPEND sums "${sum}  ${file}\n")
+endforeach()
+file(WRITE "${folder}/SHA256SUMS" "${sums}")
