@@ -44,15 +44,19 @@ enum class Errc : int32_t {
 
 }  // namespace pmstore
 
+/** @cond */
 template <>
 struct std::is_error_code_enum<pmstore::Errc> : std::true_type {};
+/** @endcond */
 
 namespace pmstore {
 
 /** The texts of Errc. */
 class Category : public std::error_category {
  public:
+  /** "pmstore". */
   const char* name() const noexcept override { return "pmstore"; }
+  /** The text of a code. */
   std::string message(int code) const override {
     switch (static_cast<Errc>(code)) {
       case Errc::kRefused:
