@@ -13,9 +13,9 @@ class DataBase : public DataBaseTest {
   // Which database is current: the one whose report comes out. Empty when none is.
   std::string report() const {
     PrintAllItemInfo(Pm(file("report.txt")).c_str());
-    const Bytes text = ReadBytes(file("report.txt")).value_or(Bytes());
+    const std::string text = ReadText(file("report.txt"));
     std::filesystem::remove(file("report.txt"));
-    return std::string(text.begin(), text.end());
+    return text;
   }
 };
 

@@ -294,9 +294,9 @@ void Differential::dump() {
   const fs::path path = file("report.txt");
   PrintAllItemInfo(Pm(path).c_str());
   const std::string expected = current_ == nullptr ? "" : current_->model.report();
-  const Bytes report = ReadBytes(path).value_or(Bytes());
+  const std::string report = ReadText(path);
   fs::remove(path);
-  ASSERT_EQ(std::string(report.begin(), report.end()), expected);
+  ASSERT_EQ(report, expected);
 }
 
 void Differential::kill(Db& db) {

@@ -36,6 +36,11 @@ std::optional<Bytes> ReadBytes(const fs::path& path) {
   return bytes;
 }
 
+std::string ReadText(const fs::path& path) {
+  std::ifstream stream(path);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
 void WriteBytes(const fs::path& path, const Bytes& bytes) {
   std::ofstream stream(path, std::ios::binary | std::ios::trunc);
   stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));

@@ -28,6 +28,7 @@ PmString Pm(const std::filesystem::path& path);
 PmString Text(const std::string& ascii);
 
 std::optional<Bytes> ReadBytes(const std::filesystem::path& path);  // nothing when there is no such file
+std::string ReadText(const std::filesystem::path& path);            // with line ends as a program reads them
 void WriteBytes(const std::filesystem::path& path, const Bytes& bytes);
 
 // The same bytes for the same arguments, different ones otherwise.
