@@ -16,7 +16,7 @@ function rank(path) {
 }
 BEGIN {
   standard = "^(c?(assert|ctype|errno|inttypes|limits|math|stdarg|stddef|stdint|stdio|stdlib|string|time|uchar|wchar)(\\.h)?" \
-             "|algorithm|array|atomic|initializer_list|limits|memory|new|type_traits|utility)$"
+             "|algorithm|array|atomic|immintrin\\.h|initializer_list|limits|memory|new|type_traits|utility)$"
   for (n = split(files, file, "\n"); n > 0; --n) {
     ++checked
     while ((getline line < file[n]) > 0) {
