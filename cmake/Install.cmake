@@ -26,7 +26,7 @@ file(RELATIVE_PATH to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file("${PROJECT_SOURCE_DIR}/packaging/pmstore.pc.in" "${PROJECT_BINARY_DIR}/pmstore.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/pmstore.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 
-install(FILES README.md CHANGELOG.md docs/format.md docs/architecture.md
+install(FILES README.md CHANGELOG.md docs/tutorial.md docs/format.md docs/architecture.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
 if(WIN32)
   install(FILES "${PROJECT_BINARY_DIR}/pmstore.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
