@@ -29,6 +29,7 @@ install(FILES "${PROJECT_BINARY_DIR}/pmstore.pc" DESTINATION "${CMAKE_INSTALL_LI
 install(FILES README.md CHANGELOG.md docs/tutorial.md docs/format.md docs/architecture.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
 if(WIN32)
+  install(FILES docs/windows.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
   install(FILES "${PROJECT_BINARY_DIR}/pmstore.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
 else()
   install(FILES docs/man/pmstore.3 DESTINATION "${CMAKE_INSTALL_MANDIR}/man3" COMPONENT development)

@@ -1,7 +1,6 @@
-# Writes SHA256SUMS over everything installed.
-set(folder "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
+# Writes SHA256SUMS over everything that goes into the package.
+set(folder "${CPACK_TEMPORARY_DIRECTORY}")
 file(GLOB_RECURSE files RELATIVE "${folder}" "${folder}/*")
-list(REMOVE_ITEM files SHA256SUMS)
 list(SORT files)
 set(sums "")
 foreach(file IN LISTS files)
