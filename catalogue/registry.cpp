@@ -42,9 +42,11 @@ template <typename Matches>
 uint32_t FindSlot(Matches matches) {
   const Registry* registry = totalController.registry;
   if (registry == nullptr) return 0;
-  uint32_t slot = 0;
-  while (slot < registry->usedEnd() && ((*registry)[slot] == nullptr || !matches((*registry)[slot]))) ++slot;
-  return slot;
+  for (uint32_t slot = 0; slot < registry->usedEnd(); ++slot) {
+    const DataBaseHandle* handle = (*registry)[slot];
+    if (handle != nullptr && matches(handle)) return slot;
+  }
+  return registry->usedEnd();
 }
 
 DataBaseHandle* At(uint32_t slot) {
