@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <new>
 
+#include "catalogue/tableformat.h"
 #include "commonbase/src/pmstring.h"
 #include "storage/storage.h"
 
@@ -69,7 +70,10 @@ int32_t OpenFile(DataBaseHandle* handle) {
 }
 
 int32_t RestoreFile(DataBaseHandle* handle) {
-  return storage::RestoreDataFile(handle->path);
+  return storage::RestoreDataFile(handle->path, [](const uint8_t* bytes, uint32_t size) {
+    TableMeasure measure;
+    return MeasureTable(bytes, size, &measure);
+  });
 }
 
 // Makes a database of a path that the registry does not hold. Null when that failed; the file that was
