@@ -8,6 +8,7 @@
 #include <io.h>
 #include <sys/stat.h>
 
+#include <cstring>
 #include <cwchar>
 
 #include "platform/platform.h"
@@ -80,6 +81,20 @@ bool StampOfHandle(HANDLE handle, FileStamp* result) {
   return true;
 }
 
+// Who may do what with a file.
+struct AccessRights {
+  alignas(SECURITY_DESCRIPTOR) char descriptor[8192];
+  DWORD length = 0;
+
+  bool read(HANDLE file) {
+    return GetKernelObjectSecurity(file, DACL_SECURITY_INFORMATION, descriptor, sizeof descriptor, &length) !=
+           0;
+  }
+  bool operator==(const AccessRights& other) const {
+    return length == other.length && std::memcmp(descriptor, other.descriptor, length) == 0;
+  }
+};
+
 // Looks a name up as a directory search, so that the wildcards of a search count as such.
 bool Look(const PmChar* path, WIN32_FIND_DATAW* entry) {
   HANDLE search = FindFirstFileW(SystemPath(path), entry);
@@ -101,11 +116,15 @@ bool File::open(const PmChar* path, Access access) {
   return handle_ != nullptr;
 }
 
-// A new file takes its access rights from its folder, as users expect on this system; copyAccessRights
-// narrows them.
+// A new file takes its access rights from its folder, as users expect on this system. The right to change
+// them is asked for on behalf of copyAccessRights; shared folders may not grant it, and seldom need to.
 bool File::createNew(const PmChar* path) {
   close();
-  handle_ = OpenDiskFile(path, GENERIC_READ | GENERIC_WRITE | WRITE_DAC, CREATE_NEW);
+  constexpr DWORD kRights = GENERIC_READ | GENERIC_WRITE;
+  handle_ = OpenDiskFile(path, kRights | WRITE_DAC, CREATE_NEW);
+  if (handle_ == nullptr && GetLastError() == ERROR_ACCESS_DENIED) {
+    handle_ = OpenDiskFile(path, kRights, CREATE_NEW);
+  }
   return handle_ != nullptr;
 }
 
@@ -162,14 +181,14 @@ bool File::sync() {
 
 bool File::copyAccessRights(const File& other) {
   DWORD flags = 0;
-  if (!GetVolumeInformationByHandleW(handle_, nullptr, 0, nullptr, nullptr, &flags, nullptr, 0)) return false;
-  if ((flags & FILE_PERSISTENT_ACLS) == 0) return true;
+  const bool answers =
+      GetVolumeInformationByHandleW(handle_, nullptr, 0, nullptr, nullptr, &flags, nullptr, 0);
+  if (answers && (flags & FILE_PERSISTENT_ACLS) == 0) return true;
 
-  alignas(SECURITY_DESCRIPTOR) char descriptor[4096];
-  DWORD length = 0;
-  return GetKernelObjectSecurity(other.handle_, DACL_SECURITY_INFORMATION, descriptor, sizeof descriptor,
-                                 &length) &&
-         SetKernelObjectSecurity(handle_, DACL_SECURITY_INFORMATION, descriptor);
+  AccessRights wanted, present;
+  if (!wanted.read(other.handle_)) return false;
+  if (present.read(handle_) && wanted == present) return true;
+  return SetKernelObjectSecurity(handle_, DACL_SECURITY_INFORMATION, wanted.descriptor) != 0;
 }
 
 bool File::stamp(FileStamp* result) const {

@@ -179,6 +179,39 @@ static void TestReport(void) {
   free(text);
 }
 
+static DWORD RightsOf(const wchar_t* path, char* rights, DWORD size) {
+  DWORD length = 0;
+  CHECK(GetFileSecurityW(path, DACL_SECURITY_INFORMATION, rights, size, &length));
+  return length;
+}
+
+/* A backup may be touched by those alone who may touch its data file. */
+static void TestAccessRights(void) {
+  wchar_t path[MAX_PATH], backup[MAX_PATH];
+  char owner[512], list[512], before[512], wanted[512], found[512];
+  DWORD size;
+  PSID sid;
+  BOOL defaulted;
+  SECURITY_DESCRIPTOR alone;
+  swprintf(path, MAX_PATH, L"%lsprivate.db", folder);
+  swprintf(backup, MAX_PATH, L"%ls.private.db.bak", folder);
+  DataBaseHandle* vault = pm.OpenDataBaseFile(path);
+  const DWORD beforeSize = RightsOf(path, before, sizeof before);
+  CHECK(GetFileSecurityW(path, OWNER_SECURITY_INFORMATION, owner, sizeof owner, &size));
+  CHECK(GetSecurityDescriptorOwner(owner, &sid, &defaulted));
+  CHECK(InitializeAcl((ACL*)list, sizeof list, ACL_REVISION));
+  CHECK(AddAccessAllowedAce((ACL*)list, ACL_REVISION, FILE_ALL_ACCESS, sid));
+  CHECK(InitializeSecurityDescriptor(&alone, SECURITY_DESCRIPTOR_REVISION));
+  CHECK(SetSecurityDescriptorDacl(&alone, TRUE, (ACL*)list, FALSE));
+  CHECK(SetFileSecurityW(path, DACL_SECURITY_INFORMATION, &alone));
+  const DWORD wantedSize = RightsOf(path, wanted, sizeof wanted);
+  CHECK(wantedSize != beforeSize || memcmp(wanted, before, wantedSize) != 0);
+
+  CHECK(Put(vault, kId, 1, 100) == 0);
+  CHECK(RightsOf(backup, found, sizeof found) == wantedSize && memcmp(found, wanted, wantedSize) == 0);
+  CHECK(pm.CloseDataBaseFile(vault) == 0);
+}
+
 /* What cannot be opened as a database is let go again, as it was. */
 static void TestRefusal(void) {
   wchar_t path[MAX_PATH];
@@ -213,6 +246,7 @@ int main(void) {
   pm = LoadPmstore();
   CHECK(pm.InitPmTotalDataController() == 1);
   TestReport();
+  TestAccessRights();
   TestRefusal();
   pm.ReleasePmTotalDataController();
   RemoveFolder(folder);

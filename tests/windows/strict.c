@@ -50,6 +50,10 @@ static HANDLE WINAPI StrictCreate(LPCWSTR path, DWORD access, DWORD share, LPSEC
                                   DWORD disposition, DWORD flags, HANDLE template) {
   if (Refused(path)) return INVALID_HANDLE_VALUE;
   if (disposition != OPEN_EXISTING && RefusedCreation(path)) return INVALID_HANDLE_VALUE;
+  if (access & WRITE_DAC) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return INVALID_HANDLE_VALUE;
+  }
   if (disposition != OPEN_EXISTING) ++seen.creations;
   return CreateFileW(path, access, share, security, disposition, flags, template);
 }

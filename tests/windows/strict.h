@@ -5,7 +5,8 @@
  *  1. Creating a file over a hidden one fails, and so does a name beyond 259 characters that is not in the
  * extended form.
  *  2. A rename leaves the new name without the hidden attribute.
- *  3. A file written is carried to the disk before it is renamed or closed; a rename replaces and is written
+ *  3. The right to change a file's access rights is refused, as shared folders may refuse it.
+ *  4. A file written is carried to the disk before it is renamed or closed; a rename replaces and is written
  * through.
  */
 #ifndef STRICT_H
