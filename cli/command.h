@@ -34,12 +34,23 @@ void AddCommand(Tool& tool, const char* name, const char* what, void (*declare)(
 
 void RegisterCommands(Tool& tool);
 
-void RegisterImport(Tool& tool);
-void RegisterExport(Tool& tool);
+void RegisterInfo(Tool& tool);
 void RegisterLs(Tool& tool);
 void RegisterGet(Tool& tool);
+void RegisterPut(Tool& tool);
 void RegisterRm(Tool& tool);
+void RegisterImport(Tool& tool);
+void RegisterExport(Tool& tool);
 void RegisterCheck(Tool& tool);
+void RegisterRestore(Tool& tool);
+void RegisterSalvage(Tool& tool);
+void RegisterBlocks(Tool& tool);
+void RegisterBlock(Tool& tool);
+void RegisterDiff(Tool& tool);
+void RegisterCompact(Tool& tool);
+void RegisterCopy(Tool& tool);
 void RegisterDump(Tool& tool);
+void RegisterVersion(Tool& tool);
+void RegisterCompletion(Tool& tool);
 
 }  // namespace cli

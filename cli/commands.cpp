@@ -4,9 +4,9 @@ namespace cli {
 
 void RegisterCommands(Tool& tool) {
   constexpr void (*kCommands[])(Tool&) = {
-      RegisterLs,     RegisterGet,    RegisterRm,  //
-      RegisterImport, RegisterExport,              //
-      RegisterCheck,  RegisterDump,
+      RegisterInfo,   RegisterLs,      RegisterGet,     RegisterPut,     RegisterRm,      RegisterImport,
+      RegisterExport, RegisterCheck,   RegisterRestore, RegisterSalvage, RegisterBlocks,  RegisterBlock,
+      RegisterDiff,   RegisterCompact, RegisterCopy,    RegisterDump,    RegisterVersion, RegisterCompletion,
   };
   for (const auto registerCommand : kCommands) registerCommand(tool);
 }

@@ -15,7 +15,8 @@ void CopyToNewFile(const PmString& from, const PmString& to, const std::string& 
   }
   if (!target.createNew(to.c_str())) {
     throw Failure(platform::Exists(to.c_str()) ? ExitCode::kRefused : ExitCode::kIoError,
-                  fmt::format("cannot make {}", toShown), "Check that it does not exist yet and that its folder does.");
+                  fmt::format("cannot make {}", toShown),
+                  "Check that it does not exist yet and that its folder does.");
   }
   target.copyAccessRights(source);
   const bool written = target.copyRange(source, 0, stamp.size) && target.sync();
@@ -34,7 +35,8 @@ void CopyOver(const PmString& from, const PmString& to, const std::string& toSho
 
 PmString UnusedName(const PmString& path, const std::string& suffix) {
   PmString name = path + RequireUtf8(suffix, "suffix");
-  for (int i = 2; platform::Exists(name.c_str()); ++i) name = path + RequireUtf8(fmt::format("{}.{}", suffix, i), "suffix");
+  for (int i = 2; platform::Exists(name.c_str()); ++i)
+    name = path + RequireUtf8(fmt::format("{}.{}", suffix, i), "suffix");
   return name;
 }
 

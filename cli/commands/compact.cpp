@@ -40,7 +40,8 @@ ExitCode Compact(const Options& options, Console& console) {
   if (console.json) {
     console.document({{"dryRun", options.dryRun}, {"sizeBefore", sizeBefore}, {"sizeAfter", sizeAfter}});
   } else {
-    console.note("{}: {} {} {}", path.shown, SizeText(sizeBefore), options.dryRun ? "would become" : "became", SizeText(sizeAfter));
+    console.note("{}: {} {} {}", path.shown, SizeText(sizeBefore), options.dryRun ? "would become" : "became",
+                 SizeText(sizeAfter));
   }
   return ExitCode::kFine;
 }

@@ -34,18 +34,25 @@ ExitCode Copy(const Options& options, Console& console) {
   const Image copy(target);
   for (uint32_t i = 0; i < image.blocks().size(); ++i) {
     if (image.blocks().size() == copy.blocks().size() && image.readBlock(i) == copy.readBlock(i)) continue;
-    throw Failure(ExitCode::kIoError, fmt::format("{} is not equal to {} at {}", target.shown, image.fileShown(), BlockText(i)));
+    throw Failure(ExitCode::kIoError,
+                  fmt::format("{} is not equal to {} at {}", target.shown, image.fileShown(), BlockText(i)));
   }
   if (console.json) {
-    console.document({{"file", image.fileShown()}, {"copy", target.shown}, {"size", copy.fileSize()}, {"sound", findings.empty()}});
+    console.document({{"file", image.fileShown()},
+                      {"copy", target.shown},
+                      {"size", copy.fileSize()},
+                      {"sound", findings.empty()}});
   } else {
-    console.note("{} copied to {} and compared, {}", image.fileShown(), target.shown, SizeText(copy.fileSize()));
+    console.note("{} copied to {} and compared, {}", image.fileShown(), target.shown,
+                 SizeText(copy.fileSize()));
   }
   return findings.empty() ? ExitCode::kFine : ExitCode::kProblems;
 }
 
 }  // namespace
 
-void RegisterCopy(Tool& tool) { AddCommand<Options>(tool, "copy", "Make a verified copy", Declare, Copy); }
+void RegisterCopy(Tool& tool) {
+  AddCommand<Options>(tool, "copy", "Make a verified copy", Declare, Copy);
+}
 
 }  // namespace cli

@@ -31,12 +31,15 @@ ExitCode Diff(const Options& options, Console& console) {
   const Contents after = Read(options.after, console);
   const std::vector<Difference> differences = Compare(before, after);
   Print(differences, console);
-  console.note("{}", differences.empty() ? "both hold the same" : fmt::format("{} items differ", differences.size()));
+  console.note(
+      "{}", differences.empty() ? "both hold the same" : fmt::format("{} items differ", differences.size()));
   return differences.empty() ? ExitCode::kFine : ExitCode::kProblems;
 }
 
 }  // namespace
 
-void RegisterDiff(Tool& tool) { AddCommand<Options>(tool, "diff", "Compare the items of two vaults", Declare, Diff); }
+void RegisterDiff(Tool& tool) {
+  AddCommand<Options>(tool, "diff", "Compare the items of two vaults", Declare, Diff);
+}
 
 }  // namespace cli

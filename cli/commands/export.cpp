@@ -1,8 +1,8 @@
-// export: items become files in a new folder.
+// export: items become files in a new folder, or JSON Lines.
 #include <map>
-#include <set>
 
 #include "cli/files.h"
+#include "cli/jsonlines.h"
 #include "cli/names.h"
 #include "cli/reading.h"
 
@@ -15,12 +15,15 @@ namespace {
 struct Options {
   ReadOptions read;
   std::string folder;
+  std::string lines;
   std::optional<uint32_t> kind;
 };
 
 void Declare(CLI::App& command, Options& options) {
   DeclareReading(command, options.read);
-  command.add_option("FOLDER", options.folder, "A folder that is empty or does not exist yet")->required();
+  command.add_option("FOLDER", options.folder, "A folder that is empty or does not exist yet");
+  command.add_option("--jsonl", options.lines,
+                     "Write JSON Lines to this new file instead, with IDs and kinds; - is standard output");
   command.add_option("--kind,-k", options.kind, "Only items of this kind");
 }
 
@@ -58,39 +61,85 @@ void PrepareFolder(const fs::path& folder) {
   }
 }
 
-ExitCode Export(const Options& options, Console& console) {
-  const Image image(VaultPath(options.read.vault), options.read.source);
-  SayWhatIsRead(image, options.read, console);
-  image.requireSound();
+// How much was written, and whether that was all.
+struct Outcome {
+  size_t written = 0;
+  size_t damaged = 0;
+  uint64_t bytes = 0;
+};
+
+// Reads one item on its way out; nothing, with a warning, when it is damaged.
+std::optional<Bytes> Take(const Image& image, const Record& record, Outcome& outcome, Console& console) {
+  ItemBytes item = image.readItem(record.id);
+  if (!item.problems.empty()) {
+    ++outcome.damaged;
+    console.warn("left out, damaged: {} {}", IdText(record.id), ShownName(record));
+    return std::nullopt;
+  }
+  ++outcome.written;
+  outcome.bytes += item.bytes.size();
+  return std::move(item.bytes);
+}
+
+Outcome ExportFiles(const Options& options, const Image& image, Console& console) {
   const std::map<std::string, const Record*> files = Gather(image, options.kind);
   const fs::path folder = fs::u8path(options.folder);
   PrepareFolder(folder);
-  size_t written = 0;
-  uint64_t bytes = 0;
-  {
-    Progress progress(console, "exporting", files.size());
-    for (const auto& [name, record] : files) {
-      const ItemBytes item = image.readItem(record->id);
-      progress.advance(1);
-      if (!item.problems.empty()) {
-        console.warn("left out, damaged: {} {}", IdText(record->id), ShownName(*record));
-        continue;
-      }
-      const fs::path file = folder / fs::u8path(name);
-      std::error_code error;
-      fs::create_directories(file.parent_path(), error);  // a failure shows when the file is made
-      WriteWholeFile(file, item.bytes);
-      ++written;
-      bytes += item.bytes.size();
+  Outcome outcome;
+  Progress progress(console, "exporting", files.size());
+  for (const auto& [name, record] : files) {
+    progress.advance(1);
+    const std::optional<Bytes> bytes = Take(image, *record, outcome, console);
+    if (!bytes) continue;
+    const fs::path file = folder / fs::u8path(name);
+    std::error_code error;
+    fs::create_directories(file.parent_path(), error);  // a failure shows when the file is made
+    WriteWholeFile(file, *bytes);
+  }
+  return outcome;
+}
+
+Outcome ExportLines(const Options& options, const Image& image, Console& console) {
+  Outcome outcome;
+  Bytes lines;
+  Progress progress(console, "exporting", image.records().size());
+  for (const Record& record : image.records()) {
+    progress.advance(1);
+    if (options.kind && record.kind != *options.kind) continue;
+    const std::optional<Bytes> bytes = Take(image, record, outcome, console);
+    if (!bytes) continue;
+    if (options.lines == "-") {
+      console.record(ToJson(record, *bytes));
+    } else {
+      const std::string line = ToJson(record, *bytes).dump() + "\n";
+      lines.insert(lines.end(), line.begin(), line.end());
     }
   }
-  RequireUnchanged(image);
-  if (console.json) {
-    console.document({{"files", written}, {"damaged", files.size() - written}, {"bytes", bytes}});
-  } else {
-    console.note("{} files written to {}, {}", written, options.folder, SizeText(bytes));
+  if (options.lines != "-") WriteWholeFile(fs::u8path(options.lines), lines);
+  return outcome;
+}
+
+ExitCode Export(const Options& options, Console& console) {
+  if (options.folder.empty() == options.lines.empty()) {
+    throw Failure(ExitCode::kUsage, "name a folder to export to, or a file with --jsonl");
   }
-  return written == files.size() ? ExitCode::kFine : ExitCode::kProblems;
+  const Image image(VaultPath(options.read.vault), options.read.source);
+  SayWhatIsRead(image, options.read, console);
+  image.requireSound();
+  const bool toFiles = options.lines.empty();
+  const Outcome outcome =
+      toFiles ? ExportFiles(options, image, console) : ExportLines(options, image, console);
+  RequireUnchanged(image);
+  if (console.json && options.lines != "-") {
+    console.document({{"items", outcome.written}, {"damaged", outcome.damaged}, {"bytes", outcome.bytes}});
+  } else {
+    console.note("{} items written to {}, {}", outcome.written,
+                 toFiles                ? options.folder
+                 : options.lines == "-" ? "standard output"
+                                        : options.lines,
+                 SizeText(outcome.bytes));
+  }
+  return outcome.damaged == 0 ? ExitCode::kFine : ExitCode::kProblems;
 }
 
 }  // namespace

@@ -1,7 +1,12 @@
-// import: files become items, in one transaction; then the closed vault is read again and compared.
-#include <map>
+// import: files, or the lines of an export, become items in one transaction; then the closed vault is read
+// again and compared.
+#include <fstream>
+#include <iostream>
 
+#include "cli/examine.h"
 #include "cli/files.h"
+#include "cli/jsonlines.h"
+#include "cli/names.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
 
@@ -12,13 +17,18 @@ namespace {
 struct Options {
   std::string vault;
   std::vector<std::string> paths;
+  std::string lines;
   uint32_t kind = 1;
+  bool newIds = false;
   bool dryRun = false;
 };
 
-struct Stored {
-  uint32_t id;
-  uint64_t fingerprint;
+// What is to become an item. Files are read one at a time, when their turn comes.
+struct Entry {
+  Record record;  // the ID is 0 where the library is to draw one
+  std::filesystem::path file;
+  Bytes bytes;  // of an entry without a file
+  uint64_t size = 0;
 };
 
 struct Outcome {
@@ -29,106 +39,173 @@ struct Outcome {
 
 void Declare(CLI::App& command, Options& options) {
   command.add_option("VAULT", options.vault, "The vault's file; made when there is none")->required();
-  command
-      .add_option("FILE-OR-FOLDER", options.paths,
-                  "What to store; an item is named by its path in the folder")
-      ->required();
+  command.add_option("FILE-OR-FOLDER", options.paths,
+                     "What to store; an item is named by its path in the folder");
   command.add_option("--kind,-k", options.kind, "The kind of the items")->capture_default_str();
+  command.add_option("--jsonl", options.lines,
+                     "Store the lines that \"export --jsonl\" wrote; - is standard input");
+  command.add_flag("--new-ids", options.newIds, "Draw new IDs for the lines of --jsonl");
   command.add_flag("--dry-run,-n", options.dryRun, "Only say what would be stored");
 }
 
-// All files to store by their names, checked before the vault is touched.
-std::map<PmString, FoundFile> Gather(const Options& options, Console& console) {
-  std::map<PmString, FoundFile> files;
+// All files to store in the order of their names, checked before the vault is touched.
+std::vector<Entry> GatherFiles(const Options& options, Console& console) {
+  std::map<PmString, Entry> entries;
   for (const std::string& typed : options.paths) {
-    Walk walk = FindFiles(typed);
+    const Walk walk = FindFiles(typed);
     for (const std::string& skipped : walk.skipped)
       console.warn("skipped, neither a file nor a folder: {}", skipped);
-    for (FoundFile& file : walk.files) {
+    for (const FoundFile& file : walk.files) {
       const PmString name = RequireUtf8(file.name, fmt::format("file name {}", file.path.u8string()).c_str());
       if (file.size > storage::kMaxItemSize) {
         throw Failure(ExitCode::kRefused, fmt::format("{} is larger than an item may be ({} bytes)",
                                                       file.path.u8string(), storage::kMaxItemSize));
       }
-      const auto [other, isNew] = files.emplace(name, file);
-      if (isNew) continue;
-      throw Failure(ExitCode::kUsage,
-                    fmt::format("{} and {} would both be named \"{}\"", other->second.path.u8string(),
-                                file.path.u8string(), Printable(name)));
+      const auto [place, isNew] = entries.try_emplace(name);
+      Entry& entry = place->second;
+      if (!isNew) {
+        throw Failure(ExitCode::kUsage,
+                      fmt::format("{} and {} would both be named \"{}\"", entry.file.u8string(),
+                                  file.path.u8string(), Printable(name)),
+                      "Import them into different kinds with --kind, or the folder above them.");
+      }
+      entry.record.kind = options.kind;
+      entry.record.name = name;
+      entry.file = file.path;
+      entry.size = file.size;
     }
   }
-  return files;
+  std::vector<Entry> list;
+  for (auto& [name, entry] : entries) list.push_back(std::move(entry));
+  return list;
 }
 
-void Verify(const VaultPath& path, const std::map<PmString, Stored>& stored, uint32_t kind,
-            Console& console) {
+std::vector<Entry> GatherLines(const Options& options) {
+  std::ifstream file;
+  if (options.lines != "-") {
+    file.open(std::filesystem::u8path(options.lines), std::ios::binary);
+    if (!file) throw Failure(ExitCode::kMissing, fmt::format("cannot open {}", options.lines));
+  }
+  std::istream& in = options.lines == "-" ? std::cin : file;
+  std::vector<Entry> entries;
+  std::set<uint32_t> ids;
+  std::string line;
+  for (size_t number = 1; std::getline(in, line); ++number) {
+    if (line.empty() || line == "\r") continue;
+    ItemLine item = ParseItemLine(line, number);
+    if (!ids.insert(item.record.id).second) {
+      throw Failure(ExitCode::kRefused,
+                    fmt::format("line {} has the ID {} of a line before", number, IdText(item.record.id)));
+    }
+    if (options.newIds) item.record.id = 0;
+    Entry& entry = entries.emplace_back();
+    entry.size = item.bytes.size();
+    entry.record = std::move(item.record);
+    entry.bytes = std::move(item.bytes);
+  }
+  if (in.bad()) throw Failure(ExitCode::kIoError, fmt::format("cannot read {}", options.lines));
+  return entries;
+}
+
+// An entry that brings its ID replaces the item of that ID only when kind and name agree.
+void RefuseConflicts(const VaultPath& path, const std::vector<Entry>& entries) {
+  if (!platform::Exists(path.file.c_str())) return;
   const Image image(path);
   image.requireSound();
-  Progress progress(console, "verifying", stored.size());
-  for (const auto& [name, expected] : stored) {
-    const Record* record = image.findRecord(expected.id);
-    const ItemBytes item = image.readItem(expected.id);
-    const bool same = record != nullptr && record->kind == kind && record->name == name &&
-                      item.problems.empty() && Fingerprint(item.bytes) == expected.fingerprint;
-    if (!same) {
-      throw Failure(ExitCode::kIoError,
-                    fmt::format("\"{}\" did not arrive intact in {}", Printable(name), path.shown),
-                    "The disk may be failing. \"pmstore check\" says what is damaged.");
-    }
-    progress.advance(1);
+  std::map<std::pair<uint32_t, PmString>, uint32_t> byName;
+  for (const Record& record : image.records()) {
+    if (record.name) byName.emplace(std::make_pair(record.kind, *record.name), record.id);
+  }
+  for (const Entry& entry : entries) {
+    const Record& record = entry.record;
+    if (record.id == 0) continue;
+    const Record* present = image.findRecord(record.id);
+    const auto namesake = record.name ? byName.find({record.kind, *record.name}) : byName.end();
+    const bool isOther = present != nullptr && (present->kind != record.kind || present->name != record.name);
+    if (!isOther && (present != nullptr || namesake == byName.end())) continue;
+    throw Failure(
+        ExitCode::kRefused,
+        fmt::format("{} is in {} already, as {} {}", ShownName(record), path.shown,
+                    IdText(isOther ? present->id : namesake->second), isOther ? ShownName(*present) : ""),
+        "Nothing was stored. --new-ids stores the lines under new IDs and replaces items of the same kind "
+        "and name.");
   }
 }
 
-Outcome Store(const VaultPath& path, const std::map<PmString, FoundFile>& files, uint32_t kind,
-              Console& console) {
+void StoreOne(Vault& vault, Entry& entry, const Image* present, Contents& expected, Outcome& outcome) {
+  Record& record = entry.record;
+  const Bytes bytes = entry.file.empty() ? std::move(entry.bytes) : ReadWholeFile(entry.file);
+  const uint32_t found =
+      record.id != 0 ? (present != nullptr && present->findRecord(record.id) != nullptr ? record.id : 0)
+                     : (record.name ? vault.find(record.kind, *record.name) : 0);
+  if (found != 0) {
+    vault.replace(found, bytes);
+    record.id = found;
+    ++outcome.replaced;
+  } else {
+    if (record.id != 0) {
+      vault.add(record.id, record.kind, record.name, bytes);
+    } else {
+      record.id = vault.add(record.kind, record.name, bytes);
+    }
+    ++outcome.added;
+  }
+  outcome.bytes += bytes.size();
+  expected[record.id] = {record.kind, record.name, bytes.size(), Fingerprint(bytes), false};
+}
+
+void Verify(const VaultPath& path, const Contents& expected, Console& console) {
+  Contents found = ContentsOf(Image(path), console);
+  Contents imported;
+  for (const auto& [id, content] : expected) {
+    if (const auto item = found.find(id); item != found.end()) imported.insert(*item);
+  }
+  RequireSame(expected, imported, path.shown);
+}
+
+Outcome Store(const VaultPath& path, std::vector<Entry>& entries, Console& console) {
   Outcome outcome;
-  std::map<PmString, Stored> stored;
+  Contents expected;
   uint64_t total = 0;
-  for (const auto& [name, file] : files) total += file.size;
+  for (const Entry& entry : entries) total += entry.size;
+  const std::unique_ptr<Image> present =
+      platform::Exists(path.file.c_str()) ? std::make_unique<Image>(path) : nullptr;
   Vault vault(path, Vault::Opening::kCreateIfMissing);
   {
     Progress progress(console, "storing", total);
-    for (const auto& [name, file] : files) {
-      const Bytes bytes = ReadWholeFile(file.path);
-      uint32_t id = vault.find(kind, name);
-      if (id != 0) {
-        vault.replace(id, bytes);
-        ++outcome.replaced;
-      } else {
-        id = vault.add(kind, name, bytes);
-        ++outcome.added;
-      }
-      stored[name] = {id, Fingerprint(bytes)};
-      outcome.bytes += bytes.size();
-      progress.advance(file.size);
+    for (Entry& entry : entries) {
+      StoreOne(vault, entry, present.get(), expected, outcome);
+      progress.advance(entry.size);
     }
   }
   vault.commit();
-  Verify(path, stored, kind, console);
+  Verify(path, expected, console);
   return outcome;
 }
 
 ExitCode Import(const Options& options, Console& console) {
+  if (options.paths.empty() == options.lines.empty()) {
+    throw Failure(ExitCode::kUsage, "name files and folders to import, or lines with --jsonl");
+  }
   const VaultPath path(options.vault);
   RequireNoBackup(path);
-  const std::map<PmString, FoundFile> files = Gather(options, console);
+  std::vector<Entry> entries = options.lines.empty() ? GatherFiles(options, console) : GatherLines(options);
+  RefuseConflicts(path, entries);
   Outcome outcome;
   if (!options.dryRun) {
-    outcome = Store(path, files, options.kind, console);
-  } else {
-    for (const auto& [name, file] : files) {
-      if (!console.json) console.line("would store {} ({})", Printable(name), SizeText(file.size));
-      outcome.bytes += file.size;
-    }
+    outcome = Store(path, entries, console);
+  } else if (!console.json) {
+    for (const Entry& entry : entries)
+      console.line("would store {} ({})", ShownName(entry.record), SizeText(entry.size));
   }
   if (console.json) {
     console.document({{"dryRun", options.dryRun},
-                      {"files", files.size()},
+                      {"items", entries.size()},
                       {"added", outcome.added},
                       {"replaced", outcome.replaced},
                       {"bytes", outcome.bytes}});
   } else if (!options.dryRun) {
-    console.note("{} stored and verified: {} new, {} replaced, {}", files.size(), outcome.added,
+    console.note("{} stored and verified: {} new, {} replaced, {}", entries.size(), outcome.added,
                  outcome.replaced, SizeText(outcome.bytes));
   }
   return ExitCode::kFine;
@@ -137,7 +214,7 @@ ExitCode Import(const Options& options, Console& console) {
 }  // namespace
 
 void RegisterImport(Tool& tool) {
-  AddCommand<Options>(tool, "import", "Store files as items", Declare, Import);
+  AddCommand<Options>(tool, "import", "Store files, or the lines of an export, as items", Declare, Import);
 }
 
 }  // namespace cli

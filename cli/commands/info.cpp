@@ -15,12 +15,16 @@ struct Count {
   uint64_t bytes = 0;
 };
 
-void Declare(CLI::App& command, Options& options) { DeclareReading(command, options.read); }
+void Declare(CLI::App& command, Options& options) {
+  DeclareReading(command, options.read);
+}
 
 std::string BackupText(const VaultPath& path) {
-  if (!platform::Exists(path.backup.c_str())) return "none: the vault was closed properly, or not written to since it was opened";
-  return path.backupShown + ": a program has the vault open, or the last one ended without closing it; "
-                            "while the backup stands, it is what counts";
+  if (!platform::Exists(path.backup.c_str()))
+    return "none: the vault was closed properly, or not written to since it was opened";
+  return path.backupShown +
+         ": a program has the vault open, or the last one ended without closing it; "
+         "while the backup stands, it is what counts";
 }
 
 std::map<uint32_t, Count> CountKinds(const Image& image) {
@@ -49,7 +53,8 @@ ExitCode Info(const Options& options, Console& console) {
   }
   if (console.json) {
     Json kindList = Json::array();
-    for (const auto& [kind, count] : kinds) kindList.push_back({{"kind", kind}, {"items", count.items}, {"bytes", count.bytes}});
+    for (const auto& [kind, count] : kinds)
+      kindList.push_back({{"kind", kind}, {"items", count.items}, {"bytes", count.bytes}});
     console.document({{"file", image.fileShown()},
                       {"size", image.fileSize()},
                       {"blocks", image.blocks().size()},
@@ -65,7 +70,8 @@ ExitCode Info(const Options& options, Console& console) {
     console.line("Last change  {}", changed);
     console.line("Blocks       {}, {} of them free", image.blocks().size(), freeBlocks);
     console.line("Items        {}, {}", all.items, SizeText(all.bytes));
-    for (const auto& [kind, count] : kinds) console.line("  kind {:<6} {}, {}", kind, count.items, SizeText(count.bytes));
+    for (const auto& [kind, count] : kinds)
+      console.line("  kind {:<6} {}, {}", kind, count.items, SizeText(count.bytes));
     console.line("Backup       {}", BackupText(path));
   }
   image.requireSound();
@@ -75,6 +81,8 @@ ExitCode Info(const Options& options, Console& console) {
 
 }  // namespace
 
-void RegisterInfo(Tool& tool) { AddCommand<Options>(tool, "info", "Show what a vault is at a glance", Declare, Info); }
+void RegisterInfo(Tool& tool) {
+  AddCommand<Options>(tool, "info", "Show what a vault is at a glance", Declare, Info);
+}
 
 }  // namespace cli

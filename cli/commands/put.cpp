@@ -21,9 +21,12 @@ constexpr uint32_t kDefaultKind = 1;
 
 void Declare(CLI::App& command, Options& options) {
   command.add_option("VAULT", options.vault, "The vault's file; made when there is none")->required();
-  command.add_option("ITEM", options.item, "The ID (0x… or decimal) of an item, or a name; a new name makes a new item")
+  command
+      .add_option("ITEM", options.item,
+                  "The ID (0x… or decimal) of an item, or a name; a new name makes a new item")
       ->required();
-  command.add_option("FILE", options.input, "Where the bytes come from; - is standard input")->capture_default_str();
+  command.add_option("FILE", options.input, "Where the bytes come from; - is standard input")
+      ->capture_default_str();
   command.add_option("--kind,-k", options.kind, "The kind of the item (1 for a new one)");
   command.add_flag("--dry-run,-n", options.dryRun, "Only say what would be stored");
 }
@@ -48,10 +51,13 @@ ExitCode Put(const Options& options, Console& console) {
   const VaultPath path(options.vault);
   RequireNoBackup(path);
   const std::optional<Record> existing = FindExisting(path, options);
-  Record record = existing.value_or(Record{0, options.kind.value_or(kDefaultKind), RequireUtf8(options.item, "item's name")});
-  const Bytes bytes = options.input == "-" ? ReadStandardInput() : ReadWholeFile(std::filesystem::u8path(options.input));
+  Record record = existing.value_or(
+      Record{0, options.kind.value_or(kDefaultKind), RequireUtf8(options.item, "item's name")});
+  const Bytes bytes =
+      options.input == "-" ? ReadStandardInput() : ReadWholeFile(std::filesystem::u8path(options.input));
   if (bytes.size() > storage::kMaxItemSize) {
-    throw Failure(ExitCode::kRefused, fmt::format("the bytes are more than an item may hold ({})", storage::kMaxItemSize));
+    throw Failure(ExitCode::kRefused,
+                  fmt::format("the bytes are more than an item may hold ({})", storage::kMaxItemSize));
   }
   if (!options.dryRun) {
     Vault vault(path, Vault::Opening::kCreateIfMissing);
@@ -73,14 +79,16 @@ ExitCode Put(const Options& options, Console& console) {
                       {"replaced", existing.has_value()},
                       {"size", bytes.size()}});
   } else {
-    console.note("{}{} {} ({})", options.dryRun ? "would be " : "", existing ? "replaced" : "stored", ShownName(record),
-                 SizeText(bytes.size()));
+    console.note("{}{} {} ({})", options.dryRun ? "would be " : "", existing ? "replaced" : "stored",
+                 ShownName(record), SizeText(bytes.size()));
   }
   return ExitCode::kFine;
 }
 
 }  // namespace
 
-void RegisterPut(Tool& tool) { AddCommand<Options>(tool, "put", "Store the bytes of an item", Declare, Put); }
+void RegisterPut(Tool& tool) {
+  AddCommand<Options>(tool, "put", "Store the bytes of an item", Declare, Put);
+}
 
 }  // namespace cli

@@ -20,6 +20,8 @@ ExitCode Version(const Options&, Console& console) {
 
 }  // namespace
 
-void RegisterVersion(Tool& tool) { AddCommand<Options>(tool, "version", "Print the version", Declare, Version); }
+void RegisterVersion(Tool& tool) {
+  AddCommand<Options>(tool, "version", "Print the version", Declare, Version);
+}
 
 }  // namespace cli

@@ -1,0 +1,64 @@
+#include "cli/jsonlines.h"
+
+namespace cli {
+
+namespace {
+
+Bytes ToLittleEndian(const PmString& name) {
+  Bytes bytes;
+  for (const auto unit : name) {
+    bytes.push_back(static_cast<uint8_t>(unit));
+    bytes.push_back(static_cast<uint8_t>(unit >> 8));
+  }
+  return bytes;
+}
+
+std::optional<PmString> NameOf(const Json& json) {
+  if (json.contains("name16")) {
+    const std::optional<Bytes> bytes = FromBase64(json.at("name16").get<std::string>());
+    if (!bytes || bytes->size() % 2 != 0)
+      throw std::invalid_argument("\"name16\" is not base64 of code units");
+    PmString name;
+    for (size_t i = 0; i < bytes->size(); i += 2)
+      name.push_back(static_cast<PmChar>((*bytes)[i] | (*bytes)[i + 1] << 8));
+    return name;
+  }
+  if (!json.contains("name") || json.at("name").is_null()) return std::nullopt;
+  return FromUtf8(json.at("name").get<std::string>());  // the parser accepts UTF-8 only
+}
+
+}  // namespace
+
+Json ToJson(const Record& record, const Bytes& bytes) {
+  Json json{{"id", IdText(record.id)}, {"kind", record.kind}};
+  if (record.name && !IsWellFormed(*record.name)) {
+    json["name16"] = ToBase64(ToLittleEndian(*record.name));
+  } else {
+    json["name"] = record.name ? Json(ToUtf8(*record.name)) : Json();
+  }
+  json["data"] = ToBase64(bytes);
+  return json;
+}
+
+ItemLine ParseItemLine(const std::string& line, size_t number) {
+  try {
+    const Json json = Json::parse(line);
+    if (json.contains("error")) throw std::invalid_argument("an error stopped the export that wrote this");
+    const std::optional<uint32_t> id = ParseNumber(json.at("id").get<std::string>());
+    std::optional<Bytes> bytes = FromBase64(json.at("data").get<std::string>());
+    const auto kind = json.at("kind").get<int64_t>();
+    if (!id || *id == 0) throw std::invalid_argument("\"id\" is no item ID");
+    if (kind < 0 || kind > UINT32_MAX) throw std::invalid_argument("\"kind\" is no 32-bit number");
+    if (!bytes) throw std::invalid_argument("\"data\" is not base64");
+    const std::optional<PmString> name = NameOf(json);
+    if (name && name->find(PmChar{0}) != PmString::npos)
+      throw std::invalid_argument("the name holds a zero character");
+    return {{*id, static_cast<uint32_t>(kind), name}, std::move(*bytes)};
+  } catch (const std::exception& error) {
+    throw Failure(
+        ExitCode::kRefused, fmt::format("line {} is no item: {}", number, error.what()),
+        "Nothing was stored. Each line is to be an object as \"pmstore export --jsonl\" writes it.");
+  }
+}
+
+}  // namespace cli

@@ -1,0 +1,27 @@
+// Items as JSON Lines: one object a line, everything that an item is.
+//
+//   {"id":"0x1A2B3C4D","kind":1,"name":"mail","data":"aGVsbG8="}
+//
+// "name" is null for an item without user data. A name that is not well-formed UTF-16 goes by "name16", the
+// base64 of its code units, little-endian. "data" is base64.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "cli/console.h"
+#include "cli/inspect.h"
+
+namespace cli {
+
+struct ItemLine {
+  Record record;
+  Bytes bytes;
+};
+
+Json ToJson(const Record& record, const Bytes& bytes);
+
+// Reads one line; a failure names the line's number.
+ItemLine ParseItemLine(const std::string& line, size_t number);
+
+}  // namespace cli
