@@ -122,8 +122,8 @@ void StampDataFile(FileInfo* file) {
 bool DropBackup(FileInfo* file) {
   const BackupNames names(file->path);
   file->backupKnown = false;
-  if (!platform::Exists(names.backup)) return true;
-  return platform::Remove(names.backup) && platform::SyncFolder(file->path);
+  if (platform::Remove(names.backup)) return platform::SyncFolder(file->path);
+  return !platform::Exists(names.backup);
 }
 
 void DeleteTemporaryBackup(const PmChar* path) {

@@ -43,7 +43,9 @@ struct FileInfo {
 
   commonbase::NumberSet unmarkedBlocks;
   commonbase::GrowArray<uint32_t> freeBlockOwner;
+  bool marksDue;  // the pass under way is to write the free marks, whatever fails in between
   bool torn;
+  bool backupBehind;  // the file is whole, but an older backup may stand beside it
 
   commonbase::NumberSet staleBlocks;
   bool backupKnown;  // the backup on disk is the one this record's stamps and staleBlocks speak of

@@ -30,6 +30,13 @@ void MarkClean(FileInfo* file, ItemInfo* item) {
   item->dirty = false;
 }
 
+void NoteSaved(ItemInfo* item) {
+  item->savedSize = item->size;
+  item->inOrder = true;
+  item->changedFrom = UINT32_MAX;
+  item->changedTo = 0;
+}
+
 void ForgetSaved(ItemInfo* item) {
   item->inOrder = false;
 }

@@ -18,6 +18,9 @@ void MarkChanged(FileInfo* file, ItemInfo* item, uint32_t from, uint32_t to);
 // Takes a dirty item off the list.
 void MarkClean(FileInfo* file, ItemInfo* item);
 
+// The packets of the item were written, all of them as they stand in memory.
+void NoteSaved(ItemInfo* item);
+
 // The packets of the item on disk are no longer known: its next save writes all of them.
 void ForgetSaved(ItemInfo* item);
 

@@ -6,6 +6,15 @@
 
 namespace storage {
 
+namespace {
+
+bool IsDirty(const FileInfo* file, uint32_t id) {
+  const ItemInfo* item = file->index.find(id);
+  return item != nullptr && item->dirty;
+}
+
+}  // namespace
+
 bool ReserveFreeBlocks(FileInfo* file) {
   if (!file->freeBlocks.reserve(file->blockNum) || !file->unmarkedBlocks.reserve(file->blockNum) ||
       !file->freeBlockOwner.reserve(file->blockNum)) {
@@ -49,6 +58,11 @@ bool MarkFreeBlock(FileInfo* file, uint32_t block) {
 int32_t SyncFreeBlock(FileInfo* file) {
   if (file->inTransaction || file->unmarkedBlocks.empty()) return kOk;
   if (const int32_t result = BeginPass(file); result != kOk) return result;
+  file->marksDue = true;
+  return WriteFreeMarks(file);
+}
+
+int32_t WriteFreeMarks(FileInfo* file) {
   for (uint32_t block = file->unmarkedBlocks.lowest(); block != kNoBlock;
        block = file->unmarkedBlocks.next(block)) {
     PacketHeader header;
@@ -72,10 +86,12 @@ bool IsConfusable(uint16_t packetSeq, uint32_t size) {
 bool MarkConfusableBlocks(FileInfo* file) {
   const auto& unmarked = file->unmarkedBlocks;
   for (uint32_t block = unmarked.lowest(); block != kNoBlock; block = unmarked.next(block + 1)) {
-    const ItemInfo* item = file->index.find(file->freeBlockOwner[block]);
-    if (item == nullptr || !item->dirty) continue;
+    const uint32_t owner = file->freeBlockOwner[block];
     PacketHeader header;
-    if (!ReadHeader(file, block, &header) || header.packetType == kFreeBlock) continue;
+    if ((owner != kUnknownOwner && !IsDirty(file, owner)) || !ReadHeader(file, block, &header)) continue;
+    const ItemInfo* item = file->index.find(header.itemId);
+    if (item == nullptr || !item->dirty) continue;
+    // A mark that stands there already may still be on its way to the disk since a sync that failed.
     if (IsConfusable(header.packetSeq, item->size) && !MarkFreeBlock(file, block)) return false;
   }
   return true;

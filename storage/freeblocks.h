@@ -25,7 +25,9 @@ namespace storage {
 // Makes room for every block of the file in the free-block records. False when there is no memory.
 bool ReserveFreeBlocks(FileInfo* file);
 
-// Puts a block among the free ones; `owner` is the item whose packet it still holds. Needs ReserveFreeBlocks.
+// Puts a block among the free ones; `owner` is the item whose packet it still holds, kUnknownOwner when its header
+// has to be asked. Needs ReserveFreeBlocks.
+constexpr uint32_t kUnknownOwner = UINT32_MAX;
 void InsertFreeBlock(FileInfo* file, uint32_t block, uint32_t owner);
 
 // Puts a block that carries the free mark on disk among the free ones. Needs ReserveFreeBlocks.
@@ -43,6 +45,9 @@ bool IsFreeBlock(const FileInfo* file, uint32_t offset);
 // completes it. 0 inside a transaction and when there is nothing to mark; the backup's code when it could not
 // be made; kWriteFailed when a mark could not be written.
 int32_t SyncFreeBlock(FileInfo* file);
+
+// The marks of SyncFreeBlock, in a pass: 0 or kWriteFailed.
+int32_t WriteFreeMarks(FileInfo* file);
 
 // Whether a packet of the item with number `packetSeq` (0 for an only packet), left in a free block, could be
 // taken for a part of the item as it is saved with `size` bytes.

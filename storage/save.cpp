@@ -21,15 +21,16 @@ bool FitsTheFile(const FileInfo* file) {
   return true;
 }
 
-// Gives back the item's blocks from number `first` on; those at or behind `fileEnd` are not in the file yet.
-void GiveBackBlocks(ItemInfo* item, FileInfo* file, uint32_t first, uint32_t fileEnd) {
+// Gives back the item's blocks from number `first` on; those at or behind `fileEnd` are not in the file yet. The
+// others hold a packet of `owner`.
+void GiveBackBlocks(ItemInfo* item, FileInfo* file, uint32_t first, uint32_t fileEnd, uint32_t owner) {
   while (item->fragments.count > first) {
     const uint32_t block = item->fragments.last() / kBlockSize;
     item->fragments.removeLast();
     if (block >= fileEnd) {
       --file->blockNum;
     } else {
-      InsertFreeBlock(file, block, item->id);
+      InsertFreeBlock(file, block, owner);
     }
   }
 }
@@ -89,10 +90,13 @@ int32_t BeginPass(FileInfo* file) {
 }
 
 int32_t EndPass(FileInfo* file, int32_t result, uint32_t savedNum) {
-  bool durable = file->file.sync();
-  if (durable && result == kOk) {
+  const bool onDisk = file->file.sync();
+  const bool whole = onDisk && result == kOk;
+  bool durable = onDisk;
+  if (whole) {
     StampDataFile(file);
-    durable = BackupDataFile(file) == kOk || DropBackup(file);
+    // A backup that seems to be gone is gone when the folder answers.
+    durable = BackupDataFile(file) == kOk || (DropBackup(file) && platform::SyncFolder(file->path));
   }
   // From the back, since taking an item off moves the last one into its place.
   for (uint32_t i = savedNum; i-- > 0;) {
@@ -103,12 +107,11 @@ int32_t EndPass(FileInfo* file, int32_t result, uint32_t savedNum) {
       ForgetSaved(item);
     }
   }
-  if (!durable) {
-    ForgetFreeMarks(file);
-    result = kWriteFailed;
-  }
-  file->torn = result != kOk;
-  return result;
+  if (!onDisk) ForgetFreeMarks(file);
+  if (whole) file->marksDue = false;
+  file->torn = !whole;
+  file->backupBehind = whole && !durable;
+  return durable ? result : kWriteFailed;
 }
 
 bool AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file) {
@@ -120,12 +123,12 @@ bool AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file) {
   while (item->fragments.count < needed) {
     const uint32_t block = AllocateBlock(file);
     if (block == kNoBlock) {
-      GiveBackBlocks(item, file, had, fileEnd);
+      GiveBackBlocks(item, file, had, fileEnd, kUnknownOwner);
       return false;
     }
     item->fragments.add(block * kBlockSize);
   }
-  GiveBackBlocks(item, file, needed, fileEnd);
+  GiveBackBlocks(item, file, needed, fileEnd, item->id);
   return true;
 }
 
@@ -136,29 +139,30 @@ int32_t SaveItemToFile(ItemInfo* item, FileInfo* file) {
   const uint32_t known = had < item->fragments.count ? had : item->fragments.count;
   const uint32_t written = WritePackets(item, file, known);
   if (written == item->fragments.count) {
-    item->savedSize = item->size;
-    item->inOrder = true;
+    NoteSaved(item);
     return kOk;
   }
   ForgetSaved(item);
-  GiveBackBlocks(item, file, written > had ? written : had, fileEnd);
+  GiveBackBlocks(item, file, written > had ? written : had, fileEnd, kUnknownOwner);
   CutBlocks(file, file->blockNum);  // a block written in part would leave a ragged end
   return kWriteFailed;
 }
 
-int32_t SyncFile(FileInfo* file) {
-  if (file->inTransaction || (file->dirtyItems.empty() && !file->torn)) return kOk;
+int32_t SyncFile(FileInfo* file, PassEnd end) {
+  if (file->inTransaction || (file->dirtyItems.empty() && !file->torn && !file->backupBehind)) return kOk;
   SortDirty(file);
   if (!FitsTheFile(file)) return kWriteFailed;
   if (const int32_t result = BeginPass(file); result != kOk) return result;
   uint32_t savedNum = 0;
-  const int32_t result = WriteDirtyItems(file, &savedNum);
+  int32_t result = file->marksDue ? WriteFreeMarks(file) : kOk;
+  if (result == kOk) result = WriteDirtyItems(file, &savedNum);
+  if (end == PassEnd::kLater && result == kOk && file->file.sync()) return kOk;
   return EndPass(file, result, savedNum);
 }
 
-int32_t SyncDirtyData() {
+int32_t SyncDirtyData(PassEnd end) {
   FileInfo* file = CurrentFile();
-  return file != nullptr ? SyncFile(file) : kNoItem;
+  return file != nullptr ? SyncFile(file, end) : kNoItem;
 }
 
 }  // namespace storage

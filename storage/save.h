@@ -8,7 +8,8 @@
 //     | the backup fails: nothing written, still WHOLE                  | anything fails: stays TORN
 //
 //   WHOLE  the data file is a state of its own. Beside it stands no backup, or one that equals it; after the
-//          process died here, either is right.
+//          process died here, either is right. When the backup could be neither brought up to date nor deleted
+//          (backupBehind), an older one may stand there and win: the pass has failed, and the next sync goes on.
 //   TORN   the data file is no state at all; the backup is the state before the pass, and it wins. A later
 //          sync goes on from here without making the backup again; closing leaves the backup standing.
 //
@@ -23,6 +24,7 @@
 #include <cstdint>
 
 #include "storage/controller.h"
+#include "storage/storage.h"
 
 namespace storage {
 
@@ -42,6 +44,6 @@ bool AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file);
 int32_t SaveItemToFile(ItemInfo* item, FileInfo* file);
 
 // SyncDirtyData for a given file.
-int32_t SyncFile(FileInfo* file);
+int32_t SyncFile(FileInfo* file, PassEnd end = PassEnd::kNow);
 
 }  // namespace storage

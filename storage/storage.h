@@ -88,7 +88,11 @@ int32_t DeleteItem(uint32_t id, int32_t syncNow);
 
 // Writes every dirty item, in ascending ID order, between two copies to the backup. 0 also when there is
 // nothing to write and always inside a transaction.
-int32_t SyncDirtyData();
+//
+// With kLater, a sync that went well leaves its pass open: what it wrote is in the data file, durable, but a
+// recovery takes it back until the next sync has completed the pass. So two syncs become one change.
+enum class PassEnd { kNow, kLater };
+int32_t SyncDirtyData(PassEnd end = PassEnd::kNow);
 
 int32_t StartTransaction();
 
