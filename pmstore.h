@@ -58,9 +58,9 @@
  * whose `syncNow` is nonzero, in PmSyncDirtyData and PmStopTransaction, and at the close. While a transaction
  * is open on the file all of these, but PmStopTransaction, write nothing.
  *
- * The sync that saves the table of IDs, at the end of an insert or a delete, does not report its failure; the
- * changes then stay in memory, for the next sync to write. PmSyncDirtyData afterwards (and before a close,
- * which does not report either) says whether everything is on disk.
+ * The sync that saves the table of IDs, at the end of an insert or a delete, completes the change on disk and
+ * does not report its failure; the change then stays in memory, for the next sync to write. PmSyncDirtyData
+ * afterwards (and before a close, which does not report either) says whether everything is on disk.
  *
  * ## Backup and recovery
  *
@@ -248,16 +248,17 @@ PM_EXPORT uint32_t NextGetItemID(DataBaseHandle* handle, uint32_t kind);
 PM_EXPORT uint32_t GetItemCount(DataBaseHandle* handle, uint32_t kind);
 
 /**
- * Makes bytes the whole content of an item. The first insert under a pending ID commits the ID, and saves the
- * table of IDs with a sync of the file, whatever `syncNow` says: the item is on disk at return, unless that
- * sync failed, which this function does not report. An insert under a committed ID replaces the item's bytes;
- * it is on disk at return when `syncNow` asks for it. Makes the file current.
+ * Makes bytes the whole content of an item. The first insert under a pending ID commits the ID: item and
+ * table of IDs are written as one change before the call returns, whatever `syncNow` says, and a crash leaves
+ * both or neither. An insert under a committed ID replaces the item's bytes, in memory unless `syncNow` asks
+ * for the disk. Makes the file current.
  *
  * @param handle an open database.
  * @param id a pending or committed ID, not 0.
  * @param data the bytes; they may lie in the item's own lent bytes. Null only with a size of 0.
  * @param size 0 to 65,535,000.
- * @param syncNow nonzero: sync before returning, and report how that went.
+ * @param syncNow nonzero: sync before returning, and report how that went (for a pending ID: how the writing
+ * of the item went; PmSyncDirtyData says how that of the table did).
  * @return
  * - 0: stored
  * - -5: the ID is 0, or (tested last of these) neither pending nor committed
@@ -339,8 +340,9 @@ PM_EXPORT const void* PmGetItemPtrByID(DataBaseHandle* handle, uint32_t* idThenS
  *
  * @return
  * - 0: done
- * - -1: no file is current
- * - -2: the data file cannot be read for the backup, or the backup cannot be created; no item was written
+ * - -1: no file is current; or there is no memory for the table of IDs
+ * - -2: the data file cannot be read for the backup, the backup cannot be created, or the path names another
+ * file by now; no item was written
  * - -4: writing failed, or the file would grow beyond 2 GiB - 1024 bytes. When it failed in the data file,
  * that is torn; the backup holds the state before and is kept
  *

@@ -227,6 +227,7 @@ class Vault {
     set(error, fits ? InserItemToDataBase(handle_, id, bytes.data(), static_cast<uint32_t>(bytes.size()),
                                           static_cast<int32_t>(when))
                     : static_cast<int32_t>(Errc::kRefused));
+    if (!error && when == Sync::kNow) set(error, PmSyncDirtyData());  // how the table of IDs fared
   }
   /** @copydoc put(uint32_t,std::string_view,Sync,std::error_code&) */
   void put(uint32_t id, std::string_view bytes, Sync when = Sync::kNow) {
@@ -254,6 +255,7 @@ class Vault {
   /** Removes an item and its ID, and marks its blocks free on the disk. */
   void remove(uint32_t id, std::error_code& error) noexcept {
     set(error, DeleteItemFromDataBase(handle_, id, 1));
+    if (!error) set(error, PmSyncDirtyData());
   }
   /** @copydoc remove(uint32_t,std::error_code&) */
   void remove(uint32_t id) {

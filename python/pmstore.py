@@ -152,6 +152,7 @@ class Vault:
         """Stores bytes as the whole item, on the disk at return."""
         data = bytes(data)
         _check("store", _library.InserItemToDataBase(self._handle, item, data, len(data), 1))
+        _check("store", _library.PmSyncDirtyData())  # how the table of IDs fared
 
     def __getitem__(self, item):
         """A copy of the item's bytes. KeyError when there is no such item or when it is damaged."""
@@ -164,6 +165,7 @@ class Vault:
     def __delitem__(self, item):
         """Removes the item and its ID, and marks its blocks free on the disk."""
         _check("delete", _library.DeleteItemFromDataBase(self._handle, item, 1))
+        _check("delete", _library.PmSyncDirtyData())
 
     def write(self, item, offset, data):
         """Writes bytes into an item, lengthening it when they reach past its end."""
