@@ -5,7 +5,8 @@ source=$1 root=$2/usr work=$3
 rm -rf "$work"
 mkdir -p "$work"
 cd "$work"
-export LD_LIBRARY_PATH=$root/lib PKG_CONFIG_PATH=$root/lib/pkgconfig
+lib=$(dirname "$(find "$root" -name libpmstore.so)")
+export LD_LIBRARY_PATH=$lib PKG_CONFIG_PATH=$lib/pkgconfig
 
 # What a program prints, item IDs taken out, is what its example is expected to print.
 check() {

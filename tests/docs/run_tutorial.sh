@@ -8,7 +8,8 @@ here=$(cd "$(dirname "$0")" && pwd)
 rm -rf "$work"
 mkdir -p "$work/blocks"
 cd "$work"
-export PATH=$root/bin:$PATH LD_LIBRARY_PATH=$root/lib PKG_CONFIG_PATH=$root/lib/pkgconfig
+lib=$(dirname "$(find "$root" -name libpmstore.so)")
+export PATH=$root/bin:$PATH LD_LIBRARY_PATH=$lib PKG_CONFIG_PATH=$lib/pkgconfig
 
 sh "$here/code_blocks.sh" "$document" passwords.c >passwords.c
 awk '
