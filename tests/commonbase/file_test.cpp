@@ -1,15 +1,28 @@
+// The file helpers, and the platform that they and the storage stand on.
 #include "file.h"
 
 #include <algorithm>
-#include <string>
+#include <cstring>
+#include <fstream>
+#include <iterator>
 
+#include "platform/platform.h"
 #include "tests/support/fixture.h"
+
+#if defined(__linux__)
+#include <csignal>
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#endif
 
 namespace {
 
-namespace fs = std::filesystem;
+using platform::Access;
+using platform::File;
 
-class FileHelpers : public testing::Test {
+class Files : public testing::Test {
  protected:
   PmString path(const std::string& name) const { return Pm(folder_.path() / name); }
   PmString make(const std::string& name, const Bytes& bytes) const {
@@ -19,149 +32,247 @@ class FileHelpers : public testing::Test {
   std::optional<Bytes> bytes(const std::string& name) const { return ReadBytes(folder_.path() / name); }
 
   TempFolder folder_;
+  const PmString place_ = Pm(folder_.path()), nowhere_ = path("no/folder");
 };
 
-TEST_F(FileHelpers, TellFilesFoldersAndNothingApart) {
-  const PmString empty = make("empty", {}), full = make("full", Bytes(3000)), missing = path("missing");
-  const PmString folder = Pm(folder_.path()), nameless;
-  struct {
+TEST_F(Files, AreToldFromFoldersAndFromNothing) {
+  const PmString empty = make("empty", {}), full = make("full", Bytes(3000)), nameless;
+  struct Row {
     const PmChar* path;
     int32_t exists, size;
-    bool opens;
-  } const cases[] = {{empty.c_str(), 0, 0, true},       {full.c_str(), 0, 3000, true},
-                     {missing.c_str(), -1, -1, false},  {folder.c_str(), 0, 0, false},
-                     {nameless.c_str(), -1, -1, false}, {nullptr, -1, -1, false}};
-  for (const auto& c : cases) {
-    SCOPED_TRACE(&c - cases);
-    EXPECT_EQ(FExists(c.path), c.exists);
-    EXPECT_EQ(FSize(c.path), c.size);
+    bool file, stream;
+  };
+  std::vector<Row> rows = {{empty.c_str(), 0, 0, true, true},        {full.c_str(), 0, 3000, true, true},
+                           {place_.c_str(), 0, 0, false, false},     {nowhere_.c_str(), -1, -1, false, false},
+                           {nameless.c_str(), -1, -1, false, false}, {nullptr, -1, -1, false, false}};
+#if defined(__linux__)
+  // Links are followed, and a broken one is an entry; devices and pipes are no files and hold nobody up.
+  std::filesystem::create_symlink("full", folder_.path() / "link");
+  std::filesystem::create_symlink("missing", folder_.path() / "broken");
+  ASSERT_EQ(mkfifo((folder_.path() / "pipe").c_str(), 0600), 0);
+  const PmString link = path("link"), broken = path("broken"), pipe = path("pipe"),
+                 device = Text("/dev/zero");
+  rows.insert(rows.begin(), {link.c_str(), 0, 3000, true, true});
+  rows.push_back({device.c_str(), 0, 0, false, true});
+  EXPECT_FALSE(File().open(pipe.c_str(), Access::kRead) || File().open(pipe.c_str(), Access::kReadWrite));
+  EXPECT_EQ(FTruncate(pipe.c_str(), 10), -1);
+  EXPECT_FALSE(File().open(broken.c_str(), Access::kRead) || File().createNew(broken.c_str()));
+  EXPECT_TRUE(FExists(broken.c_str()) == 0 && FSize(broken.c_str()) == 0 && FDelete(broken.c_str()) == 0);
+#endif
+  for (const Row& row : rows) {
+    SCOPED_TRACE(&row - rows.data());
+    EXPECT_EQ(FExists(row.path), row.exists);
+    EXPECT_EQ(FSize(row.path), row.size);
     for (const char* mode : {"rb", "r+b"}) {
-      FILE* stream = FOpen(c.path, mode);
-      EXPECT_EQ(stream != nullptr, c.opens) << mode;
-      if (stream != nullptr) {
-        EXPECT_EQ(FClose(stream), 0);
-      }
+      FILE* stream = FOpen(row.path, mode);
+      EXPECT_EQ(stream != nullptr && FClose(stream) == 0, row.stream) << mode;
     }
-    if (!c.opens) {
-      EXPECT_EQ(FDelete(c.path), -1);
-    }
+    for (const Access access : {Access::kRead, Access::kReadWrite})
+      EXPECT_EQ(File().open(row.path, access), row.file);
+    EXPECT_FALSE(File().createNew(row.path));
+    EXPECT_TRUE(row.stream || FTruncate(row.path, 0) == 0);
   }
-  EXPECT_EQ(FOpen(full.c_str(), nullptr), nullptr);
   EXPECT_EQ(FDelete(full.c_str()), 0);
-  EXPECT_EQ(FExists(full.c_str()), -1);
+  for (const PmString& hopeless : {full, place_, nowhere_, nameless})
+    EXPECT_EQ(FDelete(hopeless.c_str()), -1);
 }
 
-TEST_F(FileHelpers, StreamsReadWriteSeekAndTellTheEnd) {
+TEST_F(Files, StreamsReadWriteSeekAndTellTheEnd) {
   const PmString name = path("stream");
+  EXPECT_EQ(FOpen(name.c_str(), nullptr), nullptr);
   FILE* stream = FOpen(name.c_str(), "w+bc and no more than four characters");
   ASSERT_NE(stream, nullptr);
-  EXPECT_EQ(FWrite("abc\nlonger than it fits\nend", 1, 27, stream), 27);
+  EXPECT_EQ(FWrite("abc\nlonger than it fits", 1, 23, stream), 23);
   EXPECT_EQ(FFlush(stream), 0);
-  EXPECT_EQ(FSize(name.c_str()), 27);
-
-  EXPECT_EQ(FSeek(stream, 0, 0), 0);
+  EXPECT_EQ(FSize(name.c_str()), 23);
   EXPECT_NE(FSeek(stream, -1, 0), 0);
+  EXPECT_EQ(FSeek(stream, 0, 0), 0);
   char line[16];
-  struct {
-    int32_t size, length;
-    const char* text;
-  } const lines[] = {{16, 4, "abc\n"},  {16, 15, "longer than it "},
-                     {16, 5, "fits\n"}, {3, 2, "en"},
-                     {16, 1, "d"},      {16, -3, ""}};
-  for (const auto& l : lines) {
-    std::fill(std::begin(line), std::end(line), '!');
-    EXPECT_EQ(FReadLine(line, l.size, stream), l.length);
-    EXPECT_STREQ(line, l.text);
-    for (int32_t i = std::max(l.length, 0); i < l.size; ++i) EXPECT_EQ(line[i], 0);
+  for (const std::string text : {"abc\n", "longer than it ", "fits", ""}) {
+    std::memset(line, '!', sizeof line);
+    EXPECT_EQ(FReadLine(line, sizeof line, stream), text.empty() ? -3 : static_cast<int32_t>(text.size()));
+    EXPECT_EQ(std::string(line, sizeof line), text + std::string(sizeof line - text.size(), '\0'));
   }
   EXPECT_EQ(FReadLine(nullptr, 16, stream), -3);
   EXPECT_EQ(FReadLine(line, -1, stream), -3);
-
   EXPECT_EQ(FSeek(stream, -3, 2), 0);
-  EXPECT_EQ(FEof(stream), 0);
-  EXPECT_EQ(FRead(line, 2, 1, stream), 1);
-  EXPECT_EQ(FRead(line, 1, 1, stream), 1);
+  EXPECT_EQ(FRead(line, 1, 3, stream), 3);
   EXPECT_EQ(FEof(stream), 0);  // the last byte is read, and nothing beyond
-  EXPECT_EQ(FRead(line, 1, 1, stream), 0);
-  EXPECT_NE(FEof(stream), 0);
   EXPECT_EQ(FSeek(stream, -1, 1), 0);
-  EXPECT_EQ(FEof(stream), 0);
   EXPECT_EQ(FRead(line, 2, 1, stream), 0);  // half an element is none
+  EXPECT_NE(FEof(stream), 0);
   EXPECT_EQ(FClose(stream), 0);
 }
 
-TEST_F(FileHelpers, TruncateCutsExtendsAndCreates) {
-  const PmString name = make("file", Pattern(3072));
-  struct {
-    int32_t size, result;
-    size_t kept, length;
-  } const steps[] = {
-      {2048, 0, 2048, 2048}, {-1, -1, 2048, 2048}, {4096, 0, 2048, 4096}, {0, 0, 0, 0}, {5, 0, 0, 5}};
-  for (const auto& step : steps) {
-    EXPECT_EQ(FTruncate(name.c_str(), step.size), step.result);
-    Bytes expected = Pattern(3072);
-    expected.resize(step.kept);
-    expected.resize(step.length);
-    EXPECT_EQ(bytes("file"), expected) << step.size;
+TEST_F(Files, AreCutExtendedCreatedAndCopiedWhole) {
+  const PmString name = make("file", Pattern(3072)), copy = path("copy");
+  Bytes expected = Pattern(3072);
+  for (const int32_t size : {2048, 4096, 0, 5}) {
+    EXPECT_EQ(FTruncate(name.c_str(), size), 0);
+    EXPECT_EQ(FTruncate(name.c_str(), -1), -1);
+    expected.resize(static_cast<size_t>(size));
+    EXPECT_EQ(bytes("file"), expected) << size;
   }
   EXPECT_EQ(FTruncate(path("new").c_str(), 1000), 0);
   EXPECT_EQ(bytes("new"), Bytes(1000));
-  for (const PmString& hopeless : {Pm(folder_.path()), path("no/such/folder"), PmString()})
-    EXPECT_EQ(FTruncate(hopeless.c_str(), 10), 0);
-}
-
-TEST_F(FileHelpers, CopyReplacesTheWholeDestination) {
-  for (const size_t size : {0, 1, 4095, 4096, 10000, 16384, 70001}) {
-    const Bytes content = Pattern(size);
-    const PmString source = make("source", content), destination = make("destination", Pattern(20000, 2));
-    EXPECT_EQ(FCopyToFile(source.c_str(), destination.c_str()), 0);
-    EXPECT_EQ(bytes("destination"), content) << size;
+  for (const size_t size : {70001, 0, 1, 16384, 16385}) {
+    make("file", Pattern(size));
+    EXPECT_EQ(FCopyToFile(name.c_str(), copy.c_str()), 0);
+    EXPECT_EQ(bytes("copy"), Pattern(size)) << size;
   }
-  const Bytes kept = *bytes("destination");
-  const PmString source = path("source"), folder = Pm(folder_.path());
-  for (const PmString& missing : {path("missing"), folder, PmString()})
-    EXPECT_EQ(FCopyToFile(missing.c_str(), path("destination").c_str()), -2);
-  for (const PmString& hopeless : {path("no/such/folder"), folder, PmString()})
-    EXPECT_EQ(FCopyToFile(source.c_str(), hopeless.c_str()), -2);
-  EXPECT_EQ(bytes("destination"), kept);
+  for (const PmString& hopeless : {nowhere_, place_, PmString()}) {
+    EXPECT_EQ(FCopyToFile(hopeless.c_str(), copy.c_str()), -2);
+    EXPECT_EQ(FCopyToFile(name.c_str(), hopeless.c_str()), -2);
+  }
+  EXPECT_EQ(bytes("copy"), Pattern(16385));
 #if defined(__linux__)
-  EXPECT_EQ(FCopyToFile(source.c_str(), Text("/dev/full").c_str()), -4);
+  EXPECT_EQ(FCopyToFile(name.c_str(), Text("/dev/full").c_str()), -4);
 #endif
 }
 
-TEST_F(FileHelpers, HidingLeavesAFileUsableAndCanBeUndone) {
-  const PmString name = make("file", Pattern(10)), missing = path("missing");
+TEST_F(Files, StayUsableWhileHidden) {
+  const PmString name = make("file", Pattern(10));
   for (const int32_t hide : {1, 1, 0, 0, 7, 0}) {
     EXPECT_NE(FSetHideAttribute(name.c_str(), hide), 0);
-    FILE* stream = FOpen(name.c_str(), "r+b");
-    ASSERT_NE(stream, nullptr) << hide;
-    EXPECT_EQ(FWrite("x", 1, 1, stream), 1);
-    EXPECT_EQ(FClose(stream), 0);
-    EXPECT_EQ(FSetHideAttribute(missing.c_str(), hide), 0);
+    EXPECT_TRUE(File().open(name.c_str(), Access::kReadWrite)) << hide;
+    EXPECT_EQ(FSetHideAttribute(nowhere_.c_str(), hide), 0);
     EXPECT_EQ(FSetHideAttribute(nullptr, hide), 0);
   }
 }
 
-TEST_F(FileHelpers, CurrentFolderIsTheProgramsOwn) {
+TEST_F(Files, CurrentFolderIsTheProgramsOwn) {
   PmChar buffer[1024];
   const int32_t length = GetCurDir(1024, buffer);
   const PmString folder = buffer;
   ASSERT_GT(length, static_cast<int32_t>(folder.size()));
 #if defined(__linux__)
-  const fs::path program = fs::read_symlink("/proc/self/exe");
+  const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe");
   EXPECT_EQ(length, static_cast<int32_t>(Pm(program).size()));
   EXPECT_EQ(folder, Pm(program.parent_path() / ""));
 #endif
-
   // A path that is cut keeps its last whole folder, and never leaves the buffer.
-  std::fill(std::begin(buffer), std::end(buffer), PmChar{'!'});
   const auto size = static_cast<int32_t>(folder.size());
+  buffer[size] = '!';
   EXPECT_EQ(GetCurDir(size, buffer), size);
-  EXPECT_EQ(folder.compare(0, PmString(buffer).size(), buffer), 0);
   EXPECT_LT(PmString(buffer).size(), folder.size());
+  EXPECT_EQ(folder.compare(0, PmString(buffer).size(), buffer), 0);
   EXPECT_EQ(buffer[size], PmChar{'!'});
-  EXPECT_EQ(GetCurDir(0, buffer), 0);
-  EXPECT_EQ(GetCurDir(10, nullptr), 0);
+  EXPECT_EQ(GetCurDir(0, buffer) + GetCurDir(10, nullptr), 0);
 }
+
+TEST_F(Files, AreReadToTheirEndAndCopiedInRanges) {
+  const PmString name = path("file");
+  Bytes expected(100000), content = Pattern(100000);
+  File source, target;
+  EXPECT_TRUE(!target.isOpen() && target.close() && target.createNew(name.c_str()));
+  ASSERT_TRUE(source.open(make("source", content).c_str(), Access::kRead));
+  EXPECT_TRUE(target.copyRange(source, 1024, 70000));
+  expected.resize(71024);
+  std::copy_n(content.begin() + 1024, 70000, expected.begin() + 1024);
+  EXPECT_EQ(bytes("file"), expected);
+  EXPECT_TRUE(target.copyRange(source, 200000, 0));
+  EXPECT_FALSE(target.copyRange(source, 99000, 1001) || source.copyRange(target, 0, 10) || source.setSize(0));
+  EXPECT_EQ(source.writeAt(0, "x", 1), 0u);
+  EXPECT_EQ(source.readAt(99993, content.data(), 20), 7u);
+  EXPECT_EQ(source.readAt(100000, content.data(), 1), 0u);
+  EXPECT_TRUE(target.setSize(10) && target.sync());
+  EXPECT_EQ(bytes("file"), Bytes(10));
+#if defined(__linux__)
+  // Between file systems that share nothing the bytes go through memory.
+  std::ifstream stream("/proc/version");
+  const Bytes version{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+  ASSERT_TRUE(source.open(Text("/proc/version").c_str(), Access::kRead));
+  EXPECT_TRUE(target.copyRange(source, 0, version.size()));
+  EXPECT_EQ(bytes("file"), version);
+  EXPECT_FALSE(target.copyRange(source, 0, version.size() + 1));
+#endif
+}
+
+TEST_F(Files, HaveStampsThatTellStatesApart) {
+  const PmString first = make("first", Bytes(10)), second = make("second", Bytes(10));
+  platform::FileStamp a, b;
+  EXPECT_TRUE(platform::StampOf(first.c_str(), &a) && platform::StampOf(second.c_str(), &b));
+  EXPECT_FALSE(a == b || platform::StampOf(nowhere_.c_str(), &b));
+  File file;
+  EXPECT_TRUE(file.open(first.c_str(), Access::kReadWrite) && file.stamp(&b) && a == b);
+  EXPECT_EQ(file.writeAt(10, "x", 1), 1u);
+  EXPECT_TRUE(file.stamp(&b) && !(a == b) && file.close());
+  EXPECT_FALSE(platform::Rename(place_.c_str(), first.c_str()) ||
+               platform::Rename(nowhere_.c_str(), first.c_str()));
+  EXPECT_TRUE(platform::Rename(first.c_str(), second.c_str()));  // takes the place of the other
+  EXPECT_TRUE(platform::StampOf(second.c_str(), &a) && a == b && !platform::Exists(first.c_str()));
+  EXPECT_TRUE(platform::SyncFolder(second.c_str()) && platform::SyncFolder(Text("bare name").c_str()));
+}
+
+#if defined(__linux__)
+
+TEST_F(Files, HaveNamesInUtf8WithoutCollisions) {
+  const struct {
+    PmString name;
+    const char* bytes;
+  } names[] = {{u"plain", "plain"},
+               {u"\u00e4\u07ff\u0800\uffff", "\xc3\xa4\xdf\xbf\xe0\xa0\x80\xef\xbf\xbf"},
+               {u"\U0001F511\U0010FFFF", "\xf0\x9f\x94\x91\xf4\x8f\xbf\xbf"},
+               {{0xDD11, 0xD83D}, "\xed\xb4\x91\xed\xa0\xbd"},
+               {{0xD83D, 0xD83D, 0xDD11}, "\xed\xa0\xbd\xf0\x9f\x94\x91"}};
+  for (const auto& n : names) {
+    EXPECT_TRUE(File().createNew((place_ + u"\\" + n.name).c_str())) << n.bytes;
+    EXPECT_TRUE(std::filesystem::exists(folder_.path() / n.bytes)) << n.bytes;
+  }
+  // The longest path that the system takes, and one character more.
+  const PmString slashes(4095 - place_.size() - 1, u'/');
+  EXPECT_TRUE(File().createNew((place_ + slashes + u"x").c_str()));
+  EXPECT_FALSE(File().createNew((place_ + slashes + u"/y").c_str()));
+  EXPECT_FALSE(platform::Exists(PmString(100000, u'/').c_str()));
+  EXPECT_FALSE(platform::SyncFolder((nowhere_ + u"/x").c_str()) || platform::SyncFolder(nullptr));
+}
+
+TEST_F(Files, CarryRightsAndTheAttributeThatServersRead) {
+  const mode_t before = umask(0);
+  const PmString name = path("file"), byLength = path("by length");
+  File file, other;
+  EXPECT_TRUE(file.createNew(name.c_str()) && FTruncate(byLength.c_str(), 1) == 0);
+  EXPECT_TRUE(other.open(make("other", {}).c_str(), Access::kRead));
+  umask(before);
+  const auto mode = [&](const char* entry) {
+    return static_cast<unsigned>(std::filesystem::status(folder_.path() / entry).permissions());
+  };
+  EXPECT_EQ(mode("file"), 0600u);
+  EXPECT_EQ(mode("by length"), 0600u);
+  ASSERT_EQ(chmod((folder_.path() / "other").c_str(), 04764), 0);
+  EXPECT_TRUE(file.copyAccessRights(other));
+  EXPECT_EQ(mode("file"), 0764u);
+
+  const std::string entry = (folder_.path() / "file").string();
+  char value[8] = {};
+  if (setxattr(entry.c_str(), "user.DOSATTRIB", "0x21", 4, 0) != 0) GTEST_SKIP() << "no attributes here";
+  EXPECT_TRUE(platform::SetHidden(name.c_str(), true));
+  EXPECT_EQ(getxattr(entry.c_str(), "user.DOSATTRIB", value, sizeof value), 3);
+  EXPECT_STREQ(value, "0x2") << "other attributes are cleared";
+  EXPECT_TRUE(platform::SetHidden(name.c_str(), false));
+  EXPECT_EQ(getxattr(entry.c_str(), "user.DOSATTRIB", value, sizeof value), -1);
+}
+
+TEST_F(Files, ReportWhatDoesNotFitTheMedium) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  const PmString name = path("target");
+  struct rlimit before;
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &before), 0);
+  File source, target;
+  EXPECT_TRUE(source.open(make("source", Pattern(9000)).c_str(), Access::kRead) &&
+              target.createNew(name.c_str()));
+  const struct rlimit tight = {5000, before.rlim_max};
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &tight), 0);
+  const size_t written = target.writeAt(1000, Pattern(9000).data(), 9000);
+  const bool grown = target.setSize(6000), copied = target.copyRange(source, 0, 9000);
+  const int32_t length = FTruncate(name.c_str(), 6000);
+  setrlimit(RLIMIT_FSIZE, &before);
+  EXPECT_EQ(written, 4000u);
+  EXPECT_FALSE(grown || copied);
+  EXPECT_EQ(length, -1);
+  EXPECT_EQ(FSize(name.c_str()), 5000);
+}
+
+#endif
 
 }  // namespace
