@@ -35,6 +35,19 @@ void Write(std::FILE* stream, const std::string& text) {
 
 }  // namespace
 
+void AddName(Json& json, const std::optional<PmString>& name) {
+  if (!name || IsWellFormed(*name)) {
+    json["name"] = name ? Json(ToUtf8(*name)) : Json();
+    return;
+  }
+  Bytes units;
+  for (const auto unit : *name) {
+    units.push_back(static_cast<uint8_t>(unit));
+    units.push_back(static_cast<uint8_t>(unit >> 8));
+  }
+  json["name16"] = ToBase64(units);
+}
+
 void Console::writeLine(const std::string& text) {
   Write(stdout, text + "\n");
 }
@@ -67,7 +80,7 @@ void Console::report(const Failure& failure) {
     return;
   }
   message(fmt::format("pmstore: {}", failure.what()));
-  if (!failure.next.empty()) message(failure.next);
+  if (!failure.next.empty()) message(Wrapped(failure.next));
 }
 
 void Console::flush() {

@@ -13,6 +13,7 @@
 
 #include <cstdint>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 
 #include "cli/failure.h"
@@ -21,6 +22,10 @@
 namespace cli {
 
 using Json = nlohmann::ordered_json;
+
+// Adds a name to an object: null for none, "name", or "name16", the base64 of its code units (little-endian),
+// for a name that is not well-formed UTF-16.
+void AddName(Json& json, const std::optional<PmString>& name);
 
 enum class Colour { kRed, kGreen, kYellow, kBlue, kDim, kBold };
 

@@ -13,10 +13,13 @@ void CopyToNewFile(const PmString& from, const PmString& to, const std::string& 
   if (!source.open(from.c_str(), platform::Access::kRead) || !source.stamp(&stamp)) {
     throw Failure(ExitCode::kIoError, fmt::format("cannot read {}", ToUtf8(from)));
   }
+  if (platform::Exists(to.c_str())) {
+    throw Failure(ExitCode::kRefused, fmt::format("{} exists already", toShown),
+                  "Name another file, or remove it first.");
+  }
   if (!target.createNew(to.c_str())) {
-    throw Failure(platform::Exists(to.c_str()) ? ExitCode::kRefused : ExitCode::kIoError,
-                  fmt::format("cannot make {}", toShown),
-                  "Check that it does not exist yet and that its folder does.");
+    throw Failure(ExitCode::kIoError, fmt::format("cannot make {}", toShown),
+                  "Check that its folder exists and that you may write there.");
   }
   target.copyAccessRights(source);
   const bool written = target.copyRange(source, 0, stamp.size) && target.sync();

@@ -34,7 +34,8 @@ void ExamineItems(const Image& image, Console& console, std::vector<Finding>& fi
 
 void ExamineTable(const Image& image, std::vector<Finding>& findings) {
   if (!image.tableProblem().empty()) {
-    findings.push_back({image.tableProblem(), 0, {}});
+    // Blocks of the table that cannot be read have been listed.
+    if (image.readItem(0).problems.empty()) findings.push_back({image.tableProblem(), 0, {}});
     return;  // without the table, no item has a record
   }
   std::map<uint32_t, int> seen;
@@ -134,11 +135,9 @@ void Print(const std::vector<Difference>& differences, Console& console) {
     const std::string reason =
         difference.change == Change::kChanged ? Reason(difference.before, difference.after) : "";
     if (console.json) {
-      Json json{{"change", kNames[change]},
-                {"id", IdText(difference.id)},
-                {"kind", content.kind},
-                {"name", content.name ? Json(ToUtf8(*content.name)) : Json()},
-                {"size", content.size}};
+      Json json{{"change", kNames[change]}, {"id", IdText(difference.id)}, {"kind", content.kind}};
+      AddName(json, content.name);
+      json["size"] = content.size;
       if (!reason.empty()) json["what"] = reason;
       console.record(json);
       continue;
@@ -155,8 +154,8 @@ void RequireSame(const Contents& expected, const Contents& found, const std::str
   const std::vector<Difference> differences = Compare(expected, found);
   if (differences.empty()) return;
   throw Failure(ExitCode::kIoError,
-                fmt::format("{} does not hold what it should: {} items differ, the first is {}", where,
-                            differences.size(), IdText(differences[0].id)),
+                fmt::format("{} does not hold what it should; what differs: {}, the first is {}", where,
+                            CountText(differences.size(), "item"), IdText(differences[0].id)),
                 "The disk may be failing. \"pmstore check\" says what is damaged.");
 }
 

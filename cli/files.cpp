@@ -101,7 +101,7 @@ void WriteWholeFile(const fs::path& path, const Bytes& bytes, bool overwrite) {
   std::error_code error;
   if (!overwrite && fs::exists(fs::symlink_status(path, error))) {
     throw Failure(ExitCode::kRefused, fmt::format("{} exists already", path.u8string()),
-                  "Name another file, or overwrite it with --force.");
+                  "Name another file, or remove it first.");
   }
   errno = 0;
   std::ofstream out(path, std::ios::binary | std::ios::trunc);

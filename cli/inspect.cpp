@@ -71,15 +71,13 @@ Image::Image(const VaultPath& path, Source source) {
   if (source != Source::kFile && (backupExists || source == Source::kBackup)) {
     fileShown_ = path.backupShown;
     openFile(path.backup);
-    scan();
-    isBackup_ = source == Source::kBackup || fileProblems_.empty() || !platform::Exists(path.file.c_str());
+    const bool counts = fileProblems_.empty() && tableProblem_.empty();
+    isBackup_ = counts || source == Source::kBackup || !platform::Exists(path.file.c_str());
   }
   if (!isBackup_) {
     fileShown_ = path.shown;
     openFile(path.file);
-    scan();
   }
-  loadTable();
 }
 
 void Image::openFile(const PmString& path) {
@@ -93,6 +91,8 @@ void Image::openFile(const PmString& path) {
                   "Check that it is a file and that you may read it.");
   }
   fileSize_ = stamp_.size;
+  scan();
+  loadTable();
 }
 
 void Image::judgeBlock(const uint8_t* bytes, uint32_t number) {
@@ -226,6 +226,9 @@ std::string ParseIdTable(const Bytes& table, std::vector<Record>& records) {
 }
 
 void Image::loadTable() {
+  records_.clear();
+  recordOf_.clear();
+  tableProblem_.clear();
   const ItemBytes table = readItem(0);
   if (!table.problems.empty()) {
     const Problem& first = table.problems[0];

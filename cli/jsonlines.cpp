@@ -4,15 +4,6 @@ namespace cli {
 
 namespace {
 
-Bytes ToLittleEndian(const PmString& name) {
-  Bytes bytes;
-  for (const auto unit : name) {
-    bytes.push_back(static_cast<uint8_t>(unit));
-    bytes.push_back(static_cast<uint8_t>(unit >> 8));
-  }
-  return bytes;
-}
-
 std::optional<PmString> NameOf(const Json& json) {
   if (json.contains("name16")) {
     const std::optional<Bytes> bytes = FromBase64(json.at("name16").get<std::string>());
@@ -31,11 +22,7 @@ std::optional<PmString> NameOf(const Json& json) {
 
 Json ToJson(const Record& record, const Bytes& bytes) {
   Json json{{"id", IdText(record.id)}, {"kind", record.kind}};
-  if (record.name && !IsWellFormed(*record.name)) {
-    json["name16"] = ToBase64(ToLittleEndian(*record.name));
-  } else {
-    json["name"] = record.name ? Json(ToUtf8(*record.name)) : Json();
-  }
+  AddName(json, record.name);
   json["data"] = ToBase64(bytes);
   return json;
 }

@@ -1,4 +1,5 @@
 // pmstore: looks into vaults, fills and empties them, and gets people out of trouble.
+#include <algorithm>
 #include <new>
 
 #include "cli/command.h"
@@ -13,6 +14,14 @@ constexpr char kFooter[] =
     "Exit codes: 0 fine, 1 problems or differences found, 2 usage, 3 no such vault, item or file,\n"
     "4 input or output failed, 5 refused: the vault is damaged or in use.";
 
+// The first word, when it names no command; the words come last one first.
+std::string FindWrongCommand(const CLI::App& app, const std::vector<std::string>& words) {
+  const auto first =
+      std::find_if(words.rbegin(), words.rend(), [](const std::string& word) { return word[0] != '-'; });
+  const auto isNamed = [&](const CLI::App* command) { return command->get_name() == *first; };
+  return first == words.rend() || !app.get_subcommands(isNamed).empty() ? "" : *first;
+}
+
 int Run(std::vector<std::string> arguments) {
   CLI::App app("Looks into vaults, fills and empties them, and repairs what can be repaired.", "pmstore");
   cli::Tool tool{&app, {}, {}};
@@ -24,6 +33,8 @@ int Run(std::vector<std::string> arguments) {
   app.footer(kFooter);
   cli::RegisterCommands(tool);
 
+  const std::string wrongCommand = FindWrongCommand(app, arguments);
+  tool.console.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
   try {
     app.parse(std::move(arguments));
     const ExitCode code = tool.chosen();
@@ -32,8 +43,10 @@ int Run(std::vector<std::string> arguments) {
   } catch (const CLI::Success& help) {
     return app.exit(help);
   } catch (const CLI::ParseError& error) {
-    tool.console.report(Failure(ExitCode::kUsage, error.what(),
-                                "\"pmstore --help\" and \"pmstore COMMAND --help\" say more."));
+    const std::string what =
+        wrongCommand.empty() ? error.what() : fmt::format("there is no command {}", wrongCommand);
+    tool.console.report(
+        Failure(ExitCode::kUsage, what, "\"pmstore --help\" and \"pmstore COMMAND --help\" say more."));
     return static_cast<int>(ExitCode::kUsage);
   } catch (const Failure& failure) {
     tool.console.report(failure);

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <charconv>
 
 #include "cli/failure.h"
@@ -138,6 +139,30 @@ std::string SizeText(uint64_t size) {
   const auto kilobytes = static_cast<double>(size) / 1024;
   if (kilobytes < 10'000) return fmt::format("{:.1f} KB", kilobytes);
   return fmt::format("{:.1f} MB", kilobytes / 1024);
+}
+
+std::string CountText(uint64_t count, const char* what) {
+  return fmt::format("{} {}{}", count, what, count == 1 ? "" : "s");
+}
+
+std::string Wrapped(const std::string& text) {
+  constexpr size_t kWidth = 79;
+  std::string out;
+  size_t column = 0;
+  for (size_t begin = 0; begin < text.size();) {
+    const size_t end = std::min(text.find_first_of(" \n", begin), text.size());
+    const size_t length = end - begin;
+    const bool fits = column == 0 || column + 1 + length <= kWidth;
+    if (column > 0) out += fits ? ' ' : '\n';
+    out.append(text, begin, length);
+    column = (column > 0 && fits ? column + 1 : 0) + length;
+    if (end < text.size() && text[end] == '\n') {
+      out += '\n';
+      column = 0;
+    }
+    begin = end + 1;
+  }
+  return out;
 }
 
 std::string ToBase64(const Bytes& bytes) {

@@ -37,8 +37,14 @@ std::string IdText(uint32_t id);
 // The number in "0x1a2b" or "4711"; nothing when the text is anything else or over 32 bits.
 std::optional<uint32_t> ParseNumber(const std::string& text);
 
-// "1,234 bytes", "56.7 KB"
+// "1 byte", "1234 bytes", "56.7 KB"
 std::string SizeText(uint64_t size);
+
+// "1 item", "2 items"
+std::string CountText(uint64_t count, const char* what);
+
+// Breaks the text's lines between words so that they fit a terminal.
+std::string Wrapped(const std::string& text);
 
 std::string ToBase64(const Bytes& bytes);
 

@@ -39,11 +39,10 @@ Verdict Judge(const VaultPath& path, Source source, Console& console) {
   if (console.json) return verdict;
   for (const Finding& finding : verdict.findings) console.line("{}: {}", verdict.file, finding.what);
   const size_t count = verdict.findings.size();
-  const std::string state =
-      count == 0 ? console.paint(Colour::kGreen, "sound")
-                 : console.paint(Colour::kRed, fmt::format("{} problem{}", count, count == 1 ? "" : "s"));
-  console.line("{}: {}, {} blocks, {} items ({} of them without bytes)", verdict.file, state,
-               image.blocks().size(), image.records().size(), empty);
+  const std::string state = count == 0 ? console.paint(Colour::kGreen, "sound")
+                                       : console.paint(Colour::kRed, CountText(count, "problem"));
+  console.line("{}: {}; {}, {} in the ID table ({} without bytes)", verdict.file, state,
+               CountText(image.blocks().size(), "block"), CountText(image.records().size(), "item"), empty);
   return verdict;
 }
 
@@ -92,8 +91,7 @@ ExitCode Check(const Options& options, Console& console) {
     const size_t differences = Compare(file.contents, backup.contents).size();
     document["files"] = {file.json, backup.json};
     document["differingItems"] = differences;
-    if (!console.json)
-      console.line("The vault and its backup differ in {} item{}.", differences, differences == 1 ? "" : "s");
+    if (!console.json) console.line("The vault and its backup differ in {}.", CountText(differences, "item"));
     advice = AdviceForBoth(file, backup, differences);
     fine = differences == 0 && file.findings.empty() && backup.findings.empty();
   }
@@ -101,7 +99,7 @@ ExitCode Check(const Options& options, Console& console) {
   if (console.json) {
     console.document(document);
   } else if (!advice.empty()) {
-    console.line("{}", advice);
+    console.line("{}", Wrapped(advice));
   }
   return fine ? ExitCode::kFine : ExitCode::kProblems;
 }

@@ -25,7 +25,10 @@ ExitCode Compact(const Options& options, Console& console) {
   size_t freeBlocks = 0;
   {
     const Image image(path);
-    image.requireSound();
+    if (const std::vector<Finding> findings = Examine(image, console); !findings.empty()) {
+      throw Failure(ExitCode::kRefused, fmt::format("{} is damaged: {}", path.shown, findings[0].what),
+                    "Nothing was changed. \"pmstore salvage\" saves what is intact into a new vault.");
+    }
     before = ContentsOf(image, console);
     sizeBefore = image.fileSize();
     for (const Block& block : image.blocks()) freeBlocks += block.state == BlockState::kUsed ? 0 : 1;

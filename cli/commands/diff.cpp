@@ -31,8 +31,9 @@ ExitCode Diff(const Options& options, Console& console) {
   const Contents after = Read(options.after, console);
   const std::vector<Difference> differences = Compare(before, after);
   Print(differences, console);
-  console.note(
-      "{}", differences.empty() ? "both hold the same" : fmt::format("{} items differ", differences.size()));
+  console.note("{}", differences.empty() ? "both hold the same"
+                                         : CountText(differences.size(), "item") +
+                                               (differences.size() == 1 ? " differs" : " differ"));
   return differences.empty() ? ExitCode::kFine : ExitCode::kProblems;
 }
 

@@ -3,6 +3,7 @@
 
 #include "cli/files.h"
 #include "cli/host.h"
+#include "cli/jsonlines.h"
 #include "cli/names.h"
 #include "cli/reading.h"
 
@@ -40,11 +41,7 @@ void Deliver(const Options& options, const Record& record, const Bytes& bytes, C
     WriteWholeFile(std::filesystem::u8path(options.output), bytes, options.force);
     console.note("{}: {} written to {}", ShownName(record), SizeText(bytes.size()), options.output);
   } else if (console.json) {
-    console.document({{"id", IdText(record.id)},
-                      {"kind", record.kind},
-                      {"name", record.name ? Json(ToUtf8(*record.name)) : Json()},
-                      {"size", bytes.size()},
-                      {"data", ToBase64(bytes)}});
+    console.document(ToJson(record, bytes));
   } else if (IsTerminal(stdout) && !options.force && !IsText(bytes)) {
     throw Failure(ExitCode::kRefused,
                   fmt::format("{} is not text, and standard output is a terminal", ShownName(record)),

@@ -123,10 +123,11 @@ void RefuseConflicts(const VaultPath& path, const std::vector<Entry>& entries) {
     const auto namesake = record.name ? byName.find({record.kind, *record.name}) : byName.end();
     const bool isOther = present != nullptr && (present->kind != record.kind || present->name != record.name);
     if (!isOther && (present != nullptr || namesake == byName.end())) continue;
+    const Record& other = isOther ? *present : *image.findRecord(namesake->second);
     throw Failure(
         ExitCode::kRefused,
-        fmt::format("{} is in {} already, as {} {}", ShownName(record), path.shown,
-                    IdText(isOther ? present->id : namesake->second), isOther ? ShownName(*present) : ""),
+        fmt::format("item {} of the lines is in {} already, as {} {}", ShownName(record), path.shown,
+                    IdText(other.id), ShownName(other)),
         "Nothing was stored. --new-ids stores the lines under new IDs and replaces items of the same kind "
         "and name.");
   }

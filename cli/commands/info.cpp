@@ -19,12 +19,11 @@ void Declare(CLI::App& command, Options& options) {
   DeclareReading(command, options.read);
 }
 
-std::string BackupText(const VaultPath& path) {
-  if (!platform::Exists(path.backup.c_str()))
-    return "none: the vault was closed properly, or not written to since it was opened";
-  return path.backupShown +
-         ": a program has the vault open, or the last one ended without closing it; "
-         "while the backup stands, it is what counts";
+const char* MeaningOf(bool hasBackup) {
+  return hasBackup ? "A program has the vault open, or the last one ended without closing it. While the "
+                     "backup stands, "
+                     "it is what counts."
+                   : "The vault was closed properly, or nothing was written to it since it was opened.";
 }
 
 std::map<uint32_t, Count> CountKinds(const Image& image) {
@@ -38,6 +37,16 @@ std::map<uint32_t, Count> CountKinds(const Image& image) {
   return kinds;
 }
 
+// What keeps the file from being opened, empty when nothing does.
+std::string FirstProblem(const Image& image) {
+  try {
+    image.requireSound();
+    return "";
+  } catch (const Failure& failure) {
+    return failure.what();
+  }
+}
+
 ExitCode Info(const Options& options, Console& console) {
   const VaultPath path(options.read.vault);
   const Image image(path, options.read.source);
@@ -45,6 +54,7 @@ ExitCode Info(const Options& options, Console& console) {
   const std::map<uint32_t, Count> kinds = CountKinds(image);
   size_t freeBlocks = 0;
   for (const Block& block : image.blocks()) freeBlocks += block.state == BlockState::kUsed ? 0 : 1;
+  const std::string problem = FirstProblem(image);
   const std::string changed = LocalTime(image.modified());
   Count all;
   for (const auto& [kind, count] : kinds) {
@@ -56,6 +66,7 @@ ExitCode Info(const Options& options, Console& console) {
     for (const auto& [kind, count] : kinds)
       kindList.push_back({{"kind", kind}, {"items", count.items}, {"bytes", count.bytes}});
     console.document({{"file", image.fileShown()},
+                      {"damage", problem.empty() ? Json() : Json(problem)},
                       {"size", image.fileSize()},
                       {"blocks", image.blocks().size()},
                       {"freeBlocks", freeBlocks},
@@ -66,17 +77,19 @@ ExitCode Info(const Options& options, Console& console) {
                       {"lastChange", changed}});
   } else {
     console.line("File         {}", image.fileShown());
+    if (!problem.empty()) console.line("Damaged      {}", problem);
     console.line("Size         {}", SizeText(image.fileSize()));
     console.line("Last change  {}", changed);
     console.line("Blocks       {}, {} of them free", image.blocks().size(), freeBlocks);
     console.line("Items        {}, {}", all.items, SizeText(all.bytes));
     for (const auto& [kind, count] : kinds)
       console.line("  kind {:<6} {}, {}", kind, count.items, SizeText(count.bytes));
-    console.line("Backup       {}", BackupText(path));
+    const bool hasBackup = platform::Exists(path.backup.c_str());
+    console.line("Backup       {}", hasBackup ? path.backupShown : "none");
+    console.line("{}", Wrapped(MeaningOf(hasBackup)));
   }
-  image.requireSound();
   RequireUnchanged(image);
-  return ExitCode::kFine;
+  return problem.empty() ? ExitCode::kFine : ExitCode::kRefused;
 }
 
 }  // namespace

@@ -58,6 +58,25 @@ void Sort(std::vector<Row>& rows, const std::string& order) {
   if (order == "name") by([](const Row& a, const Row& b) { return a.record->name < b.record->name; });
 }
 
+void PrintJson(const std::vector<Row>& rows, Console& console) {
+  for (const Row& row : rows) {
+    Json json{{"id", IdText(row.record->id)}, {"kind", row.record->kind}, {"size", row.size}};
+    AddName(json, row.record->name);
+    console.record(json);
+  }
+}
+
+void PrintTable(const std::vector<Row>& rows, Console& console) {
+  size_t kindWidth = 4;
+  for (const Row& row : rows) kindWidth = std::max(kindWidth, fmt::formatted_size("{}", row.record->kind));
+  const std::string head = fmt::format("{:<10}  {:>{}}  {:>10}  {}", "ID", "KIND", kindWidth, "SIZE", "NAME");
+  if (!rows.empty()) console.line("{}", console.paint(Colour::kBold, head));
+  for (const Row& row : rows) {
+    const std::string name = row.record->name ? "  " + Printable(*row.record->name) : "";
+    console.line("{}  {:>{}}  {:>10}{}", IdText(row.record->id), row.record->kind, kindWidth, row.size, name);
+  }
+}
+
 ExitCode List(const Options& options, Console& console) {
   const Image image(VaultPath(options.read.vault), options.read.source);
   SayWhatIsRead(image, options.read, console);
@@ -75,23 +94,8 @@ ExitCode List(const Options& options, Console& console) {
   Sort(rows, options.sort);
   if (options.reverse) std::reverse(rows.begin(), rows.end());
 
-  if (!console.json && !rows.empty()) {
-    console.line("{}", console.paint(Colour::kBold,
-                                     fmt::format("{:<10}  {:>5}  {:>10}  {}", "ID", "KIND", "SIZE", "NAME")));
-  }
-  for (const Row& row : rows) {
-    const Record& record = *row.record;
-    if (console.json) {
-      console.record({{"id", IdText(record.id)},
-                      {"kind", record.kind},
-                      {"size", row.size},
-                      {"name", record.name ? Json(ToUtf8(*record.name)) : Json()}});
-    } else {
-      console.line("{}  {:>5}  {:>10}  {}", IdText(record.id), record.kind, row.size,
-                   record.name ? Printable(*record.name) : "");
-    }
-  }
-  console.note("{} item{}, {}", rows.size(), rows.size() == 1 ? "" : "s", SizeText(total));
+  console.json ? PrintJson(rows, console) : PrintTable(rows, console);
+  console.note("{}, {}", CountText(rows.size(), "item"), SizeText(total));
   RequireUnchanged(image);
   return ExitCode::kFine;
 }

@@ -79,8 +79,9 @@ ExitCode Put(const Options& options, Console& console) {
                       {"replaced", existing.has_value()},
                       {"size", bytes.size()}});
   } else {
-    console.note("{}{} {} ({})", options.dryRun ? "would be " : "", existing ? "replaced" : "stored",
-                 ShownName(record), SizeText(bytes.size()));
+    const char* done = existing ? "replaced" : "stored";
+    const char* wouldDo = existing ? "would replace" : "would store";
+    console.note("{} {} ({})", options.dryRun ? wouldDo : done, ShownName(record), SizeText(bytes.size()));
   }
   return ExitCode::kFine;
 }

@@ -40,14 +40,21 @@ Contents ReadSource(const VaultPath& source, Console& console) {
   return ContentsOf(image, console);
 }
 
-// What the vault holds now; nothing where it cannot be read.
-Contents ReadPresent(const VaultPath& path, Console& console) {
+// What the vault holds now, as far as it can be read. Items whose records are lost count as what `expected`
+// says.
+Contents ReadPresent(const VaultPath& path, const Contents& expected, Console& console) {
   if (!platform::Exists(path.file.c_str())) return {};
   const Image image(path);
-  if (!image.fileProblems().empty() || !image.tableProblem().empty()) {
-    console.warn("the vault's file is damaged; items that it may hold beyond the backup are not listed");
+  Contents present = ContentsOf(image, console);
+  if (image.fileProblems().empty() && image.tableProblem().empty()) return present;
+  console.warn("the vault's file is damaged, so this list may be incomplete");
+  for (auto& [id, content] : present) {
+    const auto known = expected.find(id);
+    if (known == expected.end() || image.findRecord(id) != nullptr) continue;
+    content.kind = known->second.kind;
+    content.name = known->second.name;
   }
-  return ContentsOf(image, console);
+  return present;
 }
 
 void Restore(const VaultPath& path) {
@@ -67,10 +74,10 @@ ExitCode Run(const Options& options, Console& console) {
   const bool named = !options.from.empty();
   const VaultPath source(named ? options.from : path.backupShown);
   const Contents expected = ReadSource(source, console);
-  const std::vector<Difference> differences = Compare(ReadPresent(path, console), expected);
+  const std::vector<Difference> differences = Compare(ReadPresent(path, expected, console), expected);
   Print(differences, console);
   if (options.dryRun) {
-    console.note("{} items would change", differences.size());
+    console.note("{} would change", CountText(differences.size(), "item"));
     return ExitCode::kFine;
   }
   if (platform::Exists(path.file.c_str())) {
@@ -88,8 +95,8 @@ ExitCode Run(const Options& options, Console& console) {
   }
   Restore(path);
   RequireSame(expected, ContentsOf(Image(path), console), path.shown);
-  console.note("{} restored from {} and verified: {} items changed, {} in all", path.shown, source.shown,
-               differences.size(), expected.size());
+  console.note("{} restored from {} and verified: {} changed, {} in all", path.shown, source.shown,
+               CountText(differences.size(), "item"), expected.size());
   return ExitCode::kFine;
 }
 

@@ -121,11 +121,10 @@ void Report(const std::vector<Fate>& fates, const Image* first, Console& console
   for (const Fate& fate : fates) {
     const bool noteworthy = fate.source != first || !fate.hasRecord;
     if (console.json) {
-      Json json{{"id", IdText(fate.record.id)},
-                {"kind", fate.record.kind},
-                {"name", fate.record.name ? Json(ToUtf8(*fate.record.name)) : Json()},
-                {"saved", fate.source != nullptr},
-                {"record", fate.hasRecord}};
+      Json json{{"id", IdText(fate.record.id)}, {"kind", fate.record.kind}};
+      AddName(json, fate.record.name);
+      json["saved"] = fate.source != nullptr;
+      json["record"] = fate.hasRecord;
       if (fate.source != nullptr) json["from"] = fate.source->fileShown();
       if (!fate.loss.empty()) json["what"] = fate.loss;
       console.record(json);
@@ -157,9 +156,9 @@ ExitCode Salvage(const Options& options, Console& console) {
     saved += fate.source != nullptr ? 1 : 0;
     nameless += fate.source != nullptr && !fate.hasRecord ? 1 : 0;
   }
-  console.note("{} of {} items {} {}, {} of them without kind and name; {} lost", saved, fates.size(),
-               options.dryRun ? "can be saved into" : "saved into", target.shown, nameless,
-               fates.size() - saved);
+  console.note("{} of {} {} {}, {} of them without kind and name; {} lost", saved,
+               CountText(fates.size(), "item"), options.dryRun ? "can be saved into" : "saved into",
+               target.shown, nameless, fates.size() - saved);
   return saved == fates.size() && nameless == 0 ? ExitCode::kFine : ExitCode::kProblems;
 }
 
