@@ -13,6 +13,12 @@ bool IsDirty(const FileInfo* file, uint32_t id) {
   return item != nullptr && item->dirty;
 }
 
+// Whether the block lies in the file as it is now; also when the system does not say.
+bool IsInFile(const FileInfo* file, uint32_t block) {
+  platform::FileStamp stamp;
+  return !file->file.stamp(&stamp) || stamp.size / kBlockSize > block;
+}
+
 }  // namespace
 
 bool ReserveFreeBlocks(FileInfo* file) {
@@ -67,6 +73,7 @@ int32_t WriteFreeMarks(FileInfo* file) {
        block = file->unmarkedBlocks.next(block)) {
     PacketHeader header;
     if (!ReadHeader(file, block, &header)) {
+      if (IsInFile(file, block)) return kWriteFailed;
       file->unmarkedBlocks.erase(block);  // the file was cut behind our back: there is nothing to mark
     } else if (!MarkFreeBlock(file, block)) {
       return kWriteFailed;
@@ -88,7 +95,11 @@ bool MarkConfusableBlocks(FileInfo* file) {
   for (uint32_t block = unmarked.lowest(); block != kNoBlock; block = unmarked.next(block + 1)) {
     const uint32_t owner = file->freeBlockOwner[block];
     PacketHeader header;
-    if ((owner != kUnknownOwner && !IsDirty(file, owner)) || !ReadHeader(file, block, &header)) continue;
+    if (owner != kUnknownOwner && !IsDirty(file, owner)) continue;
+    if (!ReadHeader(file, block, &header)) {
+      if (IsInFile(file, block)) return false;
+      continue;
+    }
     const ItemInfo* item = file->index.find(header.itemId);
     if (item == nullptr || !item->dirty) continue;
     // A mark that stands there already may still be on its way to the disk since a sync that failed.

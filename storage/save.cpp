@@ -73,11 +73,16 @@ uint32_t WritePackets(const ItemInfo* item, FileInfo* file, uint32_t known) {
 }
 
 int32_t WriteDirtyItems(FileInfo* file, uint32_t* savedNum) {
+  int32_t result = kOk;
   for (ItemInfo* item : file->dirtyItems) {
-    if (const int32_t result = SaveItemToFile(item, file); result != kOk) return result;
+    result = SaveItemToFile(item, file);
+    if (result != kOk) break;
     ++*savedNum;
   }
-  return MarkConfusableBlocks(file) ? kOk : kWriteFailed;
+  // The items that were saved are clean from now on, whatever became of the others: nobody comes back to mark.
+  if (MarkConfusableBlocks(file)) return result;
+  *savedNum = 0;
+  return kWriteFailed;
 }
 
 }  // namespace
