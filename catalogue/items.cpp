@@ -158,7 +158,8 @@ int32_t PmStopTransaction() {
 }
 
 void PrintAllItemInfo(const PmChar* reportPath) {
-  FlushCurrentTable();
+  if (storage::InTransaction())
+    FlushCurrentTable();  // elsewhere nothing is behind, and a report writes nothing
   storage::PrintReport(reportPath);
 }
 

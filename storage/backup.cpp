@@ -16,6 +16,8 @@ PmChar* Append(PmChar* end, const char* text) {
   return end;
 }
 
+constexpr int32_t kSuffixLength = 4;
+
 // The names beside a data file.
 struct BackupNames {
   PmChar backup[kMaxBackupPath + 1] = {};
@@ -23,7 +25,9 @@ struct BackupNames {
 
   explicit BackupNames(const PmChar* path) {
     GetBackupFileName(backup, path);
-    Append(std::copy(backup, std::find(backup, backup + kMaxBackupPath, PmChar{0}), temporary), ".tmp");
+    // As long as the backup's name, so that a file system that takes the one takes the other.
+    PmChar* end = std::copy(backup, std::find(backup, backup + kMaxBackupPath, PmChar{0}), temporary);
+    Append(end - kSuffixLength, ".pmt");
   }
 };
 
@@ -39,7 +43,7 @@ int32_t Show(FileInfo* file, const BackupNames& names) {
   if (!platform::SyncFolder(file->path)) return kWriteFailed;
   file->staleBlocks.clear();
   file->backupKnown =
-      platform::StampOf(file->path, &file->dataStamp) && platform::StampOf(names.backup, &file->backupStamp);
+      file->file.stamp(&file->dataStamp) && platform::StampOf(names.backup, &file->backupStamp);
   return kOk;
 }
 
@@ -116,7 +120,13 @@ int32_t BackupDataFile(FileInfo* file) {
 }
 
 void StampDataFile(FileInfo* file) {
-  if (!platform::StampOf(file->path, &file->dataStamp)) file->backupKnown = false;
+  if (!file->file.stamp(&file->dataStamp)) file->backupKnown = false;
+}
+
+bool PathNamesDataFile(const FileInfo* file) {
+  platform::FileStamp opened, named;
+  return file->file.stamp(&opened) && platform::StampOf(file->path, &named) &&
+         opened.volume == named.volume && opened.number == named.number;
 }
 
 bool DropBackup(FileInfo* file) {

@@ -24,7 +24,7 @@
 
 namespace storage {
 
-constexpr uint32_t kMaxBackupPath = kMaxPath + 9;  // "." before the name, ".bak.tmp" behind it
+constexpr uint32_t kMaxBackupPath = kMaxPath + 5;  // "." before the name, ".bak" behind it
 
 // The index of the first character behind the last folder separator of a path, 0 without one.
 int32_t GetFileNameOffset(const PmChar* path);
@@ -38,6 +38,10 @@ int32_t BackupDataFile(FileInfo* file);
 
 // Notes the data file's state after the engine's own writes, so that they do not count as somebody else's.
 void StampDataFile(FileInfo* file);
+
+// Whether the path still names the file that was opened: another one put in its place must not be backed up,
+// nor written for.
+bool PathNamesDataFile(const FileInfo* file);
 
 // Deletes the backup and makes that durable; true also when there is none.
 bool DropBackup(FileInfo* file);

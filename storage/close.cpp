@@ -2,8 +2,8 @@
 //
 //   sync       as ever; inside a transaction nothing is written, and its changes are dropped with the file
 //   compact    when the file holds an item; behind its own backup
-//   backup     deleted only while the data file is whole: a torn one keeps its backup for the next restore
-//   release
+//   backup     deleted only beside the whole data file: a torn one keeps it for the next restore, a lost one
+//   too release
 
 #include "storage/backup.h"
 #include "storage/compact.h"
@@ -17,7 +17,7 @@ int32_t CloseDataFile(const PmChar* path) {
   FileInfo* file = CurrentFile();
   SyncFile(file);
   if (file->index.count() != 0) CompactDataFile(file);
-  if (!file->torn) DropBackup(file);
+  if (!file->torn && PathNamesDataFile(file)) DropBackup(file);
   CloseCurrentFile();
   return kOk;
 }

@@ -79,6 +79,16 @@ inline void EncodeHeader(const PacketHeader& header, uint8_t* block) {
   StoreU32(block + 12, header.itemId);
 }
 
+// Whether a header is that of an item's only packet, or of one of several, as a save writes them.
+inline bool IsOnlyPacket(const PacketHeader& header) {
+  return header.packetType == kSinglePacket && header.packetSeq == 0 && header.itemOffset == 0;
+}
+
+inline bool IsNumberedPacket(const PacketHeader& header) {
+  return header.packetType == kPartPacket && header.packetSeq != 0 &&
+         header.itemOffset == (uint32_t{header.packetSeq} - 1) * kPacketCapacity;
+}
+
 // The number of packets, and so of blocks, that an item of `size` bytes takes.
 constexpr uint32_t PacketsFor(uint32_t size) {
   return size / kPacketCapacity + (size % kPacketCapacity != 0 ? 1 : 0);

@@ -8,10 +8,12 @@ namespace storage {
 
 namespace {
 
-bool IsDirty(const FileInfo* file, uint32_t id) {
-  const ItemInfo* item = file->index.find(id);
-  return item != nullptr && item->dirty;
-}
+// A set of IDs that may hold more than were put into it: what it does not hold, nobody put there.
+struct RoughIds {
+  uint64_t bits = 0;
+  void add(uint32_t id) { bits |= uint64_t{1} << (id % 64); }
+  bool mayHold(uint32_t id) const { return (bits >> (id % 64) & 1) != 0; }
+};
 
 // Whether the block lies in the file as it is now; also when the system does not say.
 bool IsInFile(const FileInfo* file, uint32_t block) {
@@ -69,10 +71,11 @@ int32_t SyncFreeBlock(FileInfo* file) {
 }
 
 int32_t WriteFreeMarks(FileInfo* file) {
+  platform::FileStamp stamp;
+  if (!file->file.stamp(&stamp)) return kWriteFailed;
   for (uint32_t block = file->unmarkedBlocks.lowest(); block != kNoBlock;
        block = file->unmarkedBlocks.next(block)) {
-    PacketHeader header;
-    if (!ReadHeader(file, block, &header)) {
+    if (block >= stamp.size / kBlockSize) {
       if (IsInFile(file, block)) return kWriteFailed;
       file->unmarkedBlocks.erase(block);  // the file was cut behind our back: there is nothing to mark
     } else if (!MarkFreeBlock(file, block)) {
@@ -82,20 +85,24 @@ int32_t WriteFreeMarks(FileInfo* file) {
   return kOk;
 }
 
-bool IsConfusable(uint16_t packetSeq, uint32_t size) {
+bool IsConfusable(const PacketHeader& header, uint32_t size) {
   const uint32_t packets = PacketsFor(size);
-  if (packets == 0) return true;            // the item leaves no packet that would outweigh the old one
-  if (packets == 1) return packetSeq == 0;  // an only packet stands above numbered ones
+  if (!IsOnlyPacket(header) && !IsNumberedPacket(header)) return true;
+  if (packets == 0) return true;  // the item leaves no packet that would outweigh the old one
+  if (packets == 1) return header.packetSeq == 0;  // an only packet stands above numbered ones
   // Numbered packets end at the first that is not full, so a full last one would be continued.
-  return packetSeq <= packets || size % kPacketCapacity == 0;
+  return header.packetSeq <= packets || size % kPacketCapacity == 0;
 }
 
 bool MarkConfusableBlocks(FileInfo* file) {
+  // Most free blocks are of items long gone; they are passed over without a look into the index or the file.
+  RoughIds dirty;
+  for (const ItemInfo* item : file->dirtyItems) dirty.add(item->id);
   const auto& unmarked = file->unmarkedBlocks;
   for (uint32_t block = unmarked.lowest(); block != kNoBlock; block = unmarked.next(block + 1)) {
     const uint32_t owner = file->freeBlockOwner[block];
     PacketHeader header;
-    if (owner != kUnknownOwner && !IsDirty(file, owner)) continue;
+    if (owner != kUnknownOwner && !dirty.mayHold(owner)) continue;
     if (!ReadHeader(file, block, &header)) {
       if (IsInFile(file, block)) return false;
       continue;
@@ -103,13 +110,12 @@ bool MarkConfusableBlocks(FileInfo* file) {
     const ItemInfo* item = file->index.find(header.itemId);
     if (item == nullptr || !item->dirty) continue;
     // A mark that stands there already may still be on its way to the disk since a sync that failed.
-    if (IsConfusable(header.packetSeq, item->size) && !MarkFreeBlock(file, block)) return false;
+    if (IsConfusable(header, item->size) && !MarkFreeBlock(file, block)) return false;
   }
   return true;
 }
 
 void ForgetFreeMarks(FileInfo* file) {
-  if (file->freeBlocks.empty() || !ReserveFreeBlocks(file)) return;
   const auto& free = file->freeBlocks;
   for (uint32_t block = free.lowest(); block != kNoBlock; block = free.next(block + 1)) {
     file->unmarkedBlocks.insert(block);

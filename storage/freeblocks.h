@@ -25,8 +25,8 @@ namespace storage {
 // Makes room for every block of the file in the free-block records. False when there is no memory.
 bool ReserveFreeBlocks(FileInfo* file);
 
-// Puts a block among the free ones; `owner` is the item whose packet it still holds, kUnknownOwner when its header
-// has to be asked. Needs ReserveFreeBlocks.
+// Puts a block among the free ones; `owner` is the item whose packet it still holds, kUnknownOwner when its
+// header has to be asked. Needs ReserveFreeBlocks.
 constexpr uint32_t kUnknownOwner = UINT32_MAX;
 void InsertFreeBlock(FileInfo* file, uint32_t block, uint32_t owner);
 
@@ -49,9 +49,9 @@ int32_t SyncFreeBlock(FileInfo* file);
 // The marks of SyncFreeBlock, in a pass: 0 or kWriteFailed.
 int32_t WriteFreeMarks(FileInfo* file);
 
-// Whether a packet of the item with number `packetSeq` (0 for an only packet), left in a free block, could be
-// taken for a part of the item as it is saved with `size` bytes.
-bool IsConfusable(uint16_t packetSeq, uint32_t size);
+// Whether a packet of the item left in a free block could be taken for a part of the item as it is saved with
+// `size` bytes.
+bool IsConfusable(const PacketHeader& header, uint32_t size);
 
 // Marks the unmarked free blocks that hold confusable packets of dirty items. False when a write failed.
 bool MarkConfusableBlocks(FileInfo* file);

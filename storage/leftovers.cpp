@@ -2,19 +2,12 @@
 
 #include "storage/blockio.h"
 #include "storage/freeblocks.h"
+#include "storage/pack.h"
+#include "storage/result.h"
 
 namespace storage {
 
 namespace {
-
-bool IsOnlyPacket(const PacketHeader& header) {
-  return header.packetType == kSinglePacket && header.packetSeq == 0 && header.itemOffset == 0;
-}
-
-bool IsNumberedPacket(const PacketHeader& header) {
-  return header.packetType == kPartPacket && header.packetSeq != 0 &&
-         header.itemOffset == (uint32_t{header.packetSeq} - 1) * kPacketCapacity;
-}
 
 constexpr uint32_t kTwice = UINT32_MAX;  // more than one packet carries the number
 
@@ -62,9 +55,24 @@ void Count(Census* census) {
   }
 }
 
-// Keeps the item's packets that `keep` names, in their order; the others become free in memory.
+// Whether every packet that `keep` names passes its check. A header that no check vouches for must not take
+// the rest of its item away.
+template <typename Keep>
+bool AreSound(const FileInfo* file, const ItemInfo* item, const Census& census, Keep keep) {
+  for (uint32_t i = 0; i < census.headers.size(); ++i) {
+    uint8_t* block = controller->blockBuffer;
+    if (!keep(census.headers[i])) continue;
+    if (!ReadBlocks(file, item->fragments[i] / kBlockSize, block, 1) || CheckPacket(block) != kOk)
+      return false;
+  }
+  return true;
+}
+
+// Keeps the item's packets that `keep` names, in their order; the others become free in memory. All are kept
+// when one of those is damaged.
 template <typename Keep>
 bool KeepOnly(FileInfo* file, ItemInfo* item, const Census& census, Keep keep) {
+  if (!AreSound(file, item, census, keep)) return true;
   if (!ReserveFreeBlocks(file)) return false;
   item->fragments.count = 0;
   item->size = 0;

@@ -80,7 +80,8 @@ ItemInfo* NewItemInfo(FileInfo* file, uint32_t id) {
 int32_t ReadDataFile(FileInfo* file) {
   Scan scan{file, nullptr, {}};
   platform::FileStamp stamp;
-  if (file->file.stamp(&stamp)) file->index.expect(static_cast<uint32_t>(stamp.size / kBlockSize));
+  if (file->file.stamp(&stamp) && stamp.size <= kMaxFileSize)
+    file->index.expect(static_cast<uint32_t>(stamp.size / kBlockSize));
   if (const int32_t result = ScanBlocks(file->file, controller->blockBuffer, VisitBlocks, &scan);
       result != kOk) {
     return result;

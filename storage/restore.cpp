@@ -23,14 +23,14 @@ using platform::File;
 
 constexpr uint32_t kIdTable = 0;  // the item that the catalogue cannot do without
 
-// Whether the backup is a valid data file whose ID table, when it has one, can be read.
-bool IsSound(const PmChar* backup) {
+// Whether the backup is a valid data file whose ID table, when it has one, can be read and is well formed.
+bool IsSound(const PmChar* backup, TableCheck isWellFormed) {
   FileInfo* file = NewFileInfo(backup, 0);
   if (file == nullptr) return false;
   bool sound = file->file.open(backup, Access::kRead) && ReadDataFile(file) == kOk;
   if (sound) {
     ItemInfo* table = file->index.find(kIdTable);
-    sound = table == nullptr || BuildItemData(file, table) == kOk;
+    sound = table == nullptr || (BuildItemData(file, table) == kOk && isWellFormed(table->data, table->size));
   }
   ReleaseFileInfo(file);
   return sound;
@@ -49,7 +49,7 @@ bool CopyInPlace(const PmChar* from, const PmChar* to) {
 
 }  // namespace
 
-int32_t RestoreDataFile(const PmChar* path) {
+int32_t RestoreDataFile(const PmChar* path, TableCheck isWellFormed) {
   if (controller == nullptr || LengthOf(path) > kMaxPath) return kNoItem;
   uint32_t flags = 0;
   if (SelectDataFile(path) == kOk) {
@@ -58,7 +58,8 @@ int32_t RestoreDataFile(const PmChar* path) {
   }
   PmChar backup[kMaxBackupPath + 1] = {};
   GetBackupFileName(backup, path);
-  if (!platform::Exists(backup) || !IsSound(backup) || !CopyInPlace(backup, path)) return kNoItem;
+  if (!platform::Exists(backup) || !IsSound(backup, isWellFormed) || !CopyInPlace(backup, path))
+    return kNoItem;
   const auto pathBytes = static_cast<uint32_t>(LengthOf(path) * sizeof(PmChar));
   return OpenDataFile(path, &flags, pathBytes) == kOk ? kOk : kNoItem;
 }

@@ -21,8 +21,8 @@ bool FitsTheFile(const FileInfo* file) {
   return true;
 }
 
-// Gives back the item's blocks from number `first` on; those at or behind `fileEnd` are not in the file yet. The
-// others hold a packet of `owner`.
+// Gives back the item's blocks from number `first` on; those at or behind `fileEnd` are not in the file yet.
+// The others hold a packet of `owner`.
 void GiveBackBlocks(ItemInfo* item, FileInfo* file, uint32_t first, uint32_t fileEnd, uint32_t owner) {
   while (item->fragments.count > first) {
     const uint32_t block = item->fragments.last() / kBlockSize;
@@ -79,7 +79,8 @@ int32_t WriteDirtyItems(FileInfo* file, uint32_t* savedNum) {
     if (result != kOk) break;
     ++*savedNum;
   }
-  // The items that were saved are clean from now on, whatever became of the others: nobody comes back to mark.
+  // The items that were saved are clean from now on, whatever became of the others: nobody comes back to
+  // mark.
   if (MarkConfusableBlocks(file)) return result;
   *savedNum = 0;
   return kWriteFailed;
@@ -88,16 +89,19 @@ int32_t WriteDirtyItems(FileInfo* file, uint32_t* savedNum) {
 }  // namespace
 
 int32_t BeginPass(FileInfo* file) {
+  SortDirty(file);
+  if (!FitsTheFile(file)) return kWriteFailed;
   if (file->torn) return kOk;
+  if (!PathNamesDataFile(file)) return kCannotOpen;
   if (const int32_t result = BackupDataFile(file); result != kOk) return result;
   file->torn = true;
   return kOk;
 }
 
-int32_t EndPass(FileInfo* file, int32_t result, uint32_t savedNum) {
-  const bool onDisk = file->file.sync();
-  const bool whole = onDisk && result == kOk;
-  bool durable = onDisk;
+int32_t EndPass(FileInfo* file, bool onDisk, int32_t result, uint32_t savedNum) {
+  const bool ours = PathNamesDataFile(file);
+  const bool whole = onDisk && ours && result == kOk;
+  bool durable = onDisk && ours;
   if (whole) {
     StampDataFile(file);
     // A backup that seems to be gone is gone when the folder answers.
@@ -116,7 +120,8 @@ int32_t EndPass(FileInfo* file, int32_t result, uint32_t savedNum) {
   if (whole) file->marksDue = false;
   file->torn = !whole;
   file->backupBehind = whole && !durable;
-  return durable ? result : kWriteFailed;
+  if (durable) return result;
+  return ours ? kWriteFailed : kCannotOpen;
 }
 
 bool AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file) {
@@ -155,14 +160,14 @@ int32_t SaveItemToFile(ItemInfo* item, FileInfo* file) {
 
 int32_t SyncFile(FileInfo* file, PassEnd end) {
   if (file->inTransaction || (file->dirtyItems.empty() && !file->torn && !file->backupBehind)) return kOk;
-  SortDirty(file);
-  if (!FitsTheFile(file)) return kWriteFailed;
   if (const int32_t result = BeginPass(file); result != kOk) return result;
   uint32_t savedNum = 0;
   int32_t result = file->marksDue ? WriteFreeMarks(file) : kOk;
   if (result == kOk) result = WriteDirtyItems(file, &savedNum);
-  if (end == PassEnd::kLater && result == kOk && file->file.sync()) return kOk;
-  return EndPass(file, result, savedNum);
+  // Only once: a medium that failed to take the bytes may answer the next time as if there were none.
+  const bool onDisk = file->file.sync();
+  if (end == PassEnd::kLater && result == kOk && onDisk) return kOk;
+  return EndPass(file, onDisk, result, savedNum);
 }
 
 int32_t SyncDirtyData(PassEnd end) {

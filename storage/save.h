@@ -8,8 +8,9 @@
 //     | the backup fails: nothing written, still WHOLE                  | anything fails: stays TORN
 //
 //   WHOLE  the data file is a state of its own. Beside it stands no backup, or one that equals it; after the
-//          process died here, either is right. When the backup could be neither brought up to date nor deleted
-//          (backupBehind), an older one may stand there and win: the pass has failed, and the next sync goes on.
+//          process died here, either is right. When the backup could be neither brought up to date nor
+//          deleted (backupBehind), an older one may stand there and win: the pass has failed, and the next
+//          sync goes on.
 //   TORN   the data file is no state at all; the backup is the state before the pass, and it wins. A later
 //          sync goes on from here without making the backup again; closing leaves the backup standing.
 //
@@ -28,13 +29,13 @@
 
 namespace storage {
 
-// Makes the backup and enters TORN; nothing when the file is torn already. The backup's code when that
-// failed.
+// Makes the backup and enters TORN; only the checks when the file is torn already. kCannotOpen when the
+// path names another file by now; the backup's code when it could not be made.
 int32_t BeginPass(FileInfo* file);
 
-// Ends a pass whose writing gave `result`, making the first `savedNum` dirty items clean when it is durable:
-// 0 and WHOLE; or the first failure and TORN.
-int32_t EndPass(FileInfo* file, int32_t result, uint32_t savedNum);
+// Ends a pass whose writing gave `result` and was made durable when `onDisk`, making the first `savedNum`
+// dirty items clean when a recovery would find them: 0 and WHOLE; or the first failure and TORN.
+int32_t EndPass(FileInfo* file, bool onDisk, int32_t result, uint32_t savedNum);
 
 // Gives the item exactly the blocks that `size` bytes need: new ones behind its last, or its last ones given
 // up. False, with the blocks as they were, when no block or no memory could be had.

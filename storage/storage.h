@@ -50,9 +50,11 @@ int32_t CloseDataFile(const PmChar* path);
 void CloseCurrentFile();
 
 // Copies the backup over the data file of that path, opens it and makes it current. kNoItem when there is no
-// backup, when the backup is no valid data file (the data file is untouched then), or when it cannot be
-// copied or opened; the backup stands in every case.
-int32_t RestoreDataFile(const PmChar* path);
+// backup, when the backup is no valid data file or its item 0 is damaged or not well formed by the caller's
+// word (the data file is untouched then), or when it cannot be copied or opened; the backup stands in every
+// case.
+using TableCheck = bool (*)(const uint8_t* bytes, uint32_t size);
+int32_t RestoreDataFile(const PmChar* path, TableCheck isWellFormed);
 
 // ---- Items of the current file ----
 

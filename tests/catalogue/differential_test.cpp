@@ -57,6 +57,7 @@ class Differential : public DataBaseTest {
   Bytes anyBytes(const Db& db);
   uint32_t anyKind() { return 1 + draw(3); }
   const PmString* anyUserData();
+  void remember(uint32_t id);
 
   void step();
   void openOrClose(Db& db);
@@ -72,6 +73,7 @@ class Differential : public DataBaseTest {
   void sync();
   void transaction();
   void dump();
+  void loseBackup(Db& db);
   void kill(Db& db);
 
   template <typename... Words>
@@ -109,6 +111,11 @@ uint32_t Differential::anyId(const Db& db) {
   }
   if (roll < 97 && !known_.empty()) return known_[draw(Count(known_))];
   return roll == 97 ? 0 : 1 + draw(20);
+}
+
+void Differential::remember(uint32_t id) {
+  known_.push_back(id);
+  if (known_.size() > 40) known_.erase(known_.begin());
 }
 
 Bytes Differential::anyBytes(const Db& db) {
@@ -172,8 +179,10 @@ void Differential::makeId(Db& db) {
   const uint32_t kind = anyKind();
   const PmString* text = anyUserData();
   const PmChar* userData = text == nullptr ? nullptr : text->c_str();
-  // Half of the chosen IDs were in use lately: an ID that comes back meets what its old packets left behind.
-  uint32_t id = !oneIn(3) ? 0 : oneIn(2) || known_.empty() ? anyId(db) : known_[draw(Count(known_))];
+  // Most of the chosen IDs were in use lately: one that comes back meets what its old packets left behind.
+  uint32_t id = oneIn(2) ? 0 : anyId(db);
+  if (id != 0 && !known_.empty() && !oneIn(4))
+    id = known_[Count(known_) - 1 - draw(std::min(8U, Count(known_)))];
   Model& model = db.model;
   if (id != 0 || oneIn(20)) {
     note(db, "retain", id, kind);
@@ -192,8 +201,7 @@ void Differential::makeId(Db& db) {
     }
   }
   model.pending[id] = {{0, 0}, kind, id, text == nullptr ? std::nullopt : std::optional<PmString>(*text)};
-  known_.push_back(id);
-  if (known_.size() > 40) known_.erase(known_.begin());
+  remember(id);
 }
 
 void Differential::insert(Db& db) {
@@ -233,6 +241,7 @@ void Differential::remove(Db& db) {
   const bool syncNow = oneIn(3);
   note(db, "delete", id, syncNow);
   const int32_t expected = id != 0 && db.opens == 0 ? -1 : db.model.deleteItem(id, syncNow);
+  if (expected == 0) remember(id);
   if (expected == 0 || (expected == -1 && db.opens > 0)) current_ = &db;
   ASSERT_EQ(DeleteItemFromDataBase(db.handle, id, syncNow), expected);
 }
@@ -299,6 +308,12 @@ void Differential::dump() {
   ASSERT_EQ(report, expected);
 }
 
+void Differential::loseBackup(Db& db) {
+  note(db, "lose the backup");
+  fs::remove(BackupOf(db.path));
+  db.model.backup.reset();
+}
+
 void Differential::kill(Db& db) {
   note(db, "kill");
   Model model = db.model;
@@ -312,7 +327,7 @@ void Differential::kill(Db& db) {
     if (torn == 2) std::fill(data.begin() + draw(Count(data) + 1), data.end(), uint8_t{0x41});
   }
   WriteBytes(db.path, data);
-  if (oneIn(2)) WriteBytes(BackupOf(db.path).concat(".tmp"), Pattern(draw(5000)));
+  if (oneIn(2)) WriteBytes(BackupOf(db.path).replace_extension(".pmt"), Pattern(draw(5000)));
   db.model = model;
   db.seen.clear();
   if (model.backup) {
@@ -347,9 +362,10 @@ void Differential::step() {
     uint32_t weight;
     Operation operation;
   } kOperations[] = {
-      {25, &Differential::openOrClose}, {150, &Differential::makeId},   {260, &Differential::insert},
+      {25, &Differential::openOrClose}, {145, &Differential::makeId},   {260, &Differential::insert},
       {210, &Differential::modify},     {120, &Differential::remove},   {60, &Differential::read},
       {30, &Differential::lookUp},      {40, &Differential::enumerate}, {6, &Differential::kill},
+      {4, &Differential::loseBackup},
   };
   uint32_t roll = draw(1000);
   for (const auto& [weight, operation] : kOperations) {

@@ -42,7 +42,7 @@ class WriteFailure : public DataBaseTest {
 
   Bytes data() const { return ReadBytes(file()).value_or(Bytes()); }
   Bytes backup() const { return ReadBytes(BackupOf(file())).value_or(Bytes()); }
-  bool noTemporary() const { return !ReadBytes(BackupOf(file()).concat(".tmp")); }
+  bool noTemporary() const { return !ReadBytes(BackupOf(file()).replace_extension(".pmt")); }
 
   std::optional<Bytes> onDisk(uint32_t id) const {
     const Bytes bytes = data();
