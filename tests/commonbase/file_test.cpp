@@ -2,6 +2,7 @@
 #include "file.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -195,8 +196,13 @@ TEST_F(Files, HaveStampsThatTellStatesApart) {
   EXPECT_FALSE(a == b || platform::StampOf(nowhere_.c_str(), &b));
   File file;
   EXPECT_TRUE(file.open(first.c_str(), Access::kReadWrite) && file.stamp(&b) && a == b);
+  const auto time = std::filesystem::last_write_time(folder_.path() / "first");
   EXPECT_EQ(file.writeAt(10, "x", 1), 1u);
-  EXPECT_TRUE(file.stamp(&b) && !(a == b) && file.close());
+  std::filesystem::last_write_time(folder_.path() / "first", time);
+  EXPECT_TRUE(file.stamp(&b) && !(a == b)) << "another size";
+  a = b;
+  std::filesystem::last_write_time(folder_.path() / "first", time + std::chrono::milliseconds(1));
+  EXPECT_TRUE(file.stamp(&b) && !(a == b) && file.close()) << "another time";
   EXPECT_FALSE(platform::Rename(place_.c_str(), first.c_str()) ||
                platform::Rename(nowhere_.c_str(), first.c_str()));
   EXPECT_TRUE(platform::Rename(first.c_str(), second.c_str()));  // takes the place of the other
