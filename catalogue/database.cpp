@@ -15,6 +15,10 @@ namespace {
 
 constexpr uint32_t kMaxPathLength = 255;
 
+// The first capacity of a loaded table: as if a record took this many bytes, and some to spare.
+constexpr uint32_t kCapacityDivisor = 24;
+constexpr uint32_t kSpareCapacity = 100;
+
 }  // namespace
 
 DataBaseHandle* NewDataBaseHandle(const PmChar* path) {
@@ -43,9 +47,11 @@ bool LoadIdTable(DataBaseHandle* handle) {
   uint32_t idThenSize = kIdTableItem;
   const uint8_t* bytes = storage::GetItemPtrByID(&idThenSize);
   TableMeasure measure;
-  handle->committedIds.setCapacity(idThenSize / 24 + 100);
-  return bytes != nullptr && MeasureTable(bytes, idThenSize, &measure) &&
-         LoadTable(bytes, measure, &handle->committedIds);
+  if (bytes == nullptr || !MeasureTable(bytes, idThenSize, &measure)) return false;
+  handle->committedIds.setCapacity(idThenSize / kCapacityDivisor + kSpareCapacity);
+  const bool loaded = LoadTable(bytes, measure, &handle->committedIds);
+  storage::ForgetItemBytes(kIdTableItem);  // until the table changes, its records are all that is needed
+  return loaded;
 }
 
 bool ReserveIdTable(DataBaseHandle* handle, uint64_t moreBytes) {

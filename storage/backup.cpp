@@ -115,8 +115,11 @@ void GetBackupFileName(PmChar* backup, const PmChar* path) {
 
 int32_t BackupDataFile(FileInfo* file) {
   const BackupNames names(file->path);
+  const uint32_t stale = file->staleBlocks.count();
   if (!BothAreOurs(file, names)) return CopyWholeFile(file, names);
-  return file->staleBlocks.empty() ? kOk : CopyChanges(file, names);
+  if (stale == 0) return kOk;
+  // When most of the file has changed, a whole copy beside the old backup takes one step of the medium less.
+  return stale > file->blockNum / 2 ? CopyWholeFile(file, names) : CopyChanges(file, names);
 }
 
 void StampDataFile(FileInfo* file) {
@@ -134,6 +137,12 @@ bool DropBackup(FileInfo* file) {
   file->backupKnown = false;
   if (platform::Remove(names.backup)) return platform::SyncFolder(file->path);
   return !platform::Exists(names.backup);
+}
+
+void DeleteBackupFile(FileInfo* file) {
+  const bool ours = file->backupKnown;
+  platform::Remove(BackupNames(file->path).backup);
+  if (!ours) platform::SyncFolder(file->path);
 }
 
 void DeleteTemporaryBackup(const PmChar* path) {

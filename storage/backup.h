@@ -46,6 +46,11 @@ bool PathNamesDataFile(const FileInfo* file);
 // Deletes the backup and makes that durable; true also when there is none.
 bool DropBackup(FileInfo* file);
 
+// Deletes the backup of a file that is being closed, whole. A backup that the engine left itself holds the
+// same items as the file, so nothing is lost should it come back with a power failure; any other is gone for
+// good.
+void DeleteBackupFile(FileInfo* file);
+
 // Deletes a temporary backup that a crash left beside the data file.
 void DeleteTemporaryBackup(const PmChar* path);
 

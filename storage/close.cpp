@@ -17,7 +17,7 @@ int32_t CloseDataFile(const PmChar* path) {
   FileInfo* file = CurrentFile();
   SyncFile(file);
   if (file->index.count() != 0) CompactDataFile(file);
-  if (!file->torn && PathNamesDataFile(file)) DropBackup(file);
+  if (!file->torn && PathNamesDataFile(file)) DeleteBackupFile(file);
   CloseCurrentFile();
   return kOk;
 }

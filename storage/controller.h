@@ -57,7 +57,7 @@ struct FileInfo {
 constexpr uint32_t kOpenUnverified = 1;
 
 // The scratch buffer of the controller, in blocks.
-constexpr uint32_t kBufferBlocks = 256;
+constexpr uint32_t kBufferBlocks = 64;
 
 struct PmDataController {
   SList* openFiles;        // of FileInfo, in the order in which they were opened

@@ -54,7 +54,11 @@ inline uint32_t LoadU32(const uint8_t* bytes) {
 }
 
 inline void StoreU32(uint8_t* bytes, uint32_t value) {
-  for (int i = 0; i < 4; ++i) bytes[i] = static_cast<uint8_t>(value >> (8 * i));
+  // Written out, since compilers then make one store of it; of a loop they make four.
+  bytes[0] = static_cast<uint8_t>(value);
+  bytes[1] = static_cast<uint8_t>(value >> 8);
+  bytes[2] = static_cast<uint8_t>(value >> 16);
+  bytes[3] = static_cast<uint8_t>(value >> 24);
 }
 
 inline PacketHeader DecodeHeader(const uint8_t* block) {

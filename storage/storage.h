@@ -64,6 +64,9 @@ ItemInfo* FindItemInIndex(uint32_t id);
 // there is no such item or it cannot be read. The engine keeps the buffer.
 const uint8_t* GetItemPtrByID(uint32_t* idThenSize);
 
+// Wipes a clean item's bytes and gives their memory back; the next one who asks for them reads them anew.
+void ForgetItemBytes(uint32_t id);
+
 // Makes `size` bytes the whole content of item `id`, creating it when it is missing. With `syncNow`, the
 // result of SyncDirtyData.
 int32_t InsertItem(uint32_t id, const void* data, uint32_t size, int32_t syncNow);
