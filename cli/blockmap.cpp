@@ -40,7 +40,7 @@ std::string EscapeXml(const std::string& text) {
 // Items are told apart by their shade of one colour, which the ID decides.
 std::string FillOf(const MapBlock& block) {
   if (block.tile != Tile::kItem) return StyleOf(block.tile).svgColour;
-  const uint32_t mixed = block.itemId * 2654435761u;
+  const uint32_t mixed = block.itemId * 2654435761U;
   return fmt::format("hsl({},{}%,{}%)", 190 + (mixed >> 24) % 50, 55 + (mixed >> 16) % 30,
                      45 + (mixed >> 8) % 25);
 }
