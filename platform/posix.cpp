@@ -184,15 +184,17 @@ size_t File::writeAt(uint64_t position, const void* bytes, size_t size) {
 }
 
 bool File::copyRange(const File& source, uint64_t position, uint64_t size) {
-  constexpr uint64_t kMostAtOnce = uint64_t{1} << 30;
+  constexpr uint64_t kPiece = uint64_t{4} << 20;
   const uint64_t end = position + size;
   while (position < end) {
     off_t from = static_cast<off_t>(position);
     off_t to = from;
-    const size_t wanted = static_cast<size_t>(std::min(end - position, kMostAtOnce));
+    const size_t wanted = static_cast<size_t>(std::min(end - position, kPiece));
     const ssize_t copied = Uninterrupted(
         [&] { return copy_file_range(source.descriptor_, &from, descriptor_, &to, wanted, 0); });
     if (copied <= 0) break;
+    // The medium works on one piece while the next is copied. Only sync() tells whether it succeeded.
+    if (size > kPiece) sync_file_range(descriptor_, from - copied, copied, SYNC_FILE_RANGE_WRITE);
     position += static_cast<uint64_t>(copied);
   }
 
