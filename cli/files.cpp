@@ -90,7 +90,8 @@ Bytes ReadWholeFile(const fs::path& path) {
 Bytes ReadStandardInput() {
   Bytes bytes;
   uint8_t buffer[65536];
-  while (const size_t count = std::fread(buffer, 1, sizeof buffer, stdin)) {
+  while (std::feof(stdin) == 0 && std::ferror(stdin) == 0) {
+    const size_t count = std::fread(buffer, 1, sizeof buffer, stdin);
     bytes.insert(bytes.end(), buffer, buffer + count);
   }
   if (std::ferror(stdin) != 0) throw Failure(ExitCode::kIoError, "cannot read standard input");

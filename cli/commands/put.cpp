@@ -1,6 +1,7 @@
 // put: the bytes of one item, from a file or standard input.
 #include "cli/examine.h"
 #include "cli/files.h"
+#include "cli/host.h"
 #include "cli/names.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
@@ -53,6 +54,8 @@ ExitCode Put(const Options& options, Console& console) {
   const std::optional<Record> existing = FindExisting(path, options);
   Record record = existing.value_or(
       Record{0, options.kind.value_or(kDefaultKind), RequireUtf8(options.item, "item's name")});
+  if (options.input == "-" && IsTerminal(stdin))
+    console.note("type the bytes and end them with the end-of-file key");
   const Bytes bytes =
       options.input == "-" ? ReadStandardInput() : ReadWholeFile(std::filesystem::u8path(options.input));
   if (bytes.size() > storage::kMaxItemSize) {
