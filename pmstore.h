@@ -34,7 +34,7 @@
  * |   -5 | the ID is 0, or it is neither pending nor committed as the call needs it |
  *
  * A function tests its conditions in the order in which it lists them. What failed with -1, -3 or -5 has
- * changed no item, no ID and no file.
+ * changed no item, no ID and no file, unless the function says otherwise.
  *
  * ## Memory
  *
@@ -340,7 +340,8 @@ PM_EXPORT const void* PmGetItemPtrByID(DataBaseHandle* handle, uint32_t* idThenS
  *
  * @return
  * - 0: done
- * - -1: no file is current; or there is no memory for the table of IDs
+ * - -1: no file is current; or there was no memory for the table of IDs, which stays unwritten, but all else
+ * is on disk
  * - -2: the data file cannot be read for the backup, the backup cannot be created, or the path names another
  * file by now; no item was written
  * - -4: writing failed, or the file would grow beyond 2 GiB - 1024 bytes. When it failed in the data file,
