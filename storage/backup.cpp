@@ -140,9 +140,9 @@ bool DropBackup(FileInfo* file) {
 }
 
 void DeleteBackupFile(FileInfo* file) {
-  const bool ours = file->backupKnown;
+  const bool holdsTheSame = file->backupKnown && !file->inTransaction;
   platform::Remove(BackupNames(file->path).backup);
-  if (!ours) platform::SyncFolder(file->path);
+  if (!holdsTheSame) platform::SyncFolder(file->path);
 }
 
 void DeleteTemporaryBackup(const PmChar* path) {

@@ -47,8 +47,8 @@ bool PathNamesDataFile(const FileInfo* file);
 bool DropBackup(FileInfo* file);
 
 // Deletes the backup of a file that is being closed, whole. A backup that the engine left itself holds the
-// same items as the file, so nothing is lost should it come back with a power failure; any other is gone for
-// good.
+// same items as the file, so nothing is lost should it come back with a power failure. Any other is gone for
+// good, and so is one that still has the items whose blocks a dropped transaction freed.
 void DeleteBackupFile(FileInfo* file);
 
 // Deletes a temporary backup that a crash left beside the data file.
