@@ -70,9 +70,9 @@
  * first:
  *
  *     const int32_t left = FExists(backup) == 0;
- *     if (left && PmRestoreBackupFile(path) != 0) return give_up();  // the backup is damaged: keep both
- * files DataBaseHandle* handle = OpenDataBaseFile(path); if (left) CloseDataBaseFile(handle);  // the restore
- * counted as an open of its own
+ *     if (left && PmRestoreBackupFile(path) != 0) return 1;  // the backup is damaged: keep both files
+ *     DataBaseHandle* handle = OpenDataBaseFile(path);
+ *     if (left) CloseDataBaseFile(handle);  // the restore counted as an open of its own
  *
  * Opening without the restore takes the data file as it is, and the first sync replaces the backup.
  *
