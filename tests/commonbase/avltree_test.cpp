@@ -41,7 +41,8 @@ std::string Shape(const AvlNode* node) {
 TEST(AvlTree, TurnsAboutADifferenceOfTwoThatAnInsertionMeets) {
   const struct {
     std::string changes, shape, postorder;  // a capital letter is deleted
-  } rows[] = {{"acb", "((a0)b1(c0))", "acb"},
+  } rows[] = {{"abB", "(a1)", "a"},
+              {"acb", "((a0)b1(c0))", "acb"},
               {"cab", "((a0)b1(c0))", "acb"},
               {"dbfacegDB", "(((a0)c1)e2(f1(g0)))", "acgfe"},
               {"dbfacegACEG", "((b1)d2(f1))", "bfd"},

@@ -52,7 +52,7 @@ TEST(DList, BehavesLikeASequenceUnderRandomOperations) {
     text.back() = random.letter(26);
     const auto length = static_cast<uint32_t>(text.size());
     const auto found = std::find_if(model.begin(), model.end(), [&](auto& m) { return m[0] == text[0]; });
-    if (random.below(10) < (step / 50 % 2 == 0 ? 7u : 2u)) {
+    if (random.below(10) < (step / 50 % 2 == 0 ? 8u : 1u)) {  // grows, shrinks to nothing
       const auto goesBefore = [&](const std::string& m) { return sorted && text[0] < m[0]; };
       model.insert(std::find_if(model.begin(), model.end(), goesBefore), text);
       EXPECT_EQ(
