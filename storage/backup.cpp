@@ -115,11 +115,8 @@ void GetBackupFileName(PmChar* backup, const PmChar* path) {
 
 int32_t BackupDataFile(FileInfo* file) {
   const BackupNames names(file->path);
-  const uint32_t stale = file->staleBlocks.count();
   if (!BothAreOurs(file, names)) return CopyWholeFile(file, names);
-  if (stale == 0) return kOk;
-  // When most of the file has changed, a whole copy beside the old backup takes one step of the medium less.
-  return stale > file->blockNum / 2 ? CopyWholeFile(file, names) : CopyChanges(file, names);
+  return file->staleBlocks.empty() ? kOk : CopyChanges(file, names);
 }
 
 void StampDataFile(FileInfo* file) {
