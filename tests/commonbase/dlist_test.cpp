@@ -48,7 +48,7 @@ TEST(DList, BehavesLikeASequenceUnderRandomOperations) {
       model.clear();
       sorted = step > 0;
     }
-    std::string text(1 + random.below(5), random.letter(8));
+    std::string text(2 + random.below(4), random.letter(8));
     text.back() = random.letter(26);
     const auto length = static_cast<uint32_t>(text.size());
     const auto found = std::find_if(model.begin(), model.end(), [&](auto& m) { return m[0] == text[0]; });
