@@ -16,9 +16,8 @@ struct Census {
   commonbase::GrowArray<PacketHeader> headers;  // in the order of the fragments
   commonbase::GrowArray<uint32_t> bySeq;        // 1 + the fragment that holds the packet of that number
   uint32_t onlyPackets = 0;
-  uint32_t strangers = 0;  // neither an only packet nor a numbered one
-  uint32_t run = 0;        // packets 1 to this one stand once each and, but for the last, are full
-  bool runEnds = false;    // the last one of the run is not full
+  uint32_t run = 0;      // packets 1 to this one stand once each and, but for the last, are full
+  bool runEnds = false;  // the last one of the run is not full
 };
 
 bool ReadHeaders(const FileInfo* file, const ItemInfo* item, Census* census) {
@@ -40,9 +39,7 @@ void Count(Census* census) {
     const PacketHeader& header = census->headers[i];
     if (IsOnlyPacket(header)) {
       ++census->onlyPackets;
-    } else if (!IsNumberedPacket(header)) {
-      ++census->strangers;
-    } else if (header.packetSeq <= count) {
+    } else if (IsNumberedPacket(header) && header.packetSeq <= count) {
       uint32_t& place = census->bySeq[header.packetSeq];
       place = place == 0 ? i + 1 : kTwice;
     }
@@ -103,7 +100,7 @@ bool SettleItem(FileInfo* file, ItemInfo* item) {
   if (!ReadHeaders(file, item, &census)) return false;
   Count(&census);
   const bool whole = census.run == item->fragments.count;
-  if (whole || census.strangers != 0) return true;
+  if (whole) return true;
   if (census.onlyPackets == 1) return KeepOnly(file, item, census, IsOnlyPacket);
   if (census.onlyPackets != 0 || !census.runEnds) return true;
   return KeepOnly(file, item, census,

@@ -6,7 +6,7 @@
 //
 // Rules, the first that fits:
 //  1. The packets form one whole (the only packet; or numbers 1 to n, all but the last full): the item.
-//  2. Exactly one packet is an only packet and the others are numbered: that one is the item.
+//  2. Exactly one packet is an only packet: that one is the item.
 //  3. Numbered packets 1 to k, each once, where k is the first that is not full: these are the item.
 //     Rules 2 and 3 hold only when what they keep passes its checksums.
 //  4. Otherwise all are kept; the item's size is the sum of their lengths, and reading it will tell.

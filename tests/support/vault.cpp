@@ -23,7 +23,7 @@ bool IsRun(const std::vector<Packet>& packets) {
 
 // The packets that are the item, out of all those that bear its ID.
 std::vector<Packet> Current(std::vector<Packet> all) {
-  const auto single = [](const Packet& p) { return p.type == 0; };
+  const auto single = [](const Packet& p) { return p.type == 0 && p.seq == 0; };
   if (all.size() == 1 && single(all[0])) return all;
   std::stable_sort(all.begin(), all.end(), [](const Packet& a, const Packet& b) { return a.seq < b.seq; });
   if (IsRun(all)) return all;

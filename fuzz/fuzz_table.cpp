@@ -1,0 +1,7 @@
+// A hostile ID table, in blocks that are sound.
+#include "fuzz/drive.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  if (size != 0) drive::UseTable({data, data + size});
+  return 0;
+}
