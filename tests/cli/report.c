@@ -1,4 +1,5 @@
-/* Opens a vault as an application does, writes the library's diagnostic report beside it, and ends without closing. */
+/* Opens a vault as an application does, writes the library's diagnostic report beside it, and ends without
+ * closing. */
 #include <string.h>
 
 #include "pmstore.h"
