@@ -28,6 +28,7 @@ int Run(std::vector<std::string> arguments) {
   app.add_flag("--json", tool.console.json, "Write JSON instead of text");
   app.add_flag("--quiet,-q", tool.console.quiet, "Say nothing but results, warnings and errors");
   app.add_flag("--no-progress", tool.console.noProgress, "Draw no progress bar");
+  app.allow_windows_style_options(false);  // "/folder/file" is a path everywhere
   app.require_subcommand(1);
   app.fallthrough();
   app.footer(kFooter);
