@@ -3,11 +3,9 @@
 // Invariants:
 //  1. An ID stands in at most one of the two tables.
 //  2. The committed table in memory is the authority; item 0 of the data file is read when the database is
-//  opened
-//     and rewritten by SaveIdTable alone.
+//     opened and rewritten by SaveIdTable alone.
 //  3. Item 0 as the engine holds it agrees with the committed table up to the record in slot unsavedFrom;
-//  inside a
-//     transaction that may stay behind, and FlushIdTable makes it up before anybody looks.
+//     inside a transaction that may stay behind, and FlushIdTable makes it up before anybody looks.
 #pragma once
 
 #include <cstdint>

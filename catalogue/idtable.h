@@ -6,8 +6,7 @@
 //
 // Invariants:
 //  1. Every record of the table stands in its slot; under its ID, and, with user data, under kind and user
-//  data,
-//     from the first time that one is looked for so. Opening a database does not wait for either.
+//     data, from the first time that one is looked for so. Opening a database does not wait for either.
 //  2. Where several records match, the one in the lowest slot is found.
 //  3. storedBytes() is the length of the table as item 0 holds it.
 //  4. A loaded table's records stand in one batch, which goes with the table; later ones are heap blocks.

@@ -5,8 +5,7 @@
 // Invariants:
 //  1. An entry goes into the lowest free slot; slots at or behind usedEnd() are all free.
 //  2. usedEnd() moves one slot on with every entry until it reaches the capacity, so the used range may end
-//  in
-//     free slots; then only with an entry that finds no free slot, which raises the capacity by 10.
+//     in free slots; then only with an entry that finds no free slot, which raises the capacity by 10.
 //  3. Only reserve() allocates; add() needs room that it made. Nothing shrinks.
 #pragma once
 

@@ -14,8 +14,7 @@
 //  1. While the backup's name is seen, its bytes are a state of the data file, durable.
 //  2. While backupKnown holds, data file and backup differ at most in staleBlocks and in length.
 //  3. A failure removes the temporary file. A full copy that fails leaves an older backup alone; an update
-//  that
-//     fails leaves none, which is sound, since it only runs beside a whole data file.
+//     that fails leaves none, which is sound, since it only runs beside a whole data file.
 #pragma once
 
 #include <cstdint>

@@ -7,8 +7,7 @@
 // Invariants the fast way rests on:
 //  1. Only the low 16 bits of the accumulator decide what the next bytes do to it.
 //  2. Four bytes later, nothing is left of the accumulator's upper half. So all but the last four bytes may
-//  run
-//     on a 16-bit remainder alone.
+//     run on a 16-bit remainder alone.
 //  3. That remainder is the bytes, read as one long polynomial, times x^16 modulo x^16 + 0xA001. So bytes far
 //     from the end may be folded onto later ones: multiplied by the power of x that lies between, modulo the
 //     same.

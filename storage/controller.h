@@ -10,8 +10,7 @@
 //     freeBlockOwner names the item whose old packet the block still holds.
 //  4. dirtyItems are the items whose bytes are newer than the file; item->dirtySlot is their place in it.
 //  5. A file is torn from the first write of a pass until a pass has completed. While it is, the backup
-//  beside
-//     it is the only whole state: it is neither replaced nor deleted, and the file is not compacted.
+//     beside it is the only whole state: it is neither replaced nor deleted, and the file is not compacted.
 //  6. staleBlocks are the blocks written since the backup last equalled the file (see backup.h).
 #pragma once
 

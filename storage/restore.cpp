@@ -3,8 +3,8 @@
 // Invariants:
 //  1. A backup that would not open is refused before the data file is touched.
 //  2. The copy goes into the data file in place, so that a vault behind a symbolic link, its owner and its
-//  access
-//     rights stay; the backup stands until the copy is durable, so that a crash in between loses nothing.
+//     access rights stay; the backup stands until the copy is durable, so that a crash in between loses
+//     nothing.
 
 #include "commonbase/src/pmstring.h"
 #include "storage/backup.h"

@@ -108,13 +108,9 @@ int32_t EndPass(FileInfo* file, bool onDisk, int32_t result, uint32_t savedNum) 
     durable = BackupDataFile(file) == kOk || (DropBackup(file) && platform::SyncFolder(file->path));
   }
   // From the back, since taking an item off moves the last one into its place.
-  for (uint32_t i = savedNum; i-- > 0;) {
-    ItemInfo* item = file->dirtyItems[i];
-    if (durable) {
-      MarkClean(file, item);
-    } else {
-      ForgetSaved(item);
-    }
+  for (uint32_t i = durable ? savedNum : 0; i-- > 0;) MarkClean(file, file->dirtyItems[i]);
+  if (!durable) {
+    for (ItemInfo* item : file->dirtyItems) ForgetSaved(item);
   }
   if (!onDisk) ForgetFreeMarks(file);
   if (whole) file->marksDue = false;

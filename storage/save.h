@@ -1,11 +1,10 @@
 // Saving: the passes that write a data file.
 //
-//            BeginPass: the backup is made,      marks, packets, moves        EndPass: file durable,
-//            whole and durable                   in any number                backup brought up to date
-//   WHOLE ------------------------------> TORN ---------------------> TORN ---------------------------->
-//   WHOLE
-//     |                                                                 |
-//     | the backup fails: nothing written, still WHOLE                  | anything fails: stays TORN
+//          BeginPass: the backup is made,    marks, packets, moves      EndPass: file durable,
+//          whole and durable                 in any number              backup brought up to date
+//   WHOLE ----------------------------> TORN -------------------> TORN ------------------------> WHOLE
+//     |                                                           |
+//     | the backup fails: nothing written, still WHOLE            | anything fails: stays TORN
 //
 //   WHOLE  the data file is a state of its own. Beside it stands no backup, or one that equals it; after the
 //          process died here, either is right. When the backup could be neither brought up to date nor
@@ -16,7 +15,8 @@
 //
 // Invariants:
 //  1. No byte of a data file is overwritten but in state TORN, which is only entered behind a durable backup.
-//  2. An item is clean only when its bytes are durable and a recovery would find them: at the end of EndPass.
+//  2. An item is clean only when its bytes are durable. When the pass was completed, a recovery finds them;
+//     when another item failed it, the recovery is the state before, until a later sync completes the pass.
 //  3. When the backup cannot be brought up to date at the end, it is deleted: an older backup beside a newer,
 //     whole file would win over it. If even that fails, the pass has failed.
 //  4. An item's save writes packets in order; blocks taken for packets that were not written are given back.

@@ -3,7 +3,7 @@
 // Invariants:
 //  1. Inserting never fails: without memory for more buckets the chains only grow longer.
 //  2. The buckets are drawn anew for every table, so that no file can be made to collide in them by its
-//  hashes.
+//     hashes.
 #pragma once
 
 #include <cstdint>
