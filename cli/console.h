@@ -3,8 +3,7 @@
 //
 // Invariants:
 //  1. With --json, standard output carries JSON only: one document, or one object a line for lists. An error
-//  is
-//     a document (a last line) of its own: {"error": {...}}.
+//     is a document (a last line) of its own: {"error": {...}}.
 //  2. --quiet silences notes, never warnings and errors. Progress is drawn only on a terminal.
 //  3. Colour is used only on a terminal and never when NO_COLOR is set.
 #pragma once

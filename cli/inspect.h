@@ -8,8 +8,7 @@
 // Invariants:
 //  1. blocks() has one entry for each whole block of the file, in file order.
 //  2. Every block that is neither free nor malformed belongs to exactly one item of items(), or is stale:
-//  left
-//     over from a longer version of its item, and free as far as the vault is concerned.
+//     left over from a longer version of its item, and free as far as the vault is concerned.
 //  3. Memory stays in proportion to the number of blocks; item bytes are read on demand.
 #pragma once
 

@@ -3,8 +3,7 @@
 // Invariants:
 //  1. A vault that a backup stands beside is not opened: someone has it open, or it needs a restore first.
 //  2. All changes are made in one transaction. A Vault that goes out of scope without commit() is not closed
-//  in
-//     the library: nothing that was begun reaches the disk, and the process is expected to end.
+//     in the library: nothing that was begun reaches the disk, and the process is expected to end.
 #pragma once
 
 #include <cstdint>
