@@ -16,7 +16,7 @@ std::string Printed(const std::function<const void*()>& refused) {
   std::string text = testing::internal::GetCapturedStdout();
   const size_t end = text.find(" ]");
   const size_t start = text.find_last_not_of("0123456789", end - 1) + 1;
-  return text[start] == '0' ? text : text.replace(start, end - start, "N");
+  return start == end || text[start] == '0' ? text : text.replace(start, end - start, "N");
 }
 
 TEST(Assertion, NamesThePlaceAndTheBrokenPrecondition) {
