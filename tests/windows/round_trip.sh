@@ -9,10 +9,10 @@ shift 2
 rm -rf "$work"
 mkdir -p "$work/in/Tresör/保险"
 cp -r "$sources/docs" "$sources/storage" "$work/in"
-find "$work/in" -type d -empty -delete
 : >"$work/in/empty"
 head -c 1000 "$sources/pmstore.h" >"$work/in/Tresör/保险/one block"
 cat "$sources"/*/*.h "$sources"/*/*.cpp "$sources"/*/*/*.cpp >"$work/in/large"
+find "$work/in" -type d -empty -delete
 
 cd "$work"
 "$@" --quiet import vault.db in
