@@ -66,7 +66,7 @@ void Console::record(const Json& value) {
 }
 
 void Console::bytes(const Bytes& value) {
-  static_cast<void>(std::fwrite(value.data(), 1, value.size(), stdout));
+  if (!value.empty()) static_cast<void>(std::fwrite(value.data(), 1, value.size(), stdout));
 }
 
 void Console::report(const Failure& failure) {
