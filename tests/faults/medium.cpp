@@ -17,7 +17,11 @@ void Medium::place(const std::string& name, int number, const vault::Bytes& byte
 }
 
 void Medium::addSize(int file, uint64_t size) {
-  if (sizes_[file] == size) return;
+  // A write carries the size along, also where it was given up for written before.
+  const bool lost = std::any_of(pending_.begin(), pending_.end(), [&](const Pending& p) {
+    return p.lost && p.file == file && p.kind == Change::kSetSize;
+  });
+  if (sizes_[file] == size && !lost) return;
   sizes_[file] = size;
   pending_.push_back({Change::kSetSize, file, size, {}, "", ""});
 }

@@ -126,7 +126,8 @@ void Session::call(int v, Body body) {
   call.firstChange = changes_ != nullptr ? changes_->size() : 0;
   for (int i = 0; i < kVaults; ++i) call.during[i] = vaults_[i].durable;
   Vault& vault = vaults_[v];
-  const Outcome outcome = body(&vault);
+  Outcome outcome = body(&vault);
+  if (seam::CallNum() == call.firstCall) outcome = kNothingWritten;  // a result of 0 then says nothing new
   if (outcome != kNothingWritten) call.during[v].push_back(vault.memory);
   if (outcome == kPerhapsWritten) vault.durable.push_back(vault.memory);
   if (outcome == kWritten) vault.durable = {vault.memory};
@@ -168,7 +169,8 @@ void Session::open(int v) {
     seam::Suspend(false);
     auto& slots = vault->memory.slots;
     slots.erase(std::remove(slots.begin(), slots.end(), std::nullopt), slots.end());
-    return kWritten;
+    // Behind a flush that failed, what is seen is not yet what the medium would give after a power failure.
+    return seam::Struck() ? kPerhapsWritten : kWritten;
   });
 }
 
@@ -186,14 +188,18 @@ void Session::close(int v) {
 // What an open transaction changed goes with the close, but the blocks that it freed are squeezed out: those
 // of the items that it removed, and those of the table when it removed them all.
 void Session::dropTransaction(Vault* vault) {
-  vault->memory = vault->durable.back();
-  for (const uint32_t id : vault->removedInTransaction) {
-    if (Item* item = vault->memory.find(id)) item->bytes.clear();
+  std::vector<World> squeezed = vault->durable;
+  for (World& world : squeezed) {
+    for (const uint32_t id : vault->removedInTransaction) {
+      if (Item* item = world.find(id)) item->bytes.clear();
+    }
+    const std::vector<Item> left = world.listing();
+    const bool none =
+        std::all_of(left.begin(), left.end(), [](const Item& item) { return item.bytes.empty(); });
+    vault->durable.push_back(world);
+    if (none) vault->durable.emplace_back();
   }
-  const std::vector<Item> left = vault->memory.listing();
-  const bool none =
-      std::all_of(left.begin(), left.end(), [](const Item& item) { return item.bytes.empty(); });
-  if (none) vault->durable.push_back(World());
+  vault->memory = squeezed.back();
   vault->inTransaction = false;
   vault->removedInTransaction.clear();
 }
