@@ -153,8 +153,9 @@ int32_t PmStartTransaction() {
 }
 
 int32_t PmStopTransaction() {
-  FlushCurrentTable();
-  return storage::StopTransaction();
+  const int32_t flushed = FlushCurrentTable();
+  const int32_t stopped = storage::StopTransaction();
+  return stopped != storage::kOk ? stopped : flushed;
 }
 
 void PrintAllItemInfo(const PmChar* reportPath) {
