@@ -34,6 +34,17 @@ auto Uninterrupted(Call call) {
   return result;
 }
 
+// Lets the medium work on what was written while the rest is being written: each piece of the file as soon as
+// a write has gone past its end. Nothing waits for it here, and only sync() tells whether it succeeded.
+constexpr uint64_t kWriteBackPiece = uint64_t{4} << 20;
+void StartWriteBack(int descriptor, uint64_t from, uint64_t to) {
+  const uint64_t first = from - from % kWriteBackPiece;
+  const uint64_t end = to - to % kWriteBackPiece;
+  if (first < end)
+    sync_file_range(descriptor, static_cast<off_t>(first), static_cast<off_t>(end - first),
+                    SYNC_FILE_RANGE_WRITE);
+}
+
 // A path as the system takes it. A null path, and one longer than the system takes any, become the empty
 // path, which names nothing, so that whatever is tried with it fails.
 class Utf8Path {
@@ -180,21 +191,20 @@ size_t File::writeAt(uint64_t position, const void* bytes, size_t size) {
     if (written <= 0) break;
     done += static_cast<size_t>(written);
   }
+  StartWriteBack(descriptor_, position, position + done);
   return done;
 }
 
 bool File::copyRange(const File& source, uint64_t position, uint64_t size) {
-  constexpr uint64_t kPiece = uint64_t{4} << 20;
   const uint64_t end = position + size;
   while (position < end) {
     off_t from = static_cast<off_t>(position);
     off_t to = from;
-    const size_t wanted = static_cast<size_t>(std::min(end - position, kPiece));
+    const size_t wanted = static_cast<size_t>(std::min(end - position, kWriteBackPiece));
     const ssize_t copied = Uninterrupted(
         [&] { return copy_file_range(source.descriptor_, &from, descriptor_, &to, wanted, 0); });
     if (copied <= 0) break;
-    // The medium works on one piece while the next is copied. Only sync() tells whether it succeeded.
-    if (size > kPiece) sync_file_range(descriptor_, from - copied, copied, SYNC_FILE_RANGE_WRITE);
+    StartWriteBack(descriptor_, position, position + static_cast<uint64_t>(copied));
     position += static_cast<uint64_t>(copied);
   }
 

@@ -8,13 +8,14 @@
 //                 -> renamed back -> folder durable
 //
 // Only a backup that this engine left itself is brought up to date by its stale blocks: the identity, size
-// and time of both files, noted when they were last equal, must still hold. Anything else is copied whole.
+// and time of both files, noted when they were last equal, must still hold. Anything else is copied whole,
+// and so is a file of which much is stale: the new copy then takes the old one's name.
 //
 // Invariants:
 //  1. While the backup's name is seen, its bytes are a state of the data file, durable.
 //  2. While backupKnown holds, data file and backup differ at most in staleBlocks and in length.
-//  3. A failure removes the temporary file. A full copy that fails leaves an older backup alone; an update
-//     that fails leaves none, which is sound, since it only runs beside a whole data file.
+//  3. A failure removes the temporary file. A full copy that fails leaves an older backup alone: beside a newer,
+//     whole data file the caller has to drop it. An update that fails leaves none.
 #pragma once
 
 #include <cstdint>
