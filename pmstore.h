@@ -106,14 +106,14 @@ typedef struct DataBaseHandle DataBaseHandle;
  * @return 1 when the library is up, to be matched by one ReleasePmTotalDataController; 0 when there is no
  * memory, and nothing has changed then.
  */
-PM_EXPORT int32_t InitPmTotalDataController(void);
+PM_EXPORT int32_t PM_CALL InitPmTotalDataController(void);
 
 /**
  * Counts one user off; the last one closes every database still open, each as CloseDataBaseFile does and in
  * the order of opening, and takes the library down: every handle, lent byte and lent string is invalid, and
  * no file is current. Does nothing when the library is down.
  */
-PM_EXPORT void ReleasePmTotalDataController(void);
+PM_EXPORT void PM_CALL ReleasePmTotalDataController(void);
 
 /**
  * Opens a database, or counts one more user of an open one. A missing file is created, empty, readable and
@@ -129,7 +129,7 @@ PM_EXPORT void ReleasePmTotalDataController(void);
  * reading and writing, when it is no valid data file, when its table of IDs is damaged, and when there is no
  * memory. On failure nothing has changed, the current file included; a file created by then stays, empty.
  */
-PM_EXPORT DataBaseHandle* OpenDataBaseFile(const PmChar* path);
+PM_EXPORT DataBaseHandle* PM_CALL OpenDataBaseFile(const PmChar* path);
 
 /**
  * Counts one user of a database off; the last one closes it: all changes are written, free blocks are
@@ -148,7 +148,7 @@ PM_EXPORT DataBaseHandle* OpenDataBaseFile(const PmChar* path);
  * - -2: the library holds no file for it, which no sequence of calls of this interface brings about; the
  * handle stays and counts no user, until the path is opened again; no file is current
  */
-PM_EXPORT int32_t CloseDataBaseFile(DataBaseHandle* handle);
+PM_EXPORT int32_t PM_CALL CloseDataBaseFile(DataBaseHandle* handle);
 
 /**
  * Copies the backup of a database that is not open over its data file and opens the result, which becomes the
@@ -167,7 +167,7 @@ PM_EXPORT int32_t CloseDataBaseFile(DataBaseHandle* handle);
  * memory. The backup stands in every case, the database is not open and the current file is unchanged. The
  * data file is unchanged unless the copying itself failed; then restore again.
  */
-PM_EXPORT int32_t PmRestoreBackupFile(const PmChar* path);
+PM_EXPORT int32_t PM_CALL PmRestoreBackupFile(const PmChar* path);
 
 /**
  * Draws a new random ID, which no open database holds, and makes it pending. Writes nothing. Draws from
@@ -180,7 +180,7 @@ PM_EXPORT int32_t PmRestoreBackupFile(const PmChar* path);
  * same kind and an equal string (a pending one does not count), when the draw came out 0 (call again), for
  * too long a string, and when there is no memory.
  */
-PM_EXPORT uint32_t CreateNewItemID(DataBaseHandle* handle, uint32_t kind, const PmChar* userData);
+PM_EXPORT uint32_t PM_CALL CreateNewItemID(DataBaseHandle* handle, uint32_t kind, const PmChar* userData);
 
 /**
  * Makes an ID of the caller's choice pending. Writes nothing. Neither other databases nor kinds and strings
@@ -193,7 +193,8 @@ PM_EXPORT uint32_t CreateNewItemID(DataBaseHandle* handle, uint32_t kind, const 
  * @return 1; 0, with nothing changed, for an unknown handle, when the ID is pending or committed in this
  * database, for too long a string, and when there is no memory.
  */
-PM_EXPORT int32_t RetainID(DataBaseHandle* handle, uint32_t id, uint32_t kind, const PmChar* userData);
+PM_EXPORT int32_t PM_CALL RetainID(DataBaseHandle* handle, uint32_t id, uint32_t kind,
+                                   const PmChar* userData);
 
 /**
  * Looks a committed ID up by its kind and its user-data string, compared code unit by code unit.
@@ -204,7 +205,7 @@ PM_EXPORT int32_t RetainID(DataBaseHandle* handle, uint32_t id, uint32_t kind, c
  * @return the ID, that of the lowest slot when several have both; 0 when there is none, for an unknown handle
  * and for a null string.
  */
-PM_EXPORT uint32_t GetItemIDByUserdata(DataBaseHandle* handle, uint32_t kind, const PmChar* userData);
+PM_EXPORT uint32_t PM_CALL GetItemIDByUserdata(DataBaseHandle* handle, uint32_t kind, const PmChar* userData);
 
 /**
  * An ID's user-data string, and whether the ID is still pending.
@@ -215,7 +216,7 @@ PM_EXPORT uint32_t GetItemIDByUserdata(DataBaseHandle* handle, uint32_t kind, co
  * @return the string, lent; null when the ID has none, when it is unknown, for an unknown handle and for a
  * null `pending`.
  */
-PM_EXPORT const PmChar* GetItemAddons(DataBaseHandle* handle, uint32_t id, uint32_t* pending);
+PM_EXPORT const PmChar* PM_CALL GetItemAddons(DataBaseHandle* handle, uint32_t id, uint32_t* pending);
 
 /**
  * Starts the enumeration of the committed IDs of a kind, in slot order. The database has one place in it,
@@ -225,7 +226,7 @@ PM_EXPORT const PmChar* GetItemAddons(DataBaseHandle* handle, uint32_t id, uint3
  * @param kind the kind; no kind matches all.
  * @return the first ID; 0 when there is none and for an unknown handle.
  */
-PM_EXPORT uint32_t FirstGetItemID(DataBaseHandle* handle, uint32_t kind);
+PM_EXPORT uint32_t PM_CALL FirstGetItemID(DataBaseHandle* handle, uint32_t kind);
 
 /**
  * The next committed ID of a kind behind the one that the enumeration gave last, or from the first slot when
@@ -236,7 +237,7 @@ PM_EXPORT uint32_t FirstGetItemID(DataBaseHandle* handle, uint32_t kind);
  * @param kind the kind, which may differ from one call to the next.
  * @return the ID; 0 at the end, where the place stays until FirstGetItemID, and for an unknown handle.
  */
-PM_EXPORT uint32_t NextGetItemID(DataBaseHandle* handle, uint32_t kind);
+PM_EXPORT uint32_t PM_CALL NextGetItemID(DataBaseHandle* handle, uint32_t kind);
 
 /**
  * Counts the committed IDs of a kind.
@@ -245,7 +246,7 @@ PM_EXPORT uint32_t NextGetItemID(DataBaseHandle* handle, uint32_t kind);
  * @param kind the kind.
  * @return their number; 0 for an unknown handle.
  */
-PM_EXPORT uint32_t GetItemCount(DataBaseHandle* handle, uint32_t kind);
+PM_EXPORT uint32_t PM_CALL GetItemCount(DataBaseHandle* handle, uint32_t kind);
 
 /**
  * Makes bytes the whole content of an item. The first insert under a pending ID commits the ID: item and
@@ -269,8 +270,8 @@ PM_EXPORT uint32_t GetItemCount(DataBaseHandle* handle, uint32_t kind);
  * - -2, -4: from the sync that `syncNow` asked for, as for PmSyncDirtyData. The bytes are kept in memory for
  * the next sync, but a pending ID stays pending: insert again to commit it
  */
-PM_EXPORT int32_t InserItemToDataBase(DataBaseHandle* handle, uint32_t id, const void* data, uint32_t size,
-                                      int32_t syncNow);
+PM_EXPORT int32_t PM_CALL InserItemToDataBase(DataBaseHandle* handle, uint32_t id, const void* data,
+                                              uint32_t size, int32_t syncNow);
 
 /**
  * Deletes an item and its ID, and saves the table of IDs with a sync of the file: the ID is gone from the
@@ -292,7 +293,7 @@ PM_EXPORT int32_t InserItemToDataBase(DataBaseHandle* handle, uint32_t id, const
  * - -4: with `syncNow`, a mark could not be written: the item's bytes are gone while its ID stays committed
  * (an insert stores it anew), and the file is torn until a later sync completes
  */
-PM_EXPORT int32_t DeleteItemFromDataBase(DataBaseHandle* handle, uint32_t id, int32_t syncNow);
+PM_EXPORT int32_t PM_CALL DeleteItemFromDataBase(DataBaseHandle* handle, uint32_t id, int32_t syncNow);
 
 /**
  * Writes bytes into an item, or replaces its content. The table of IDs is neither consulted nor changed. The
@@ -317,8 +318,8 @@ PM_EXPORT int32_t DeleteItemFromDataBase(DataBaseHandle* handle, uint32_t id, in
  * - -2, -4: from the sync that `syncNow` asked for, as for PmSyncDirtyData. The change is kept in memory for
  * the next sync
  */
-PM_EXPORT int32_t PmModifyItem(DataBaseHandle* handle, uint32_t id, const void* data, int32_t offset,
-                               uint32_t size, int32_t syncNow);
+PM_EXPORT int32_t PM_CALL PmModifyItem(DataBaseHandle* handle, uint32_t id, const void* data, int32_t offset,
+                                       uint32_t size, int32_t syncNow);
 
 /**
  * An item's bytes. The first call reads them from the file and verifies every packet; they stay in memory
@@ -331,7 +332,7 @@ PM_EXPORT int32_t PmModifyItem(DataBaseHandle* handle, uint32_t id, const void* 
  * when the file of the handle is not open (no file is current then), when it has no item of this ID, when the
  * item is damaged, and when there is no memory.
  */
-PM_EXPORT const void* PmGetItemPtrByID(DataBaseHandle* handle, uint32_t* idThenSize);
+PM_EXPORT const void* PM_CALL PmGetItemPtrByID(DataBaseHandle* handle, uint32_t* idThenSize);
 
 /**
  * Writes all changes of the current file. At return with 0 the data file on disk holds them, durably, and
@@ -349,7 +350,7 @@ PM_EXPORT const void* PmGetItemPtrByID(DataBaseHandle* handle, uint32_t* idThenS
  *
  * After a failure every change that is not on disk stays in memory, and the next sync tries again.
  */
-PM_EXPORT int32_t PmSyncDirtyData(void);
+PM_EXPORT int32_t PM_CALL PmSyncDirtyData(void);
 
 /**
  * Opens a transaction on the current file: from here on no sync of that file writes anything, until
@@ -358,7 +359,7 @@ PM_EXPORT int32_t PmSyncDirtyData(void);
  *
  * @return 0; -1 when no file is current.
  */
-PM_EXPORT int32_t PmStartTransaction(void);
+PM_EXPORT int32_t PM_CALL PmStartTransaction(void);
 
 /**
  * Ends the transaction of the current file, whatever the result, and writes all that was held back: first the
@@ -367,7 +368,7 @@ PM_EXPORT int32_t PmStartTransaction(void);
  *
  * @return as PmSyncDirtyData.
  */
-PM_EXPORT int32_t PmStopTransaction(void);
+PM_EXPORT int32_t PM_CALL PmStopTransaction(void);
 
 /**
  * Appends a readable report on the current file to a text file, which is created when it is missing: size and
@@ -378,7 +379,7 @@ PM_EXPORT int32_t PmStopTransaction(void);
  *
  * @param reportPath the text file.
  */
-PM_EXPORT void PrintAllItemInfo(const PmChar* reportPath);
+PM_EXPORT void PM_CALL PrintAllItemInfo(const PmChar* reportPath);
 
 #ifdef __cplusplus
 }

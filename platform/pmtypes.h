@@ -1,12 +1,13 @@
 /**
  * @file pmtypes.h
  * The types that every public header shares: the fixed-width integers, the character of a path or a
- * user-data string, and the mark of an exported function.
+ * user-data string, and the marks of an exported function.
  *
  * Strings at this boundary are zero-terminated UTF-16 and are compared code unit by code unit. One
  * PmChar is one UTF-16 code unit: wchar_t on Windows, char16_t everywhere else.
  *
- * Exported functions have the C calling convention (cdecl on 32-bit Windows) and undecorated names.
+ * Exported functions, and the functions that callers hand in, have the C calling convention (cdecl on 32-bit
+ * Windows, whatever a compiler's default is); the exports' names are undecorated.
  * No exception ever leaves one.
  */
 #ifndef PMTYPES_H
@@ -26,6 +27,13 @@ typedef wchar_t PmChar;
 typedef char16_t PmChar; /**< one UTF-16 code unit */
 #define PM_TEXT(text) u##text                            /**< a string literal of PmChar: PM_TEXT("vault") */
 #define PM_EXPORT __attribute__((visibility("default"))) /**< marks an exported function */
+#endif
+
+/** The calling convention of every function that crosses the boundary, in either direction. */
+#if defined(_M_IX86) || (defined(_WIN32) && defined(__i386__))
+#define PM_CALL __cdecl
+#else
+#define PM_CALL
 #endif
 
 #endif

@@ -40,7 +40,7 @@ struct AvlNode {
 };
 
 /** What a walk does with each node; `context` is the caller's, the result is ignored. */
-typedef int32_t (*AvlVisit)(AvlNode* node, void* context);
+typedef int32_t(PM_CALL* AvlVisit)(AvlNode* node, void* context);
 
 /**
  * A tree with its storage.
@@ -64,32 +64,32 @@ struct AvlTree {
   int16_t ownsElementArea; /**< 1 when the tree made the element area */
 
   /** Sets up the areas and their chains; the tree, or null when that fails. */
-  AvlTree* (*InitAvlTree)(AvlTree* tree, void* elementArea, int32_t nodeCount, int32_t elementSize);
+  AvlTree*(PM_CALL* InitAvlTree)(AvlTree* tree, void* elementArea, int32_t nodeCount, int32_t elementSize);
 
   /** A node, or null when there is no memory. */
-  AvlNode* (*GetAvlNode)(void* context);
+  AvlNode*(PM_CALL* GetAvlNode)(void* context);
 
   /** Storage for one element, not cleared, or null when there is no memory. Only callers use it, with the
    * tree as the context. */
-  void* (*GetAvlElement)(void* context);
+  void*(PM_CALL* GetAvlElement)(void* context);
 
   /** Takes a node back: into the area's free chain, or to the heap. */
-  void (*FreeAvlNode)(void* context, AvlNode* node);
+  void(PM_CALL* FreeAvlNode)(void* context, AvlNode* node);
 
   /** Takes an element back: filled with zeros into the area's free chain, or to the heap. Null is ignored. */
-  void (*FreeAvlElement)(void* context, void* element);
+  void(PM_CALL* FreeAvlElement)(void* context, void* element);
 
   /** Releases the areas that the tree made, and the tree record. */
-  void (*DestroyAvlTree)(AvlTree* tree);
+  void(PM_CALL* DestroyAvlTree)(AvlTree* tree);
 
   /** Compares two elements: above 0 when a sorts after b, 0 when they are equal, below 0 when a sorts before
    * b. The searched or inserted element is a, the node's is b. The default compares the values as unsigned
    * numbers. */
-  int32_t (*CmpAvlNode)(const void* a, const void* b);
+  int32_t(PM_CALL* CmpAvlNode)(const void* a, const void* b);
 };
 
 /** The size of an AvlNode in bytes. */
-PM_EXPORT uint32_t GetAvlNodeSize(void);
+PM_EXPORT uint32_t PM_CALL GetAvlNodeSize(void);
 
 /** Makes an empty tree, which the caller releases with ReleaseAvlTree.
  *
@@ -105,40 +105,40 @@ PM_EXPORT uint32_t GetAvlNodeSize(void);
  *
  * Null when there is no memory, a count or a size is out of range, or an area would exceed 4 GiB; a header of
  * the caller's stays the caller's then. */
-PM_EXPORT AvlTree* CreateAvlTree(AvlTree* header, AvlNode* nodeArea, int32_t nodeCount, void* elementArea,
-                                 int32_t elementSize);
+PM_EXPORT AvlTree* PM_CALL CreateAvlTree(AvlTree* header, AvlNode* nodeArea, int32_t nodeCount,
+                                         void* elementArea, int32_t elementSize);
 
 /** Inserts an element; called with the tree's root, and keeps it up to date. The subtree's new root. An
  * element equal to one in the tree is not stored, and without memory for a node nothing changes (null for an
  * empty tree): the caller learns of either by searching. A null tree gives null after an assertion report on
  * standard output. */
-PM_EXPORT AvlNode* InsertAvlNode(void* element, AvlTree* tree, AvlNode* root);
+PM_EXPORT AvlNode* PM_CALL InsertAvlNode(void* element, AvlTree* tree, AvlNode* root);
 
 /** The node that holds an element equal to `key`, or null. */
-PM_EXPORT AvlNode* FindAvlNode(const void* key, const AvlTree* tree, AvlNode* root);
+PM_EXPORT AvlNode* PM_CALL FindAvlNode(const void* key, const AvlTree* tree, AvlNode* root);
 
 /** The leftmost node of a subtree, which holds its least element; null for a null subtree. */
-PM_EXPORT AvlNode* FindMinAvlNode(AvlNode* root);
+PM_EXPORT AvlNode* PM_CALL FindMinAvlNode(AvlNode* root);
 
 /** The rightmost node of a subtree, which holds its greatest element; null for a null subtree. */
-PM_EXPORT AvlNode* FindMaxAvlNode(AvlNode* root);
+PM_EXPORT AvlNode* PM_CALL FindMaxAvlNode(AvlNode* root);
 
 /** Removes the element equal to `element` and gives it back through FreeAvlElement; called with the tree's
  * root, and keeps it up to date. The subtree's new root; the unchanged one when there is no such element. */
-PM_EXPORT AvlNode* DeleteAvlNode(const void* element, AvlTree* tree, AvlNode* root);
+PM_EXPORT AvlNode* PM_CALL DeleteAvlNode(const void* element, AvlTree* tree, AvlNode* root);
 
 /** Visits a subtree's nodes in ascending order. A visit must not release or unlink its node. */
-PM_EXPORT void InorderTravAvlTree(AvlNode* root, AvlVisit visit, void* context);
+PM_EXPORT void PM_CALL InorderTravAvlTree(AvlNode* root, AvlVisit visit, void* context);
 
 /** Visits a subtree's nodes, children before their parent. A visit may release its node. */
-PM_EXPORT void PostorderTravAvlTree(AvlNode* root, AvlVisit visit, void* context);
+PM_EXPORT void PM_CALL PostorderTravAvlTree(AvlNode* root, AvlVisit visit, void* context);
 
 /** The node's element. */
-PM_EXPORT void* AvlTreeElement(const AvlNode* node);
+PM_EXPORT void* PM_CALL AvlTreeElement(const AvlNode* node);
 
 /** Gives every element back through FreeAvlElement, in post-order, and releases the tree: its nodes, the
  * areas that it made, and its record, which is released with Free also when the caller supplied it. */
-PM_EXPORT void ReleaseAvlTree(AvlTree* tree);
+PM_EXPORT void PM_CALL ReleaseAvlTree(AvlTree* tree);
 
 #ifdef __cplusplus
 }

@@ -20,65 +20,66 @@ extern "C" {
 #endif
 
 /** 0 when an entry of that name exists (a file or a folder), -1 when not. */
-PM_EXPORT int32_t FExists(const PmChar* path);
+PM_EXPORT int32_t PM_CALL FExists(const PmChar* path);
 
 /** Opens a stream; `mode` as for fopen, of which the first 4 characters count. Null when it cannot be opened;
  * a folder never can. The caller closes it with FClose. */
-PM_EXPORT FILE* FOpen(const PmChar* path, const char* mode);
+PM_EXPORT FILE* PM_CALL FOpen(const PmChar* path, const char* mode);
 
 /** fclose: 0 on success, else EOF: bytes written before may be lost. The stream is released either way. */
-PM_EXPORT int32_t FClose(FILE* stream);
+PM_EXPORT int32_t PM_CALL FClose(FILE* stream);
 
 /** fread: reads up to `elementCount` elements of `elementSize` bytes; the number of whole elements read,
  * short at the end of the file or on an error. */
-PM_EXPORT int32_t FRead(void* buffer, uint32_t elementSize, uint32_t elementCount, FILE* stream);
+PM_EXPORT int32_t PM_CALL FRead(void* buffer, uint32_t elementSize, uint32_t elementCount, FILE* stream);
 
 /** Reads one line into a buffer of `size` bytes, which is cleared first: at most size - 1 characters, the
  * line break included when the line fits. The length of the text (up to its first zero byte), or -3 at the
  * end of the file, on an error, and for a null buffer or a size below 1. */
-PM_EXPORT int32_t FReadLine(char* buffer, int32_t size, FILE* stream);
+PM_EXPORT int32_t PM_CALL FReadLine(char* buffer, int32_t size, FILE* stream);
 
 /** fwrite: writes `elementCount` elements of `elementSize` bytes; the number of whole elements taken, short
  * on an error. The stream may keep them back until FFlush or FClose. */
-PM_EXPORT int32_t FWrite(const void* buffer, uint32_t elementSize, uint32_t elementCount, FILE* stream);
+PM_EXPORT int32_t PM_CALL FWrite(const void* buffer, uint32_t elementSize, uint32_t elementCount,
+                                 FILE* stream);
 
 /** fseek: moves to `offset` bytes from `origin` (0 the start, 1 the current position, 2 the end). 0 on
  * success, nonzero on failure. */
-PM_EXPORT int32_t FSeek(FILE* stream, int32_t offset, int32_t origin);
+PM_EXPORT int32_t PM_CALL FSeek(FILE* stream, int32_t offset, int32_t origin);
 
 /** Nonzero when a read has tried to go beyond the end of the file since the last FSeek, else 0. */
-PM_EXPORT int32_t FEof(FILE* stream);
+PM_EXPORT int32_t PM_CALL FEof(FILE* stream);
 
 /** The size of the file in bytes, 0 for a folder, -1 when no entry of that name exists. Of a size of 2 GiB or
  * more these are the low 32 bits, taken as a signed number. */
-PM_EXPORT int32_t FSize(const PmChar* path);
+PM_EXPORT int32_t PM_CALL FSize(const PmChar* path);
 
 /** Puts the folder of the running program, with its final separator, into a buffer of `size` characters. The
  * result is the length of the program's full path (not of the folder), or 0 on failure. A path that does not
  * fit is cut to size - 1 characters before its folder is taken, and the result is `size`. */
-PM_EXPORT int32_t GetCurDir(int32_t size, PmChar* buffer);
+PM_EXPORT int32_t PM_CALL GetCurDir(int32_t size, PmChar* buffer);
 
 /** Deletes a file: 0 when it was deleted, -1 when not. */
-PM_EXPORT int32_t FDelete(const PmChar* path);
+PM_EXPORT int32_t PM_CALL FDelete(const PmChar* path);
 
 /** Cuts a file to `size` bytes, or extends it with zero bytes; a missing file is made, for its owner alone. 0
  * on success and also when the file cannot be opened at all, -1 when the length could not be changed. */
-PM_EXPORT int32_t FTruncate(const PmChar* path, int32_t size);
+PM_EXPORT int32_t PM_CALL FTruncate(const PmChar* path, int32_t size);
 
 /** fflush: hands what the stream keeps back to the system. 0 on success, nonzero on failure. */
-PM_EXPORT int32_t FFlush(FILE* stream);
+PM_EXPORT int32_t PM_CALL FFlush(FILE* stream);
 
 /** Copies a file, replacing the content of the destination, which is cut first: the two paths must not name
  * the same file. 0 on success, -2 when either file cannot be opened, -4 when a write failed (the whole source
  * is tried all the same, and the partial destination stays). An error while reading the source ends the copy
  * as the end of the source does, with the same result. */
-PM_EXPORT int32_t FCopyToFile(const PmChar* source, const PmChar* destination);
+PM_EXPORT int32_t PM_CALL FCopyToFile(const PmChar* source, const PmChar* destination);
 
 /** Hides a file (`hide` nonzero) or shows it (0). Nonzero on success, 0 on failure, as for a missing file. On
  * Windows every other attribute is cleared. Elsewhere the attribute is the one that SMB servers and Windows
  * compatibility layers keep with a file; where the file system has no room for it the call succeeds and does
  * nothing. */
-PM_EXPORT int32_t FSetHideAttribute(const PmChar* path, int32_t hide);
+PM_EXPORT int32_t PM_CALL FSetHideAttribute(const PmChar* path, int32_t hide);
 
 #ifdef __cplusplus
 }

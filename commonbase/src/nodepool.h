@@ -34,37 +34,37 @@ struct CommonPool {
   int32_t freeNum;         /**< nodes on the free chain */
 
   /** Chains the whole area into the free chain, whatever was handed out. */
-  void (*InitCommonPool)(CommonPool* pool);
+  void(PM_CALL* InitCommonPool)(CommonPool* pool);
 
   /** Hands out a node of nodeSize bytes, which belongs to the caller until it is given back. A node of the
    * area is filled with zeros, one from the heap is not. Null when the area is used up and the heap has no
    * memory; the pool is unchanged then. */
-  void* (*GetCommonNode)(CommonPool* pool);
+  void*(PM_CALL* GetCommonNode)(CommonPool* pool);
 
   /** Takes back a node of this pool. A node of the area is filled with zeros and goes to the front of the
    * free chain; any other is released to the heap (null is ignored). Giving a node back twice, or one of
    * another pool's area, is not detected. */
-  void (*FreeCommonNode)(void* node, CommonPool* pool);
+  void(PM_CALL* FreeCommonNode)(void* node, CommonPool* pool);
 
   /** Releases the pool's block, record and area. */
-  void (*FreeCommonPool)(CommonPool* pool);
+  void(PM_CALL* FreeCommonPool)(CommonPool* pool);
 };
 
 /** The standard library's malloc: `size` bytes, not cleared, or null when there is no memory. The block may
  * be released with Free or with free. */
-PM_EXPORT void* Malloc(uint32_t size);
+PM_EXPORT void* PM_CALL Malloc(uint32_t size);
 
 /** The standard library's free: releases a block from Malloc or malloc. Null is ignored. */
-PM_EXPORT void Free(void* block);
+PM_EXPORT void PM_CALL Free(void* block);
 
 /** Makes a pool whose area has `nodeNum` nodes (at least 1) of `nodeSize` bytes each (at least 4); release it
  * with ReleaseCommonPool. Null when there is no memory for it (record and area must fit in 4 GiB), when
  * nodeNum is below 1, and, after an assertion report on standard output, when nodeSize is below 4. */
-PM_EXPORT CommonPool* CreateCommonPool(int32_t nodeNum, int32_t nodeSize);
+PM_EXPORT CommonPool* PM_CALL CreateCommonPool(int32_t nodeNum, int32_t nodeSize);
 
 /** Releases a pool with its area; all nodes of the area become invalid, handed out or not. Nodes from the
  * heap that were not given back stay allocated, and are then released with Free. Null is ignored. */
-PM_EXPORT void ReleaseCommonPool(CommonPool* pool);
+PM_EXPORT void PM_CALL ReleaseCommonPool(CommonPool* pool);
 
 #ifdef __cplusplus
 }
