@@ -140,8 +140,9 @@ bool PathNamesDataFile(const FileInfo* file) {
 bool DropBackup(FileInfo* file) {
   const BackupNames names(file->path);
   file->backupKnown = false;
-  if (platform::Remove(names.backup)) return platform::SyncFolder(file->path);
-  return !platform::Exists(names.backup);
+  // One that seems to be gone is gone when the folder answers.
+  return (platform::Remove(names.backup) || !platform::Exists(names.backup)) &&
+         platform::SyncFolder(file->path);
 }
 
 void DeleteBackupFile(FileInfo* file) {

@@ -42,7 +42,7 @@ int32_t MoveBlock(FileInfo* file, uint32_t from, uint32_t to) {
 int32_t CompactDataFile(FileInfo* file) {
   const uint32_t free = file->freeBlocks.count();
   if (free == 0) return kOk;
-  if (file->torn || !ReserveFreeBlocks(file) || BeginPass(file) != kOk) return kCannotOpen;
+  if (file->torn || BeginPass(file) != kOk) return kCannotOpen;
 
   const uint32_t end = std::max(file->blockNum - free, MoveLiveBlocks(file));
   const auto& left = file->freeBlocks;

@@ -10,7 +10,7 @@ namespace storage {
 int32_t DeleteItem(uint32_t id, int32_t syncNow) {
   FileInfo* file = CurrentFile();
   ItemInfo* item = FindItemInIndex(id);
-  if (item == nullptr || !ReserveFreeBlocks(file)) return kNoItem;
+  if (item == nullptr || !ReserveBlocks(file, file->blockNum)) return kNoItem;
   const bool marks =
       syncNow != 0 && !file->inTransaction && (item->fragments.count != 0 || !file->unmarkedBlocks.empty());
   if (marks) {

@@ -23,12 +23,12 @@ bool IsInFile(const FileInfo* file, uint32_t block) {
 
 }  // namespace
 
-bool ReserveFreeBlocks(FileInfo* file) {
-  if (!file->freeBlocks.reserve(file->blockNum) || !file->unmarkedBlocks.reserve(file->blockNum) ||
-      !file->freeBlockOwner.reserve(file->blockNum)) {
+bool ReserveBlocks(FileInfo* file, uint32_t blockNum) {
+  if (!file->freeBlocks.reserve(blockNum) || !file->unmarkedBlocks.reserve(blockNum) ||
+      !file->staleBlocks.reserve(blockNum) || !file->freeBlockOwner.reserve(blockNum)) {
     return false;
   }
-  while (file->freeBlockOwner.size() < file->blockNum) file->freeBlockOwner.add(0);
+  while (file->freeBlockOwner.size() < blockNum) file->freeBlockOwner.add(0);
   return true;
 }
 
@@ -43,14 +43,11 @@ void InsertMarkedBlock(FileInfo* file, uint32_t block) {
 }
 
 uint32_t AllocateBlock(FileInfo* file) {
-  if (!file->freeBlocks.empty()) {
-    const uint32_t block = file->freeBlocks.lowest();
-    file->freeBlocks.erase(block);
-    file->unmarkedBlocks.erase(block);
-    return block;
-  }
-  if (file->blockNum >= kMaxBlocks || !file->staleBlocks.reserve(file->blockNum + 1)) return kNoBlock;
-  return file->blockNum++;
+  if (file->freeBlocks.empty()) return file->blockNum++;
+  const uint32_t block = file->freeBlocks.lowest();
+  file->freeBlocks.erase(block);
+  file->unmarkedBlocks.erase(block);
+  return block;
 }
 
 bool IsFreeBlock(const FileInfo* file, uint32_t offset) {
@@ -73,7 +70,7 @@ int32_t SyncFreeBlock(FileInfo* file) {
 int32_t WriteFreeMarks(FileInfo* file) {
   platform::FileStamp stamp;
   if (!file->file.stamp(&stamp)) return kWriteFailed;
-  for (uint32_t block = file->unmarkedBlocks.lowest(); block != kNoBlock;
+  for (uint32_t block = file->unmarkedBlocks.lowest(); block != commonbase::NumberSet::kNone;
        block = file->unmarkedBlocks.next(block)) {
     if (block >= stamp.size / kBlockSize) {
       if (IsInFile(file, block)) return kWriteFailed;
@@ -99,7 +96,8 @@ bool MarkConfusableBlocks(FileInfo* file) {
   RoughIds dirty;
   for (const ItemInfo* item : file->dirtyItems) dirty.add(item->id);
   const auto& unmarked = file->unmarkedBlocks;
-  for (uint32_t block = unmarked.lowest(); block != kNoBlock; block = unmarked.next(block + 1)) {
+  for (uint32_t block = unmarked.lowest(); block != commonbase::NumberSet::kNone;
+       block = unmarked.next(block + 1)) {
     const uint32_t owner = file->freeBlockOwner[block];
     PacketHeader header;
     if (owner != kUnknownOwner && !dirty.mayHold(owner)) continue;
@@ -117,7 +115,7 @@ bool MarkConfusableBlocks(FileInfo* file) {
 
 void ForgetFreeMarks(FileInfo* file) {
   const auto& free = file->freeBlocks;
-  for (uint32_t block = free.lowest(); block != kNoBlock; block = free.next(block + 1)) {
+  for (uint32_t block = free.lowest(); block != commonbase::NumberSet::kNone; block = free.next(block + 1)) {
     file->unmarkedBlocks.insert(block);
   }
 }

@@ -22,20 +22,19 @@
 
 namespace storage {
 
-// Makes room for every block of the file in the free-block records. False when there is no memory.
-bool ReserveFreeBlocks(FileInfo* file);
+// Makes room for the blocks of a file of `blockNum` blocks in all records of blocks. False when there is no
+// memory.
+bool ReserveBlocks(FileInfo* file, uint32_t blockNum);
 
 // Puts a block among the free ones; `owner` is the item whose packet it still holds, kUnknownOwner when its
-// header has to be asked. Needs ReserveFreeBlocks.
+// header has to be asked. Needs ReserveBlocks.
 constexpr uint32_t kUnknownOwner = UINT32_MAX;
 void InsertFreeBlock(FileInfo* file, uint32_t block, uint32_t owner);
 
-// Puts a block that carries the free mark on disk among the free ones. Needs ReserveFreeBlocks.
+// Puts a block that carries the free mark on disk among the free ones. Needs ReserveBlocks.
 void InsertMarkedBlock(FileInfo* file, uint32_t block);
 
-// Takes the lowest free block, else the one behind the end of the file; kNoBlock when the file is as large as
-// a data file may be or when there is no memory.
-constexpr uint32_t kNoBlock = UINT32_MAX;
+// Takes the lowest free block, else the one behind the end of the file. Needs ReserveBlocks.
 uint32_t AllocateBlock(FileInfo* file);
 
 // Whether block `offset` / 1024 is free.

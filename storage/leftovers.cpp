@@ -70,7 +70,7 @@ bool AreSound(const FileInfo* file, const ItemInfo* item, const Census& census, 
 template <typename Keep>
 bool KeepOnly(FileInfo* file, ItemInfo* item, const Census& census, Keep keep) {
   if (!AreSound(file, item, census, keep)) return true;
-  if (!ReserveFreeBlocks(file)) return false;
+  if (!ReserveBlocks(file, file->blockNum)) return false;
   item->fragments.count = 0;
   item->size = 0;
   for (uint32_t i = 0; i < census.headers.size(); ++i) {
@@ -103,8 +103,9 @@ bool SettleItem(FileInfo* file, ItemInfo* item) {
   if (whole) return true;
   if (census.onlyPackets == 1) return KeepOnly(file, item, census, IsOnlyPacket);
   if (census.onlyPackets != 0 || !census.runEnds) return true;
-  return KeepOnly(file, item, census,
-                  [&](const PacketHeader& header) { return header.packetSeq <= census.run; });
+  return KeepOnly(file, item, census, [&](const PacketHeader& header) {
+    return IsNumberedPacket(header) && header.packetSeq <= census.run;
+  });
 }
 
 }  // namespace storage

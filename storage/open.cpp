@@ -49,7 +49,7 @@ bool InsertBlock(Scan* scan, uint32_t block, const PacketHeader& header) {
   FileInfo* file = scan->file;
   file->blockNum = block + 1;
   if (header.packetType != kFreeBlock) return InsertPacket(scan, block, header);
-  if (!ReserveFreeBlocks(file)) return false;
+  if (!ReserveBlocks(file, file->blockNum)) return false;
   InsertMarkedBlock(file, block);
   return true;
 }
@@ -89,7 +89,7 @@ int32_t ReadDataFile(FileInfo* file) {
   for (ItemInfo* item : scan.suspects) {
     if (item->fragments.count > 1 && !SettleItem(file, item)) return kCannotOpen;
   }
-  return file->staleBlocks.reserve(file->blockNum) ? kOk : kCannotOpen;
+  return kOk;
 }
 
 int32_t OpenDataFile(const PmChar* path, const uint32_t* flags, uint32_t pathBytes) {

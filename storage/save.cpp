@@ -1,5 +1,7 @@
 #include "storage/save.h"
 
+#include <algorithm>
+
 #include "storage/backup.h"
 #include "storage/blockio.h"
 #include "storage/dirty.h"
@@ -11,14 +13,21 @@ namespace storage {
 
 namespace {
 
-// Whether the dirty items, saved in their order, fit into the largest data file.
-bool FitsTheFile(const FileInfo* file) {
-  int64_t room = int64_t{kMaxBlocks} - file->blockNum + file->freeBlocks.count();
-  for (const ItemInfo* item : file->dirtyItems) {
-    room -= int64_t{PacketsFor(item->size)} - item->fragments.count;
-    if (room < 0) return false;
+// Makes room for all that saving the dirty items in their order takes, so that a pass cannot fail for it. False
+// when there is no memory, or when they do not fit into the largest data file.
+bool ReserveItems(FileInfo* file) {
+  int64_t blockNum = file->blockNum;
+  int64_t free = file->freeBlocks.count();
+  for (ItemInfo* item : file->dirtyItems) {
+    const uint32_t needed = PacketsFor(item->size);
+    if (!item->fragments.reserve(needed)) return false;
+    free -= int64_t{needed} - item->fragments.count;
+    if (free < 0) {
+      blockNum -= free;
+      free = 0;
+    }
   }
-  return true;
+  return blockNum <= kMaxBlocks && ReserveBlocks(file, static_cast<uint32_t>(blockNum));
 }
 
 // Gives back the item's blocks from number `first` on; those at or behind `fileEnd` are not in the file yet.
@@ -90,7 +99,7 @@ int32_t WriteDirtyItems(FileInfo* file, uint32_t* savedNum) {
 
 int32_t BeginPass(FileInfo* file) {
   SortDirty(file);
-  if (!FitsTheFile(file)) return kWriteFailed;
+  if (!ReserveItems(file)) return kWriteFailed;
   if (file->torn) return kOk;
   if (!PathNamesDataFile(file)) return kCannotOpen;
   if (const int32_t result = BackupDataFile(file); result != kOk) return result;
@@ -104,8 +113,7 @@ int32_t EndPass(FileInfo* file, bool onDisk, int32_t result, uint32_t savedNum) 
   bool durable = onDisk && ours;
   if (whole) {
     StampDataFile(file);
-    // A backup that seems to be gone is gone when the folder answers.
-    durable = BackupDataFile(file) == kOk || (DropBackup(file) && platform::SyncFolder(file->path));
+    durable = BackupDataFile(file) == kOk || DropBackup(file);
   }
   // From the back, since taking an item off moves the last one into its place.
   for (uint32_t i = durable ? savedNum : 0; i-- > 0;) MarkClean(file, file->dirtyItems[i]);
@@ -120,36 +128,25 @@ int32_t EndPass(FileInfo* file, bool onDisk, int32_t result, uint32_t savedNum) 
   return ours ? kWriteFailed : kCannotOpen;
 }
 
-bool AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file) {
+uint32_t AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file) {
   const uint32_t needed = PacketsFor(size);
-  const uint32_t had = item->fragments.count;
   const uint32_t fileEnd = file->blockNum;
-  if (!item->fragments.reserve(needed)) return false;
-  if (needed != had && !ReserveFreeBlocks(file)) return false;
-  while (item->fragments.count < needed) {
-    const uint32_t block = AllocateBlock(file);
-    if (block == kNoBlock) {
-      GiveBackBlocks(item, file, had, fileEnd, kUnknownOwner);
-      return false;
-    }
-    item->fragments.add(block * kBlockSize);
-  }
+  while (item->fragments.count < needed) item->fragments.add(AllocateBlock(file) * kBlockSize);
   GiveBackBlocks(item, file, needed, fileEnd, item->id);
-  return true;
+  return needed;
 }
 
 int32_t SaveItemToFile(ItemInfo* item, FileInfo* file) {
   const uint32_t had = item->fragments.count;
   const uint32_t fileEnd = file->blockNum;
-  if (!AdjustFragmentCount(item->size, item, file)) return kWriteFailed;
-  const uint32_t known = had < item->fragments.count ? had : item->fragments.count;
-  const uint32_t written = WritePackets(item, file, known);
-  if (written == item->fragments.count) {
+  const uint32_t needed = AdjustFragmentCount(item->size, item, file);
+  const uint32_t written = WritePackets(item, file, std::min(had, needed));
+  if (written == needed) {
     NoteSaved(item);
     return kOk;
   }
   ForgetSaved(item);
-  GiveBackBlocks(item, file, written > had ? written : had, fileEnd, kUnknownOwner);
+  GiveBackBlocks(item, file, std::max(written, had), fileEnd, kUnknownOwner);
   CutBlocks(file, file->blockNum);  // a block written in part would leave a ragged end
   return kWriteFailed;
 }

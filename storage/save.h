@@ -29,17 +29,18 @@
 
 namespace storage {
 
-// Makes the backup and enters TORN; only the checks when the file is torn already. kCannotOpen when the
-// path names another file by now; the backup's code when it could not be made.
+// Makes the backup and enters TORN; only the checks when the file is torn already. kWriteFailed when the dirty
+// items do not fit into a data file or into memory, kCannotOpen when the path names another file by now, the
+// backup's code when it could not be made; nothing is written then.
 int32_t BeginPass(FileInfo* file);
 
 // Ends a pass whose writing gave `result` and was made durable when `onDisk`, making the first `savedNum`
 // dirty items clean when a recovery would find them: 0 and WHOLE; or the first failure and TORN.
 int32_t EndPass(FileInfo* file, bool onDisk, int32_t result, uint32_t savedNum);
 
-// Gives the item exactly the blocks that `size` bytes need: new ones behind its last, or its last ones given
-// up. False, with the blocks as they were, when no block or no memory could be had.
-bool AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file);
+// Gives the item exactly the blocks that `size` bytes need, whose number it returns: new ones behind its last,
+// or its last ones given up. In a pass, which has made room for them.
+uint32_t AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file);
 
 // Writes the item's packets that are not on disk yet: 0 or kWriteFailed.
 int32_t SaveItemToFile(ItemInfo* item, FileInfo* file);
