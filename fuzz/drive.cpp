@@ -52,19 +52,11 @@ std::optional<Bytes> Item(DataBaseHandle* handle, uint32_t id) {
   return Bytes(bytes, bytes + word);
 }
 
-// Every item but the table and `changed` reads as the file has it. One with packets besides its own, some of
-// them perhaps damaged, may also be refused.
+// Every item but the table and `changed` reads as the file has it.
 void CompareItems(DataBaseHandle* handle, const Bytes& file, uint32_t changed) {
-  const vault::Scan scan = vault::ScanFile(file);
-  std::map<uint32_t, size_t> packets;
-  for (size_t at = 0; at < file.size(); at += vault::kBlock) {
-    if (file[at + 1] != 2) ++packets[vault::Get(&file[at + 12])];
-  }
-  for (const auto& [id, item] : scan.items) {
+  for (const auto& [id, item] : vault::ScanFile(file).items) {
     if (id == 0 || id == changed) continue;
-    const std::optional<Bytes> found = Item(handle, id);
-    const bool refused = !found && packets[id] > item.blocks.size();
-    Require(refused || found == vault::Assemble(file, item), "an item reads as it stands");
+    Require(Item(handle, id) == vault::Assemble(file, item), "an item reads as it stands");
   }
 }
 
@@ -139,20 +131,6 @@ void Restore(const Bytes& backup) {
   Require(result == 0 || result == -2, "a documented result");
   Require(Read(VaultPath()) == (result == 0 ? backup : sound), "restored or untouched");
   if (result == 0) Use(OpenDataBaseFile(VaultPath().u16string().c_str()), backup);
-}
-
-void Repair(uint8_t* bytes, size_t size, unsigned seed) {
-  for (size_t at = 0; at + vault::kBlock <= size; at += vault::kBlock) {
-    seed = seed * 1664525 + 1013904223;
-    if ((seed >> 24) % 16 == 0) continue;
-    uint8_t* block = bytes + at;
-    block[0] = 0x41;
-    block[1] %= 3;
-    const uint32_t length = vault::Get(block + 4);
-    if (length > vault::kRoom && (seed >> 16) % 8 != 0) vault::Put(block + 4, length % (vault::kRoom + 1));
-    vault::Put(block + 1016, vault::Checksum(block, 16 + std::min(vault::Get(block + 4), vault::kRoom)));
-    vault::Put(block + 1020, 0x89ABCDEF);
-  }
 }
 
 }  // namespace drive

@@ -18,7 +18,4 @@ void UseTable(const Bytes& table);
 // opened.
 void Restore(const Bytes& backup);
 
-// Makes blocks valid again after a mutation, each with a chance drawn by the seed: header, checksum, trailer.
-void Repair(uint8_t* bytes, size_t size, unsigned seed);
-
 }  // namespace drive

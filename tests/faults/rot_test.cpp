@@ -7,10 +7,10 @@
 #include <random>
 
 #include "fuzz/drive.h"
+#include "tests/support/fixture.h"
 
 namespace {
 
-using vault::Bytes;
 using vault::kBlock;
 
 // The table, an item in one block, one in three with a leftover of a longer version, and a free block.
@@ -59,6 +59,23 @@ TEST(Rot, BlocksSwappedAndDoubled) {
       }
     }
     drive::OpenAndUse(file);
+  }
+}
+
+// The fuzzers' inputs, without the fuzzer.
+TEST(Rot, TheCorpora) {
+  const struct {
+    const char* folder;
+    void (*play)(const Bytes&);
+  } kCorpora[] = {{"open", drive::OpenAndUse}, {"table", drive::UseTable}, {"restore", drive::Restore}};
+  for (const auto& corpus : kCorpora) {
+    int played = 0;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(std::string(PMSTORE_CORPUS "/") + corpus.folder)) {
+      corpus.play(ReadBytes(entry.path()).value_or(Bytes()));
+      ++played;
+    }
+    EXPECT_GT(played, 0) << corpus.folder;
   }
 }
 

@@ -9,32 +9,26 @@ namespace {
 constexpr uint32_t kTrailer = 0x89ABCDEF;
 
 struct Packet {
-  uint32_t block, type, seq, size;
+  uint32_t block, type, seq, size, offset;
 };
 
-// Whether these packets, in order, are packets 1 to n of one item, all full but the last.
-bool IsRun(const std::vector<Packet>& packets) {
-  for (size_t i = 0; i < packets.size(); ++i) {
-    if (packets[i].type != 1 || packets[i].seq != i + 1) return false;
-    if (i + 1 < packets.size() && packets[i].size != kRoom) return false;
+// The packets that are the item, out of all those that bear its ID: one that is an item by itself, or packets
+// 1, 2, ... up to the first that is not full; where there is no such thing, all of them.
+std::vector<Packet> Current(const std::vector<Packet>& all) {
+  std::vector<Packet> only, numbered;
+  for (const Packet& p : all) {
+    if (p.type == 0 && p.seq == 0 && p.offset == 0) only.push_back(p);
+    if (p.type == 1 && p.seq != 0 && p.offset == (p.seq - 1) * kRoom) numbered.push_back(p);
   }
-  return packets.size() > 1;
-}
-
-// The packets that are the item, out of all those that bear its ID.
-std::vector<Packet> Current(std::vector<Packet> all) {
-  const auto single = [](const Packet& p) { return p.type == 0 && p.seq == 0; };
-  if (all.size() == 1 && single(all[0])) return all;
-  std::stable_sort(all.begin(), all.end(), [](const Packet& a, const Packet& b) { return a.seq < b.seq; });
-  if (IsRun(all)) return all;
-  if (std::count_if(all.begin(), all.end(), single) == 1) {
-    return {*std::find_if(all.begin(), all.end(), single)};
-  }
-  const auto last = std::find_if(all.begin(), all.end(), [](const Packet& p) { return p.size < kRoom; });
-  if (last != all.end()) {
-    const std::vector<Packet> run(all.begin(), last + 1);
-    const bool doubled = last + 1 != all.end() && (last + 1)->seq == last->seq;
-    if (IsRun(run) && !doubled) return run;
+  if (!only.empty()) return only.size() == 1 ? only : all;
+  std::stable_sort(numbered.begin(), numbered.end(),
+                   [](const Packet& a, const Packet& b) { return a.seq < b.seq; });
+  for (size_t next = 0; next < numbered.size() && numbered[next].seq == next + 1;) {
+    if (numbered[next++].size >= kRoom) continue;
+    const bool doubled = next < numbered.size() && numbered[next].seq == next;
+    if (doubled) break;
+    numbered.resize(next);
+    return numbered;
   }
   return all;
 }
@@ -106,7 +100,7 @@ Scan ScanFile(const Bytes& file) {
     if (at[1] == 2) {
       scan.free.insert(b);
     } else {
-      found[Get(at + 12)].push_back({b, at[1], Get(at + 2, 2), Get(at + 4)});
+      found[Get(at + 12)].push_back({b, at[1], Get(at + 2, 2), Get(at + 4), Get(at + 8)});
     }
   }
   for (const auto& [id, all] : found) {
@@ -138,14 +132,16 @@ std::optional<Bytes> Assemble(const Bytes& file, const Item& item) {
 
 Bytes MakeTable(const std::vector<Record>& records) {
   Bytes item;
+  const auto append = [&item](uint32_t value, int width) {
+    item.resize(item.size() + static_cast<size_t>(width));
+    Put(item.data() + item.size() - width, value, width);
+  };
   for (const Record& record : records) {
     const size_t units = record.userData ? record.userData->size() + 1 : 0;
-    Bytes bytes(20 + 2 * units);
-    const uint32_t fields[] = {record.reserved[0], record.reserved[1], record.kind, record.id,
-                               static_cast<uint32_t>(2 * units)};
-    for (int i = 0; i < 5; ++i) Put(&bytes[static_cast<size_t>(4 * i)], fields[i]);
-    for (size_t i = 0; i + 1 < units; ++i) Put(&bytes[20 + 2 * i], (*record.userData)[i], 2);
-    item.insert(item.end(), bytes.begin(), bytes.end());
+    for (const uint32_t field : {record.reserved[0], record.reserved[1], record.kind, record.id})
+      append(field, 4);
+    append(static_cast<uint32_t>(2 * units), 4);
+    for (size_t i = 0; i < units; ++i) append(record.userData->c_str()[i], 2);
   }
   return item;
 }
@@ -154,21 +150,17 @@ std::optional<std::vector<Record>> ReadTable(const Bytes& item) {
   std::vector<Record> records;
   for (size_t at = 0; at + 1 < item.size();) {
     if (item.size() - at < 20) return std::nullopt;
-    Record record;
-    uint32_t* const fields[] = {&record.reserved[0], &record.reserved[1], &record.kind, &record.id};
-    for (size_t i = 0; i < 4; ++i) *fields[i] = Get(&item[at + 4 * i]);
-    const uint32_t size = Get(&item[at + 16]);
+    const uint8_t* const header = &item[at];
+    const uint32_t size = Get(header + 16);
     at += 20;
     if (size % 2 != 0 || size > item.size() - at) return std::nullopt;
-    if (size > 0) {
-      record.userData.emplace();
-      for (size_t i = 0; i < size; i += 2)
-        record.userData->push_back(static_cast<PmChar>(Get(&item[at + i], 2)));
-      if (record.userData->back() != 0) return std::nullopt;
-      record.userData->pop_back();
-    }
-    at += size;
-    records.push_back(record);
+    records.push_back({{Get(header), Get(header + 4)}, Get(header + 8), Get(header + 12), std::nullopt});
+    if (size == 0) continue;
+    PmString& text = records.back().userData.emplace();
+    for (const size_t end = at + size; at < end; at += 2)
+      text.push_back(static_cast<PmChar>(Get(&item[at], 2)));
+    if (text.back() != 0) return std::nullopt;
+    text.pop_back();
   }
   return records;
 }
