@@ -7,7 +7,8 @@
 // Invariants:
 //  1. A File reads and writes at explicit positions and buffers nothing: what writeAt accepted has left the
 //     process.
-//  2. sync() and the functions on names report a failure of the medium; nothing here retries one.
+//  2. sync() and the functions on names report a failure of the medium; nothing here retries one. Only a file
+//     that another program holds is waited for, and not for long.
 //  3. Nothing here allocates on the heap, except where the system does so itself.
 #pragma once
 

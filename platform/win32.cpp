@@ -95,6 +95,19 @@ struct AccessRights {
   }
 };
 
+// Calls what fails while another program holds the file without sharing it. Virus scanners and indexers do so
+// for some milliseconds with every file that is new or renamed, so it is tried again for a fifth of a second.
+template <typename Call>
+bool Patiently(Call call) {
+  constexpr int kRetries = 10;
+  for (int retry = 0; !call(); ++retry) {
+    const DWORD error = GetLastError();
+    if (retry == kRetries || (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED)) return false;
+    Sleep(20);
+  }
+  return true;
+}
+
 // Looks a name up as a directory search, so that the wildcards of a search count as such.
 bool Look(const PmChar* path, WIN32_FIND_DATAW* entry) {
   HANDLE search = FindFirstFileW(SystemPath(path), entry);
@@ -222,12 +235,14 @@ bool StampOf(const PmChar* path, FileStamp* result) {
 }
 
 bool Remove(const PmChar* path) {
-  return DeleteFileW(SystemPath(path)) != 0;
+  const SystemPath name(path);
+  return Patiently([&] { return DeleteFileW(name); });
 }
 
 bool Rename(const PmChar* from, const PmChar* to) {
-  return MoveFileExW(SystemPath(from), SystemPath(to), MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH) !=
-         0;
+  constexpr DWORD kFlags = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
+  const SystemPath source(from), target(to);
+  return Patiently([&] { return MoveFileExW(source, target, kFlags); });
 }
 
 // Nothing is left to do: a rename is written through, and the file system logs changes of names in their
