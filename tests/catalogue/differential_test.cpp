@@ -31,13 +31,29 @@ uint32_t Setting(const char* name, uint32_t otherwise) {
   return text == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(text, nullptr, 10));
 }
 
-std::string Hash(const Bytes& bytes) {
-  return std::to_string(bytes.size()) + " bytes " +
-         std::to_string(vault::Checksum(bytes.data(), bytes.size()));
+std::optional<Bytes> Copy(const Bytes* bytes) {
+  return bytes == nullptr ? std::nullopt : std::optional<Bytes>(*bytes);
 }
 
 class Differential : public DataBaseTest {
  protected:
+  void run(uint32_t seed, uint32_t steps) {
+    std::cout << "PMSTORE_TEST_SEED=" << seed << " PMSTORE_TEST_STEPS=" << steps << std::endl;
+    random_.seed(seed);
+    std::srand(seed);
+    for (uint32_t i = 0; i < 3; ++i)
+      prepare(dbs_[i], std::string(1, static_cast<char>('a' + i)), i == 2 ? 620 : 0);
+    for (uint32_t n = 0; n < steps; ++n) {
+      op_ << "\n  " << n << ": ";
+      step();
+      if (!HasFailure()) checkFiles();
+      const std::string history = op_.str();
+      if (HasFailure()) FAIL() << "seed " << seed << ", the last steps:" << history;
+      if (history.size() > 1000) op_.str(history.substr(500)), op_.seekp(0, std::ios::end);
+    }
+  }
+
+ private:
   struct Db {
     fs::path path;
     PmString name;
@@ -47,34 +63,71 @@ class Differential : public DataBaseTest {
     Bytes seen;  // the data file when it was last looked at
   };
 
-  void run(uint32_t seed, uint32_t steps);
+  // A database with IDs whose items are lost: over 600 records are more than a table first has slots for.
+  void prepare(Db& db, const std::string& name, uint32_t records) {
+    db.path = file(name + ".db");
+    db.name = Pm(db.path);
+    std::vector<vault::Record> table;
+    for (uint32_t id = 1000; id < 1000 + records; ++id) table.push_back({{id, ~id}, anyKind(), id, {}});
+    db.model.disk = vault::MakeBlocks(0, vault::MakeTable(table));
+    if (records > 0) WriteBytes(db.path, db.model.disk);
+  }
 
- private:
   uint32_t draw(uint32_t bound) { return static_cast<uint32_t>(random_() % bound); }
   bool oneIn(uint32_t bound) { return draw(bound) == 0; }
-  Db& anyDb();
-  uint32_t anyId(const Db& db);
-  Bytes anyBytes(const Db& db);
   uint32_t anyKind() { return 1 + draw(3); }
-  const PmString* anyUserData();
-  void remember(uint32_t id);
 
-  void step();
-  void openOrClose(Db& db);
-  void close(Db& db);
-  void restart();
-  void makeId(Db& db);
-  void insert(Db& db);
-  void modify(Db& db);
-  void remove(Db& db);
-  void read(Db& db);
-  void lookUp(Db& db);
-  void enumerate(Db& db);
-  void sync();
-  void transaction();
-  void dump();
-  void loseBackup(Db& db);
-  void kill(Db& db);
+  const PmString* anyUserData() {
+    static const PmString kTexts[] = {Text(""), Text("a"), Text("A"), Text("notes/mail"),
+                                      Text(std::string(90, 'x'))};
+    return oneIn(2) ? nullptr : &kTexts[draw(std::size(kTexts))];
+  }
+
+  Db& anyDb() {
+    Db& db = dbs_[draw(3)];
+    if (db.opens == 0 && draw(10) < 4) openOrClose(db);
+    return db;
+  }
+
+  uint32_t anyId(const Db& db) {
+    const Model& model = db.model;
+    const uint32_t roll = draw(100);
+    if (roll < 45 && !model.committed.empty()) {
+      const auto& slot = model.committed[draw(Count(model.committed))];
+      if (slot) return slot->id;
+    }
+    if (roll < 80 && !model.pending.empty()) return std::prev(model.pending.end())->first;
+    if (roll < 90 && !model.items.empty())
+      return std::next(model.items.begin(), draw(Count(model.items)))->first;
+    if (roll < 97 && !known_.empty()) return known_[draw(Count(known_))];
+    return roll == 97 ? 0 : 1 + draw(20);
+  }
+
+  void remember(uint32_t id) {
+    known_.push_back(id);
+    if (known_.size() > 40) known_.erase(known_.begin());
+  }
+
+  Bytes anyBytes(const Db& db) {
+    static constexpr uint32_t kSizes[] = {0,    1,    3,    998,  999,  1000, 1001, 1999, 2000,
+                                          2001, 2500, 3000, 3001, 4000, 5999, 6000, 20,   40};
+    uint32_t size = oneIn(3) ? kSizes[draw(std::size(kSizes))] : draw(oneIn(4) ? 4500 : 60);
+    if (db.model.disk.size() > 90 * vault::kBlock) size %= 50;
+    return Pattern(size, static_cast<uint32_t>(random_()));
+  }
+
+  // Where a caller may have these bytes: in memory of its own, or (they change then) in the item's lent buffer.
+  const void* anySource(Db& db, uint32_t id, Bytes* bytes) {
+    if (db.opens == 0 || id == 0 || !oneIn(6)) return bytes->data();
+    current_ = &db;
+    const Bytes* held = db.model.get(id);
+    uint32_t word = id;
+    const auto* lent = static_cast<const uint8_t*>(PmGetItemPtrByID(db.handle, &word));
+    if (held == nullptr || lent == nullptr) return bytes->data();
+    const uint32_t from = draw(Count(*held) + 1);
+    bytes->assign(held->begin() + from, held->begin() + from + draw(Count(*held) - from + 1));
+    return lent + from;
+  }
 
   template <typename... Words>
   void note(const Db& db, const Words&... words) {
@@ -82,8 +135,275 @@ class Differential : public DataBaseTest {
     ((op_ << ' ' << words), ...);
     op_ << "; ";
   }
-  void readAll(Db& db);
-  void checkFiles();
+
+  void openOrClose(Db& db) {
+    if (db.opens > 0 && oneIn(2)) {
+      for (int left = oneIn(2) ? db.opens : 1; left > 0; --left) close(db);
+      return;
+    }
+    const bool restore = oneIn(4);
+    note(db, restore ? "restore" : "open");
+    ASSERT_EQ(OpenDataBaseFile(Pm(db.path / "no.db").c_str()), nullptr);
+    if (restore) {
+      ASSERT_EQ(PmRestoreBackupFile(db.name.c_str()), db.opens > 0 ? 0 : -2);
+      if (db.opens == 0) return;
+    } else {
+      DataBaseHandle* handle = OpenDataBaseFile(db.name.c_str());
+      ASSERT_NE(handle, nullptr);
+      ASSERT_TRUE(db.handle == nullptr || db.handle == handle);
+      db.handle = handle;
+      if (db.opens == 0) {
+        db.model.open();
+        current_ = &db;
+      }
+    }
+    ++db.opens;
+  }
+
+  void close(Db& db) {
+    note(db, "close");
+    ASSERT_EQ(CloseDataBaseFile(db.handle), db.opens == 0 ? -1 : 0);
+    if (db.opens == 0 || --db.opens > 0) return;
+    db.handle = nullptr;
+    db.model.close();
+    current_ = nullptr;
+  }
+
+  void restart() {
+    op_ << "restart; ";
+    DataBaseTest::restart();
+    for (Db& db : dbs_) {
+      if (db.opens > 0) db.model.close();
+      db.opens = 0;
+      db.handle = nullptr;
+    }
+    current_ = nullptr;
+  }
+
+  void makeId(Db& db) {
+    const uint32_t kind = anyKind();
+    const PmString* text = anyUserData();
+    const PmChar* userData = text == nullptr ? nullptr : text->c_str();
+    // Most of the chosen IDs were in use lately: one that comes back meets what its old packets left behind.
+    uint32_t id = oneIn(2) ? 0 : anyId(db);
+    if (id != 0 && !known_.empty() && !oneIn(4))
+      id = known_[Count(known_) - 1 - draw(std::min(8U, Count(known_)))];
+    const auto has = [&id](const Db& other) {
+      return other.opens > 0 && (other.model.find(id) != nullptr || other.model.pending.count(id) != 0);
+    };
+    if (id != 0 || oneIn(20)) {
+      note(db, "retain", id, kind);
+      const bool accepted = db.opens > 0 && !has(db);
+      ASSERT_EQ(RetainID(db.handle, id, kind, userData), accepted ? 1 : 0);
+      if (!accepted) return;
+    } else {
+      id = CreateNewItemID(db.handle, kind, userData);
+      note(db, "create", id, kind);
+      const bool refused = db.opens == 0 || (text != nullptr && db.model.findUserData(kind, *text) != 0);
+      ASSERT_EQ(id == 0, refused);
+      if (refused) return;
+      ASSERT_TRUE(std::none_of(std::begin(dbs_), std::end(dbs_), has));
+    }
+    db.model.pending[id] = {
+        {0, 0}, kind, id, text == nullptr ? std::nullopt : std::optional<PmString>(*text)};
+    remember(id);
+  }
+
+  void insert(Db& db) {
+    const uint32_t id = anyId(db);
+    Bytes bytes = anyBytes(db);
+    const void* source = anySource(db, id, &bytes);
+    const bool syncNow = oneIn(3);
+    note(db, "insert", id, bytes.size(), "bytes", syncNow);
+    const int32_t expected = id != 0 && db.opens == 0 ? -1 : db.model.insertItem(id, bytes, syncNow);
+    if (expected == 0) current_ = &db;
+    ASSERT_EQ(InserItemToDataBase(db.handle, id, source, Count(bytes), syncNow), expected);
+  }
+
+  void modify(Db& db) {
+    // A caller who writes item 0's ID is refused; one who guesses an ID may well meet an item without a record.
+    const uint32_t id = anyId(db);
+    Bytes bytes = anyBytes(db);
+    const auto found = db.model.items.find(id);
+    const uint32_t size = found == db.model.items.end() ? 10 : found->second.size;
+    int32_t offset = oneIn(3) ? -1 : static_cast<int32_t>(oneIn(3) ? size : draw(size + 2));
+    if (oneIn(50)) offset = -2;
+    if (offset == -1 && oneIn(2)) bytes = Pattern(size, static_cast<uint32_t>(random_()));
+    const void* source = anySource(db, id, &bytes);
+    const bool syncNow = oneIn(3);
+    note(db, "modify", id, bytes.size(), "bytes at", offset, syncNow);
+    int32_t expected = db.opens == 0 ? -1 : -3;
+    if (db.opens > 0 && id != 0) {
+      current_ = &db;
+      expected = db.model.modify(id, bytes, offset);
+      if (expected == 0 && syncNow) db.model.sync();
+    }
+    ASSERT_EQ(PmModifyItem(db.handle, id, source, offset, Count(bytes), syncNow), expected);
+  }
+
+  void remove(Db& db) {
+    const uint32_t id = anyId(db);
+    const bool syncNow = oneIn(3);
+    note(db, "delete", id, syncNow);
+    const int32_t expected = id != 0 && db.opens == 0 ? -1 : db.model.deleteItem(id, syncNow);
+    if (expected == 0) remember(id);
+    if (expected == 0 || (expected == -1 && db.opens > 0)) current_ = &db;
+    ASSERT_EQ(DeleteItemFromDataBase(db.handle, id, syncNow), expected);
+  }
+
+  void read(Db& db) {
+    const uint32_t id = anyId(db);
+    note(db, "get", id);
+    const bool asked = db.opens > 0 && id != 0;
+    if (asked) current_ = &db;
+    ASSERT_TRUE(get(db.handle, id) == Copy(asked ? db.model.get(id) : nullptr));
+  }
+
+  void lookUp(Db& db) {
+    const uint32_t id = anyId(db);
+    const uint32_t kind = anyKind();
+    const PmString* text = anyUserData();
+    note(db, "look up", id, kind);
+    const bool isOpen = db.opens > 0;
+    ASSERT_EQ(GetItemCount(db.handle, kind), isOpen ? db.model.list(kind).size() : 0);
+    ASSERT_EQ(GetItemIDByUserdata(db.handle, kind, text == nullptr ? nullptr : text->c_str()),
+              isOpen && text != nullptr ? db.model.findUserData(kind, *text) : 0);
+    uint32_t pending = 77;
+    const PmChar* userData = GetItemAddons(db.handle, id, &pending);
+    const auto waiting = db.model.pending.find(id);
+    const bool isPending = waiting != db.model.pending.end();
+    const vault::Record* record = isPending ? &waiting->second : db.model.find(id);
+    if (!isOpen) record = nullptr;
+    ASSERT_EQ(pending, isOpen ? uint32_t{isPending} : 77);
+    ASSERT_EQ(userData != nullptr, record != nullptr && record->userData);
+    ASSERT_TRUE(userData == nullptr || userData == *record->userData);
+  }
+
+  void enumerate(Db& db) {
+    const uint32_t kind = anyKind();
+    const bool first = oneIn(3);
+    note(db, first ? "first" : "next", kind);
+    const uint32_t expected = db.opens == 0 ? 0 : first ? db.model.first(kind) : db.model.next(kind);
+    ASSERT_EQ((first ? FirstGetItemID : NextGetItemID)(db.handle, kind), expected);
+  }
+
+  void sync() {
+    op_ << "sync; ";
+    if (current_ != nullptr) current_->model.sync();
+    ASSERT_EQ(PmSyncDirtyData(), current_ == nullptr ? -1 : 0);
+  }
+
+  void transaction() {
+    const bool start = oneIn(3);
+    op_ << (start ? "start; " : "stop; ");
+    if (current_ != nullptr) start ? void(current_->model.inTransaction = true) : current_->model.stop();
+    ASSERT_EQ((start ? PmStartTransaction : PmStopTransaction)(), current_ == nullptr ? -1 : 0);
+  }
+
+  void dump() {
+    op_ << "dump; ";
+    bool withBytes = false;
+#if !defined(_WIN32)
+    withBytes = oneIn(4);
+    setenv("DB_DETAIL_HEX", withBytes ? "Y" : "Yes", 1);
+#endif
+    const fs::path path = file("report.txt");
+    for (int i = 0; i < 2; ++i) PrintAllItemInfo(Pm(path).c_str());
+    const std::string expected = current_ == nullptr ? "" : current_->model.report(withBytes);
+    std::ifstream stream(path);
+    ASSERT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), expected + expected);
+    stream.close();
+    fs::remove(path);
+  }
+
+  void loseBackup(Db& db) {
+    note(db, "lose the backup");
+    fs::remove(BackupOf(db.path));
+    db.model.backup.reset();
+  }
+
+  void kill(Db& db) {
+    note(db, "kill");
+    Model model = db.model;
+    Bytes data = model.disk;
+    while (db.opens > 0) close(db);
+    if (model.backup) {
+      WriteBytes(BackupOf(db.path), *model.backup);
+      model.disk = *model.backup;
+      const uint32_t torn = draw(4);
+      if (torn == 1) data.resize(draw(Count(data) + 3000));
+      if (torn == 2) std::fill(data.begin() + draw(Count(data) + 1), data.end(), uint8_t{0x41});
+    }
+    WriteBytes(db.path, data);
+    if (oneIn(2)) WriteBytes(BackupOf(db.path).replace_extension(".pmt"), Pattern(draw(5000)));
+    db.model = model;
+    db.seen.clear();
+    if (model.backup) {
+      note(db, "restore");
+      ASSERT_EQ(PmRestoreBackupFile(db.name.c_str()), 0);
+      db.opens = 1;
+      db.model.open();
+    }
+    note(db, "open");
+    db.handle = OpenDataBaseFile(db.name.c_str());
+    ASSERT_NE(db.handle, nullptr);
+    if (++db.opens == 1) db.model.open();
+    current_ = &db;
+    if (oneIn(2)) readAll(db);
+  }
+
+  void readAll(Db& db) {
+    for (uint32_t kind = 1; kind <= 3; ++kind) ASSERT_EQ(ids(db.handle, kind), db.model.list(kind));
+    while (db.model.next(3) != 0) continue;
+    for (const auto& [id, item] : db.model.items)
+      ASSERT_TRUE(id == 0 || get(db.handle, id) == Copy(db.model.get(id))) << id;
+  }
+
+  void step() {
+    using Operation = void (Differential::*)(Db&);
+    static constexpr struct {
+      uint32_t weight;
+      Operation operation;
+    } kOperations[] = {
+        {25, &Differential::openOrClose}, {145, &Differential::makeId},   {260, &Differential::insert},
+        {210, &Differential::modify},     {120, &Differential::remove},   {60, &Differential::read},
+        {30, &Differential::lookUp},      {40, &Differential::enumerate}, {6, &Differential::kill},
+        {4, &Differential::loseBackup},
+    };
+    uint32_t roll = draw(1000);
+    for (const auto& [weight, operation] : kOperations) {
+      if (roll < weight) return (this->*operation)(anyDb());
+      roll -= weight;
+    }
+    if (roll < 45) return sync();
+    if (roll < 85) return transaction();
+    return roll < 97 ? dump() : restart();
+  }
+
+  void checkFiles() {
+    ptrdiff_t expected = 0;
+    for (Db& db : dbs_) {
+      const std::optional<Bytes> data = ReadBytes(db.path), backup = ReadBytes(BackupOf(db.path));
+      ASSERT_TRUE(data || db.model.items.empty()) << db.path;
+      if (!data) continue;
+      ASSERT_EQ(data->size(), db.model.disk.size());
+      const auto differs = std::mismatch(data->begin(), data->end(), db.model.disk.begin()).first;
+      ASSERT_TRUE(differs == data->end()) << db.path << " byte " << differs - data->begin();
+      ASSERT_TRUE(backup == db.model.backup) << db.path << ": the backup differs";
+      expected += backup ? 2 : 1;
+      if (*data == db.seen) continue;
+      db.seen = *data;
+      const vault::Scan scan = vault::ScanFile(*data);
+      for (const auto& [id, bytes] : db.model.saved) {
+        const auto found = scan.items.find(id);
+        ASSERT_EQ(found != scan.items.end(), !bytes.empty()) << db.path << " item " << id;
+        ASSERT_TRUE(bytes.empty() || vault::Assemble(*data, found->second) == bytes)
+            << db.path << " item " << id;
+      }
+    }
+    ASSERT_EQ(std::distance(fs::directory_iterator(file().parent_path()), fs::directory_iterator()),
+              expected);
+  }
 
   std::mt19937 random_;
   Db dbs_[3];
@@ -92,343 +412,9 @@ class Differential : public DataBaseTest {
   std::ostringstream op_;
 };
 
-Differential::Db& Differential::anyDb() {
-  Db& db = dbs_[draw(3)];
-  if (db.opens == 0 && draw(10) < 4) openOrClose(db);
-  return db;
-}
-
-uint32_t Differential::anyId(const Db& db) {
-  const Model& model = db.model;
-  const uint32_t roll = draw(100);
-  if (roll < 45 && !model.committed.empty()) {
-    const auto& slot = model.committed[draw(Count(model.committed))];
-    if (slot) return slot->id;
-  }
-  if (roll < 80 && !model.pending.empty()) return std::prev(model.pending.end())->first;
-  if (roll < 90 && !model.items.empty()) {
-    return std::next(model.items.begin(), draw(Count(model.items)))->first;
-  }
-  if (roll < 97 && !known_.empty()) return known_[draw(Count(known_))];
-  return roll == 97 ? 0 : 1 + draw(20);
-}
-
-void Differential::remember(uint32_t id) {
-  known_.push_back(id);
-  if (known_.size() > 40) known_.erase(known_.begin());
-}
-
-Bytes Differential::anyBytes(const Db& db) {
-  static constexpr uint32_t kSizes[] = {0,    1,    3,    998,  999,  1000, 1001, 1999, 2000,
-                                        2001, 2500, 3000, 3001, 4000, 5999, 6000, 20,   40};
-  uint32_t size = oneIn(3) ? kSizes[draw(std::size(kSizes))] : draw(oneIn(4) ? 4500 : 60);
-  if (db.model.disk.size() > 90 * vault::kBlock) size %= 50;
-  return Pattern(size, static_cast<uint32_t>(random_()));
-}
-
-const PmString* Differential::anyUserData() {
-  static const PmString kTexts[] = {Text(""), Text("a"), Text("A"), Text("notes/mail"),
-                                    Text(std::string(90, 'x'))};
-  return oneIn(2) ? nullptr : &kTexts[draw(std::size(kTexts))];
-}
-
-void Differential::openOrClose(Db& db) {
-  if (db.opens > 0 && oneIn(2)) {
-    for (int left = oneIn(2) ? db.opens : 1; left > 0; --left) close(db);
-    return;
-  }
-  const bool restore = oneIn(4);
-  note(db, restore ? "restore" : "open");
-  if (restore) {
-    ASSERT_EQ(PmRestoreBackupFile(db.name.c_str()), db.opens > 0 ? 0 : -2);
-    if (db.opens == 0) return;
-  } else {
-    DataBaseHandle* handle = OpenDataBaseFile(db.name.c_str());
-    ASSERT_NE(handle, nullptr);
-    ASSERT_TRUE(db.handle == nullptr || db.handle == handle);
-    db.handle = handle;
-    if (db.opens == 0) {
-      db.model.open();
-      current_ = &db;
-    }
-  }
-  ++db.opens;
-}
-
-void Differential::close(Db& db) {
-  note(db, "close");
-  ASSERT_EQ(CloseDataBaseFile(db.handle), db.opens == 0 ? -1 : 0);
-  if (db.opens == 0 || --db.opens > 0) return;
-  db.handle = nullptr;
-  db.model.close();
-  current_ = nullptr;
-}
-
-void Differential::restart() {
-  op_ << "restart; ";
-  DataBaseTest::restart();
-  for (Db& db : dbs_) {
-    if (db.opens > 0) db.model.close();
-    db.opens = 0;
-    db.handle = nullptr;
-  }
-  current_ = nullptr;
-}
-
-void Differential::makeId(Db& db) {
-  const uint32_t kind = anyKind();
-  const PmString* text = anyUserData();
-  const PmChar* userData = text == nullptr ? nullptr : text->c_str();
-  // Most of the chosen IDs were in use lately: one that comes back meets what its old packets left behind.
-  uint32_t id = oneIn(2) ? 0 : anyId(db);
-  if (id != 0 && !known_.empty() && !oneIn(4))
-    id = known_[Count(known_) - 1 - draw(std::min(8U, Count(known_)))];
-  Model& model = db.model;
-  if (id != 0 || oneIn(20)) {
-    note(db, "retain", id, kind);
-    const bool accepted = db.opens > 0 && model.find(id) == nullptr && model.pending.count(id) == 0;
-    ASSERT_EQ(RetainID(db.handle, id, kind, userData), accepted ? 1 : 0);
-    if (!accepted) return;
-  } else {
-    id = CreateNewItemID(db.handle, kind, userData);
-    note(db, "create", id, kind);
-    const bool refused = db.opens == 0 || (text != nullptr && model.findUserData(kind, *text) != 0);
-    ASSERT_EQ(id == 0, refused);
-    if (refused) return;
-    for (const Db& other : dbs_) {
-      ASSERT_FALSE(other.opens > 0 &&
-                   (other.model.find(id) != nullptr || other.model.pending.count(id) != 0));
-    }
-  }
-  model.pending[id] = {{0, 0}, kind, id, text == nullptr ? std::nullopt : std::optional<PmString>(*text)};
-  remember(id);
-}
-
-void Differential::insert(Db& db) {
-  const uint32_t id = anyId(db);
-  const Bytes bytes = anyBytes(db);
-  const bool syncNow = oneIn(3);
-  note(db, "insert", id, Hash(bytes), syncNow);
-  const int32_t expected = id != 0 && db.opens == 0 ? -1 : db.model.insertItem(id, bytes, syncNow);
-  if (expected == 0) current_ = &db;
-  ASSERT_EQ(InserItemToDataBase(db.handle, id, bytes.data(), static_cast<uint32_t>(bytes.size()), syncNow),
-            expected);
-}
-
-void Differential::modify(Db& db) {
-  uint32_t id = anyId(db);
-  // A caller who writes item 0's ID is refused; one who guesses an ID may well meet an item without a record.
-  Bytes bytes = anyBytes(db);
-  const auto found = db.model.items.find(id);
-  const uint32_t size = found == db.model.items.end() ? 10 : found->second.size;
-  int32_t offset = oneIn(3) ? -1 : static_cast<int32_t>(draw(size + 2));
-  if (oneIn(3)) offset = static_cast<int32_t>(size);
-  if (oneIn(50)) offset = -2;
-  if (offset == -1 && oneIn(2)) bytes = Pattern(size, static_cast<uint32_t>(random_()));
-  const bool syncNow = oneIn(3);
-  note(db, "modify", id, Hash(bytes), "at", offset, syncNow);
-  int32_t expected = db.opens == 0 ? -1 : -3;
-  if (db.opens > 0 && id != 0) {
-    current_ = &db;
-    expected = db.model.modify(id, bytes, offset);
-    if (expected == 0 && syncNow) db.model.sync();
-  }
-  ASSERT_EQ(DataBaseTest::modify(db.handle, id, bytes, offset, syncNow), expected);
-}
-
-void Differential::remove(Db& db) {
-  const uint32_t id = anyId(db);
-  const bool syncNow = oneIn(3);
-  note(db, "delete", id, syncNow);
-  const int32_t expected = id != 0 && db.opens == 0 ? -1 : db.model.deleteItem(id, syncNow);
-  if (expected == 0) remember(id);
-  if (expected == 0 || (expected == -1 && db.opens > 0)) current_ = &db;
-  ASSERT_EQ(DeleteItemFromDataBase(db.handle, id, syncNow), expected);
-}
-
-void Differential::read(Db& db) {
-  const uint32_t id = anyId(db);
-  note(db, "get", id);
-  const bool asked = db.opens > 0 && id != 0;
-  const Bytes* expected = asked ? db.model.get(id) : nullptr;
-  if (asked) current_ = &db;
-  const std::optional<Bytes> bytes = get(db.handle, id);
-  ASSERT_EQ(bytes.has_value(), expected != nullptr);
-  ASSERT_TRUE(!bytes || *bytes == *expected);
-}
-
-void Differential::lookUp(Db& db) {
-  const uint32_t id = anyId(db);
-  const uint32_t kind = anyKind();
-  const PmString* text = anyUserData();
-  note(db, "look up", id, kind);
-  const bool isOpen = db.opens > 0;
-  ASSERT_EQ(GetItemCount(db.handle, kind), isOpen ? db.model.list(kind).size() : 0);
-  ASSERT_EQ(GetItemIDByUserdata(db.handle, kind, text == nullptr ? nullptr : text->c_str()),
-            isOpen && text != nullptr ? db.model.findUserData(kind, *text) : 0);
-  uint32_t pending = 77;
-  const PmChar* userData = GetItemAddons(db.handle, id, &pending);
-  const auto waiting = db.model.pending.find(id);
-  const bool isPending = waiting != db.model.pending.end();
-  const vault::Record* record = isPending ? &waiting->second : db.model.find(id);
-  if (!isOpen) record = nullptr;
-  ASSERT_EQ(pending, isOpen ? uint32_t{isPending} : 77);
-  ASSERT_EQ(userData != nullptr, record != nullptr && record->userData);
-  ASSERT_TRUE(userData == nullptr || userData == *record->userData);
-}
-
-void Differential::enumerate(Db& db) {
-  const uint32_t kind = anyKind();
-  const bool first = oneIn(3);
-  note(db, first ? "first" : "next", kind);
-  const uint32_t expected = db.opens == 0 ? 0 : first ? db.model.first(kind) : db.model.next(kind);
-  ASSERT_EQ((first ? FirstGetItemID : NextGetItemID)(db.handle, kind), expected);
-}
-
-void Differential::sync() {
-  op_ << "sync; ";
-  if (current_ != nullptr) current_->model.sync();
-  ASSERT_EQ(PmSyncDirtyData(), current_ == nullptr ? -1 : 0);
-}
-
-void Differential::transaction() {
-  const bool start = oneIn(3);
-  op_ << (start ? "start; " : "stop; ");
-  if (current_ != nullptr) start ? void(current_->model.inTransaction = true) : current_->model.stop();
-  ASSERT_EQ((start ? PmStartTransaction : PmStopTransaction)(), current_ == nullptr ? -1 : 0);
-}
-
-void Differential::dump() {
-  op_ << "dump; ";
-  const fs::path path = file("report.txt");
-  PrintAllItemInfo(Pm(path).c_str());
-  const std::string expected = current_ == nullptr ? "" : current_->model.report();
-  const std::string report = ReadText(path);
-  fs::remove(path);
-  ASSERT_EQ(report, expected);
-}
-
-void Differential::loseBackup(Db& db) {
-  note(db, "lose the backup");
-  fs::remove(BackupOf(db.path));
-  db.model.backup.reset();
-}
-
-void Differential::kill(Db& db) {
-  note(db, "kill");
-  Model model = db.model;
-  Bytes data = model.disk;
-  while (db.opens > 0) close(db);
-  if (model.backup) {
-    WriteBytes(BackupOf(db.path), *model.backup);
-    model.disk = *model.backup;
-    const uint32_t torn = draw(4);
-    if (torn == 1) data.resize(draw(Count(data) + 3000));
-    if (torn == 2) std::fill(data.begin() + draw(Count(data) + 1), data.end(), uint8_t{0x41});
-  }
-  WriteBytes(db.path, data);
-  if (oneIn(2)) WriteBytes(BackupOf(db.path).replace_extension(".pmt"), Pattern(draw(5000)));
-  db.model = model;
-  db.seen.clear();
-  if (model.backup) {
-    note(db, "restore");
-    ASSERT_EQ(PmRestoreBackupFile(db.name.c_str()), 0);
-    db.opens = 1;
-    current_ = &db;
-    db.model.open();
-  }
-  note(db, "open");
-  db.handle = OpenDataBaseFile(db.name.c_str());
-  ASSERT_NE(db.handle, nullptr);
-  if (++db.opens == 1) db.model.open();
-  current_ = &db;
-  if (oneIn(2)) readAll(db);
-}
-
-void Differential::readAll(Db& db) {
-  for (uint32_t kind = 1; kind <= 3; ++kind) ASSERT_EQ(ids(db.handle, kind), db.model.list(kind));
-  for (uint32_t kind = 1; kind <= 3; ++kind) db.model.first(kind);
-  while (db.model.next(3) != 0) continue;
-  for (const auto& [id, item] : db.model.items) {
-    if (id == 0) continue;
-    const Bytes* expected = db.model.get(id);
-    ASSERT_EQ(get(db.handle, id), expected == nullptr ? std::nullopt : std::optional<Bytes>(*expected));
-  }
-}
-
-void Differential::step() {
-  using Operation = void (Differential::*)(Db&);
-  static constexpr struct {
-    uint32_t weight;
-    Operation operation;
-  } kOperations[] = {
-      {25, &Differential::openOrClose}, {145, &Differential::makeId},   {260, &Differential::insert},
-      {210, &Differential::modify},     {120, &Differential::remove},   {60, &Differential::read},
-      {30, &Differential::lookUp},      {40, &Differential::enumerate}, {6, &Differential::kill},
-      {4, &Differential::loseBackup},
-  };
-  uint32_t roll = draw(1000);
-  for (const auto& [weight, operation] : kOperations) {
-    if (roll < weight) return (this->*operation)(anyDb());
-    roll -= weight;
-  }
-  if (roll < 45) return sync();
-  if (roll < 85) return transaction();
-  return roll < 97 ? dump() : restart();
-}
-
-void Differential::checkFiles() {
-  size_t expected = 0;
-  for (Db& db : dbs_) {
-    const std::optional<Bytes> data = ReadBytes(db.path);
-    ASSERT_TRUE(data || db.model.items.empty());
-    if (!data) continue;
-    ASSERT_EQ(data->size(), db.model.disk.size());
-    for (uint32_t b = 0; b < data->size() / vault::kBlock; ++b) {
-      const auto at = static_cast<ptrdiff_t>(b * vault::kBlock);
-      ASSERT_TRUE(
-          std::equal(data->begin() + at, data->begin() + at + vault::kBlock, db.model.disk.begin() + at))
-          << db.path << " block " << b;
-    }
-    const std::optional<Bytes> backup = ReadBytes(BackupOf(db.path));
-    ASSERT_EQ(backup.has_value(), db.model.backup.has_value()) << db.path;
-    ASSERT_TRUE(backup == db.model.backup) << db.path << ": the backup differs";
-    expected += backup ? 2 : 1;
-    if (*data == db.seen) continue;
-    db.seen = *data;
-    const vault::Scan scan = vault::ScanFile(*data);
-    for (const auto& [id, bytes] : db.model.saved) {
-      const auto found = scan.items.find(id);
-      ASSERT_EQ(found != scan.items.end(), !bytes.empty()) << db.path << " item " << id;
-      ASSERT_TRUE(bytes.empty() || vault::Assemble(*data, found->second) == bytes)
-          << db.path << " item " << id;
-    }
-  }
-  const auto files = std::distance(fs::directory_iterator(file().parent_path()), fs::directory_iterator());
-  ASSERT_EQ(static_cast<size_t>(files), expected);
-}
-
-void Differential::run(uint32_t seed, uint32_t steps) {
-  std::cout << "PMSTORE_TEST_SEED=" << seed << " PMSTORE_TEST_STEPS=" << steps << std::endl;
-  random_.seed(seed);
-  std::srand(seed);
-  for (int i = 0; i < 3; ++i) {
-    dbs_[i].path = file(std::string(1, static_cast<char>('a' + i)) + ".db");
-    dbs_[i].name = Pm(dbs_[i].path);
-  }
-  for (uint32_t n = 0; n < steps; ++n) {
-    op_ << "\n  " << n << ": ";
-    step();
-    if (!HasFailure()) checkFiles();
-    const std::string history = op_.str();
-    if (HasFailure()) FAIL() << "seed " << seed << ", the last steps:" << history;
-    if (history.size() > 1000) op_.str(history.substr(500)), op_.seekp(0, std::ios::end);
-  }
-}
-
 TEST_F(Differential, AnswersAndFilesAreTheModels) {
-  checkFiles_ =
-      false;  // items whose blocks were half overwritten after an unmarked delete may come back in part
+  // Items whose blocks were half overwritten after an unmarked delete may come back in part.
+  checkFiles_ = false;
   run(Setting("PMSTORE_TEST_SEED", std::random_device()()), Setting("PMSTORE_TEST_STEPS", 20000));
 }
 

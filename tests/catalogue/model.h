@@ -2,6 +2,9 @@
 // of its backup, which items and IDs there are, and what each operation answers.
 #pragma once
 
+#include <algorithm>
+#include <sstream>
+
 #include "tests/support/vault.h"
 
 // One data file and the engine's view of it.
@@ -19,27 +22,168 @@ class ModelFile {
   Bytes disk;
   std::optional<Bytes> backup;
   std::map<uint32_t, Item> items;
-  std::set<uint32_t> free;
   bool inTransaction = false;
   std::map<uint32_t, Bytes> saved;  // what an open of the file as it stands must find
 
-  const Bytes* get(uint32_t id);
-  int32_t modify(uint32_t id, const Bytes& bytes, int32_t offset);
-  void sync();
-  void stop();
-  void close();
-  std::string report();
+  const Bytes* get(uint32_t id) {
+    const auto found = items.find(id);
+    if (found == items.end()) return nullptr;
+    Item& item = found->second;
+    if (!item.bytes) item.bytes = vault::Assemble(disk, {item.size, item.blocks});
+    return item.bytes ? &*item.bytes : nullptr;
+  }
+
+  int32_t modify(uint32_t id, const Bytes& bytes, int32_t offset) {
+    const auto found = items.find(id);
+    if (found == items.end()) return -1;
+    Item& item = found->second;
+    const bool whole = offset == -1;
+    const uint32_t from = whole ? 0 : static_cast<uint32_t>(offset);
+    if (offset < -1 || from > item.size) return -1;
+    const uint32_t end = from + static_cast<uint32_t>(bytes.size());
+    if (whole && end != item.size) {
+      item.bytes.emplace();
+    } else if ((end > item.size && !item.bytes) || get(id) == nullptr) {
+      return -1;
+    }
+    item.size = whole ? end : std::max(item.size, end);
+    item.bytes->resize(item.size);
+    std::copy(bytes.begin(), bytes.end(), item.bytes->begin() + from);
+    item.dirty = true;
+    return 0;
+  }
+
+  void sync() {
+    if (inTransaction) return;
+    std::set<uint32_t> dirty;
+    for (auto& [id, item] : items) {
+      if (!item.dirty) continue;
+      save(id, &item);
+      item.dirty = false;
+      dirty.insert(id);
+    }
+    if (dirty.empty()) return;
+    for (const uint32_t b : free_) {
+      const uint32_t id = vault::Get(block(b) + 12);
+      if (isMarked(b) || dirty.count(id) == 0) continue;
+      if (IsConfusable(vault::Get(block(b) + 2, 2), items[id].size)) block(b)[1] = 2;
+    }
+    backup = disk;
+  }
+
+  void stop() {
+    inTransaction = false;
+    markFree();
+    sync();
+  }
+
+  void close() {
+    sync();
+    backup.reset();
+    if (items.empty()) return;
+    const size_t live = blockNum() - free_.size();
+    for (uint32_t b = blockNum(); b-- > live;) {
+      if (free_.count(b) != 0) continue;
+      std::copy_n(block(b), vault::kBlock, block(*free_.begin()));
+      free_.erase(free_.begin());
+    }
+    disk.resize(live * vault::kBlock);
+  }
+
+  // The report on the file, with or without the items' bytes.
+  std::string report(bool withBytes) {
+    std::ostringstream text;
+    text << "file information:\n\t size: " << disk.size() << "( " << blockNum()
+         << "k )\n\t item num: " << items.size() << "\n\t block num: " << blockNum()
+         << "\n\t free block num: " << free_.size() << "\n";
+    for (const auto& [id, item] : items) {
+      text << "item: { ID = " << id << ", size = " << item.size << ", frag count = " << item.blocks.size()
+           << " }\n";
+      for (const uint32_t b : item.blocks) {
+        const uint32_t at = b * vault::kBlock;
+        text << "\t\tfragment offset: " << at << "(0x" << std::hex << at << std::dec << ")\n";
+      }
+      const Bytes* bytes = get(id);
+      if (bytes == nullptr) text << "item " << id << " corrupted\n";
+      if (bytes != nullptr && withBytes) text << InHex(*bytes);
+    }
+    return text.str();
+  }
 
  protected:
-  void load();
-  void insert(uint32_t id, const Bytes& bytes);
-  bool remove(uint32_t id, bool syncNow);
+  void load() {
+    const vault::Scan scan = vault::ScanFile(disk);
+    items.clear();
+    for (const auto& [id, found] : scan.items) items[id] = {found.size, std::nullopt, found.blocks, false};
+    free_ = scan.free;
+    inTransaction = false;
+  }
+
+  void insert(uint32_t id, const Bytes& bytes) {
+    Item& item = items[id];
+    item.size = static_cast<uint32_t>(bytes.size());
+    item.bytes = bytes;
+    item.dirty = true;
+  }
+
+  bool remove(uint32_t id, bool syncNow) {
+    const auto found = items.find(id);
+    if (found == items.end()) return false;
+    free_.insert(found->second.blocks.begin(), found->second.blocks.end());
+    items.erase(found);
+    saved.erase(id);
+    if (syncNow) markFree();
+    return true;
+  }
 
  private:
+  // Whether an old packet of an item, left in a free block, could be taken for a part of the item as it is now.
+  static bool IsConfusable(uint32_t seq, size_t size) {
+    const uint32_t packets = vault::BlocksFor(size);
+    if (packets < 2) return packets == 0 || seq == 0;
+    return seq <= packets || size % vault::kRoom == 0;
+  }
+
+  static std::string InHex(const Bytes& bytes) {
+    std::string text;
+    char part[16];
+    for (size_t i = 0; i < bytes.size(); ++i) {
+      std::snprintf(part, sizeof part, "%s0x%04x ", i == 0 ? "" : "\n", static_cast<unsigned>(i));
+      if (i % 16 == 0) text += part;
+      std::snprintf(part, sizeof part, "%02X ", bytes[i]);
+      text += part;
+    }
+    return text + "\n";
+  }
+
   uint8_t* block(uint32_t index) { return disk.data() + index * vault::kBlock; }
+  uint32_t blockNum() const { return static_cast<uint32_t>(disk.size()) / vault::kBlock; }
   bool isMarked(uint32_t index) { return block(index)[1] == 2; }
-  void markFree();
-  void save(uint32_t id, Item* item);
+
+  void markFree() {
+    if (inTransaction || std::all_of(free_.begin(), free_.end(), [&](uint32_t b) { return isMarked(b); }))
+      return;
+    for (const uint32_t b : free_) block(b)[1] = 2;
+    backup = disk;
+  }
+
+  void save(uint32_t id, Item* item) {
+    while (item->blocks.size() < vault::BlocksFor(item->size)) {
+      const uint32_t b = free_.empty() ? blockNum() : *free_.begin();
+      if (free_.erase(b) == 0) disk.resize(disk.size() + vault::kBlock);
+      item->blocks.push_back(b);
+    }
+    for (; item->blocks.size() > vault::BlocksFor(item->size); item->blocks.pop_back()) {
+      free_.insert(item->blocks.back());
+    }
+    for (uint32_t i = 0; i < item->blocks.size(); ++i) {
+      const Bytes packet = vault::MakeBlock(id, *item->bytes, i);
+      std::copy(packet.begin(), packet.end(), block(item->blocks[i]));
+    }
+    saved[id] = *item->bytes;
+  }
+
+  std::set<uint32_t> free_;
 };
 
 // The file with its two tables of IDs.
@@ -50,18 +194,100 @@ class Model : public ModelFile {
   std::vector<std::optional<Record>> committed;
   std::map<uint32_t, Record> pending;
 
-  void open();
-  int32_t insertItem(uint32_t id, const Bytes& bytes, bool syncNow);
-  int32_t deleteItem(uint32_t id, bool syncNow);
-  const Record* find(uint32_t id) const;
-  uint32_t findUserData(uint32_t kind, const vault::PmString& userData) const;
-  uint32_t first(uint32_t kind);
-  uint32_t next(uint32_t kind);
-  std::vector<uint32_t> list(uint32_t kind) const;
+  void open() {
+    load();
+    pending.clear();
+    committed.clear();
+    cursor_ = 0;
+    const Bytes* table = get(0);
+    capacity_ = (table == nullptr ? 0 : table->size()) / 24 + 100;
+    if (table == nullptr) return;
+    for (const Record& record : vault::ReadTable(*table).value_or(std::vector<Record>())) commit(record);
+  }
+
+  int32_t insertItem(uint32_t id, const Bytes& bytes, bool syncNow) {
+    const auto waiting = pending.find(id);
+    if (id == 0 || (waiting == pending.end() && find(id) == nullptr)) return -5;
+    insert(id, bytes);
+    if (syncNow) sync();
+    if (waiting == pending.end()) return 0;
+    commit(waiting->second);
+    pending.erase(waiting);
+    saveTable();
+    return 0;
+  }
+
+  int32_t deleteItem(uint32_t id, bool syncNow) {
+    if (id == 0 || find(id) == nullptr) return -5;
+    if (!remove(id, syncNow)) return -1;
+    const auto hasId = [id](const auto& slot) { return slot && slot->id == id; };
+    std::find_if(committed.begin(), committed.end(), hasId)->reset();
+    saveTable();
+    return 0;
+  }
+
+  const Record* find(uint32_t id) const {
+    return findIf([&](const Record& record) { return record.id == id; });
+  }
+
+  uint32_t findUserData(uint32_t kind, const vault::PmString& userData) const {
+    const Record* found =
+        findIf([&](const Record& record) { return record.kind == kind && record.userData == userData; });
+    return found == nullptr ? 0 : found->id;
+  }
+
+  uint32_t first(uint32_t kind) {
+    cursor_ = 0;
+    return next(kind);
+  }
+
+  uint32_t next(uint32_t kind) {
+    while (cursor_ < committed.size()) {
+      const auto& slot = committed[cursor_++];
+      if (slot && slot->kind == kind) return slot->id;
+    }
+    return 0;
+  }
+
+  std::vector<uint32_t> list(uint32_t kind) const {
+    std::vector<uint32_t> ids;
+    for (const auto& slot : committed) {
+      if (slot && slot->kind == kind) ids.push_back(slot->id);
+    }
+    return ids;
+  }
 
  private:
-  void commit(const Record& record);
-  void saveTable();
+  template <typename Matches>
+  const Record* findIf(Matches matches) const {
+    for (const auto& slot : committed) {
+      if (slot && matches(*slot)) return &*slot;
+    }
+    return nullptr;
+  }
+
+  void commit(const Record& record) {
+    if (committed.size() < capacity_) committed.emplace_back();
+    auto slot = std::find(committed.begin(), committed.end(), std::nullopt);
+    if (slot == committed.end()) {
+      capacity_ += 10;
+      slot = committed.emplace(slot);
+    }
+    *slot = record;
+  }
+
+  void saveTable() {
+    std::vector<Record> records;
+    for (const auto& slot : committed) {
+      if (slot) records.push_back(*slot);
+    }
+    if (records.empty()) {
+      remove(0, true);
+    } else {
+      insert(0, vault::MakeTable(records));
+    }
+    sync();
+  }
 
   size_t capacity_ = 0;
   size_t cursor_ = 0;

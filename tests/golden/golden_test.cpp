@@ -2,12 +2,9 @@
 // that stand beside this test. What one build writes is so what every other reads.
 #include "tests/support/fixture.h"
 
-namespace fs = std::filesystem;
-
 namespace {
 
-constexpr uint32_t kLogin = 1;
-constexpr uint32_t kNote = 0x80000000;
+constexpr uint32_t kLogin = 1, kNote = 0x80000000;
 
 struct Entry {
   uint32_t id, kind;
@@ -28,19 +25,15 @@ std::vector<Entry> Entries() {
           {0x00000002, kLogin, Text("late"), Pattern(1000, 4)}};
 }
 
-Bytes Golden(const std::string& name) {
-  return ReadBytes(fs::path(GOLDEN_FOLDER) / name).value_or(Bytes());
-}
-
 class GoldenTest : public DataBaseTest {
  protected:
-  static int32_t insert(DataBaseHandle* vault, uint32_t id, const Bytes& bytes, int32_t syncNow = 0) {
-    return InserItemToDataBase(vault, id, bytes.data(), static_cast<uint32_t>(bytes.size()), syncNow);
+  static Bytes golden(const std::string& name) {
+    return ReadBytes(std::filesystem::path(GOLDEN_FOLDER) / name).value_or(Bytes());
   }
 
   static void add(DataBaseHandle* vault, const Entry& entry, const Bytes& bytes) {
-    EXPECT_EQ(
-        RetainID(vault, entry.id, entry.kind, entry.userData.empty() ? nullptr : entry.userData.c_str()), 1);
+    const PmChar* userData = entry.userData.empty() ? nullptr : entry.userData.c_str();
+    EXPECT_EQ(RetainID(vault, entry.id, entry.kind, userData), 1);
     EXPECT_EQ(insert(vault, entry.id, bytes), 0);
   }
 };
@@ -61,31 +54,26 @@ TEST_F(GoldenTest, EveryBuildWritesTheSameBytes) {
   EXPECT_EQ(PmStopTransaction(), 0);
   EXPECT_EQ(insert(vault, entries[1].id, Pattern(4000, 9), 1), 0);
   EXPECT_EQ(insert(vault, entries[1].id, entries[1].bytes, 1), 0);
-  EXPECT_EQ(ReadBytes(file()), Golden("open.db"));
-  EXPECT_EQ(ReadBytes(BackupOf(file())), Golden("open.db"));
+  EXPECT_EQ(ReadBytes(file()), golden("open.db"));
+  EXPECT_EQ(ReadBytes(BackupOf(file())), golden("open.db"));
 
   EXPECT_EQ(CloseDataBaseFile(vault), 0);
-  EXPECT_EQ(ReadBytes(file()), Golden("closed.db"));
+  EXPECT_EQ(ReadBytes(file()), golden("closed.db"));
 }
 
 TEST_F(GoldenTest, EveryBuildReadsWhatAnyOtherWrote) {
-  for (const char* name : {"open.db", "closed.db"}) {
-    ASSERT_FALSE(Golden(name).empty());
-    WriteBytes(file(name), Golden(name));
-    DataBaseHandle* const vault = open(name);
-    ASSERT_NE(vault, nullptr) << name;
-    EXPECT_EQ(GetItemCount(vault, kLogin), 2u);
-    EXPECT_EQ(ids(vault, kNote), (std::vector<uint32_t>{0xFFFFFFFF, 0x10000003}));
-    for (const Entry& entry : Entries()) {
-      uint32_t pending = 1;
-      const PmChar* const userData = GetItemAddons(vault, entry.id, &pending);
-      EXPECT_EQ(userData != nullptr ? PmString(userData) : PmString(), entry.userData);
-      EXPECT_EQ(pending, 0u);
-      EXPECT_EQ(get(vault, entry.id), entry.bytes) << name;
-    }
-    EXPECT_EQ(CloseDataBaseFile(vault), 0);
-    EXPECT_EQ(ReadBytes(file(name)), Golden("closed.db"));
+  WriteBytes(file(), golden("open.db"));
+  DataBaseHandle* const vault = open();
+  EXPECT_EQ(GetItemCount(vault, kLogin), 2u);
+  EXPECT_EQ(ids(vault, kNote), (std::vector<uint32_t>{0xFFFFFFFF, 0x10000003}));
+  for (const Entry& entry : Entries()) {
+    uint32_t pending = 1;
+    const PmChar* const userData = GetItemAddons(vault, entry.id, &pending);
+    EXPECT_EQ(userData != nullptr ? PmString(userData) : PmString(), entry.userData);
+    EXPECT_EQ(get(vault, entry.id), entry.bytes);
   }
+  EXPECT_EQ(CloseDataBaseFile(vault), 0);
+  EXPECT_EQ(ReadBytes(file()), golden("closed.db"));
 }
 
 }  // namespace

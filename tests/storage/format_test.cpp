@@ -1,5 +1,6 @@
 // Known values of the format: the checksum, whole blocks and the hash behind new IDs.
 
+#include <numeric>
 #include <random>
 
 #include "catalogue/itemid.h"
@@ -17,9 +18,10 @@ uint32_t Crc(const Bytes& bytes) {
   return storage::GetCRCValue(bytes.data(), static_cast<uint32_t>(bytes.size()));
 }
 
-Bytes Pack(uint32_t id, const Bytes& item, uint16_t index) {
+Bytes Pack(uint32_t id, const Bytes& item, uint32_t index) {
   Bytes block(vault::kBlock, 0xEE);
-  storage::PackItemData(id, item.data(), static_cast<uint32_t>(item.size()), index, block.data());
+  storage::PackItemData(id, item.data(), static_cast<uint32_t>(item.size()), static_cast<uint16_t>(index),
+                        block.data());
   return block;
 }
 
@@ -32,15 +34,20 @@ TEST(Checksum, KnownValues) {
 }
 
 TEST(Checksum, EqualsTheBitwiseDefinitionAtEveryLengthAndAlignment) {
-  const Bytes bytes = Pattern(1108, std::random_device()());
-  for (uint32_t size = 0; size <= 1100; ++size) {
-    const uint8_t* start = bytes.data() + size % 8;
-    ASSERT_EQ(storage::GetCRCValue(start, size), vault::Checksum(start, size)) << size;
+  const Bytes bytes = Pattern(1300, std::random_device()());
+  for (uint32_t size = 0; size <= 1280; ++size) {
+    const uint8_t* start = bytes.data() + size % 17;
+    const uint32_t sum = vault::Checksum(start, size);
+    ASSERT_EQ(storage::GetCRCValue(start, size), sum) << size;
+    if (size % 16 != 0) continue;
+    ASSERT_EQ(storage::RemainderByTables(start, size), sum & 0xFFFF) << size;
+    ASSERT_TRUE(!storage::CanMultiply() || storage::RemainderByMultiply(start, size) == (sum & 0xFFFF))
+        << size;
   }
 }
 
 TEST(Pack, KnownBlock) {
-  const Bytes block = Pack(0x12345678, Ascii("abc"), 0);
+  Bytes block = Pack(0x12345678, Ascii("abc"), 0);
   const Bytes head = {0x41, 0x00, 0x00, 0x00, 0x03, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00,
                       0x00, 0x78, 0x56, 0x34, 0x12, 0x61, 0x62, 0x63, 0x41, 0x00, 0x00,
                       0x00, 0x04, 0x00, 0x00, 0x00, 0x04, 0x00, 0x00, 0x00, 0x81, 0x56,
@@ -49,32 +56,26 @@ TEST(Pack, KnownBlock) {
                       0x7A, 0xFB, 0xF7, 0x00, 0xD6, 0xB2, 0xB5, 0x10, 0xEF, 0xCD, 0xAB, 0x89};
   EXPECT_EQ(Bytes(block.begin(), block.begin() + 43), head);
   EXPECT_EQ(Bytes(block.begin() + 1000, block.end()), tail);
+  EXPECT_EQ(storage::CheckPacket(block.data()), 0);
+  vault::Put(&block[1016], 0x0000B2D6);
+  EXPECT_EQ(storage::CheckPacket(block.data()), -6) << "all of the checksum counts";
 }
 
 TEST(Pack, EveryByteOfEveryPacket) {
-  for (const size_t size : {1, 2, 3, 4, 983, 984, 985, 997, 998, 999, 1000, 1001, 2000, 2001, 65535, 3007}) {
+  for (const size_t size : {1, 2, 3, 4, 983, 984, 985, 997, 998, 999, 1000, 1001, 2000, 2001, 3007}) {
     const Bytes item = Pattern(size, static_cast<uint32_t>(size));
-    for (uint32_t i = 0; i < vault::BlocksFor(size); ++i) {
-      ASSERT_EQ(Pack(0xF00DBABE, item, static_cast<uint16_t>(i)), vault::MakeBlock(0xF00DBABE, item, i))
-          << size;
-    }
+    for (uint32_t i = 0; i < vault::BlocksFor(size); ++i)
+      ASSERT_EQ(Pack(0xF00DBABE, item, i), vault::MakeBlock(0xF00DBABE, item, i)) << size;
   }
   const Bytes huge = Pattern(65535 * vault::kRoom - 1);
   EXPECT_EQ(Pack(1, huge, 65534), vault::MakeBlock(1, huge, 65534));
 }
 
-TEST(Pack, TheCheckComparesAllOfTheChecksum) {
-  Bytes block = Pack(0x12345678, Ascii("abc"), 0);
-  EXPECT_EQ(storage::CheckPacket(block.data()), 0);
-  vault::Put(&block[1016], 0x0000B2D6);
-  EXPECT_EQ(storage::CheckPacket(block.data()), -6);
-}
-
 TEST(IdHash, KnownValues) {
+  const Bytes zeros(260), two = {1, 2};
   Bytes counting(260);
-  for (size_t i = 0; i < counting.size(); ++i) counting[i] = static_cast<uint8_t>(i);
-  const Bytes two = {1, 2};
-  EXPECT_EQ(catalogue::GetIdHashValue(Bytes(260).data(), 260), 0);
+  std::iota(counting.begin(), counting.end(), uint8_t{0});
+  EXPECT_EQ(catalogue::GetIdHashValue(zeros.data(), 260), 0);
   EXPECT_EQ(catalogue::GetIdHashValue(two.data(), 2), 0x00060005);
   EXPECT_EQ(catalogue::GetIdHashValue(counting.data(), 260), 0xA5507F14);
   EXPECT_EQ(catalogue::GetIdHashValue(nullptr, 260), 0);
