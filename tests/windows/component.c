@@ -1,42 +1,35 @@
 #include "component.h"
 
-#include <stddef.h>
-#include <stdlib.h>
-#include <wchar.h>
-
-const char* const kExports[] = {
-#define EXPORTED(name) #name,
-#include "exported.inc"
-#undef EXPORTED
-};
-const int kExportNum = sizeof kExports / sizeof *kExports;
-
+Pmstore pm;
 static int failures;
 
-Pmstore LoadPmstore(void) {
-  static const size_t places[] = {
-#define EXPORTED(name) offsetof(Pmstore, name),
+static void Need(int there, const char* name) {
+  if (there) return;
+  printf("cannot load %s\n", name);
+  exit(1);
+}
+
+DWORD LoadPmstore(void) {
+  DWORD count = 0;
+#if defined(LINKED)
+  pm.module = GetModuleHandleW(L"pmstore.dll");
+#define EXPORTED(name) pm.name = name;
+#else
+  pm.module = LoadLibraryW(L"pmstore.dll");
+#define EXPORTED(name) pm.name = (__typeof__(name)*)(void (*)(void))GetProcAddress(pm.module, #name);
+#endif
+  Need(pm.module != NULL, "pmstore.dll");
 #include "exported.inc"
 #undef EXPORTED
-  };
-  Pmstore pm = {0};
-  pm.module = LoadLibraryW(L"pmstore.dll");
-  for (int i = 0; i < kExportNum; ++i) {
-    FARPROC function = pm.module != NULL ? GetProcAddress(pm.module, kExports[i]) : NULL;
-    if (function == NULL) {
-      printf("cannot load %s\n", pm.module != NULL ? kExports[i] : "pmstore.dll");
-      exit(1);
-    }
-    memcpy((char*)&pm + places[i], &function, sizeof function);
-  }
-  return pm;
+#define EXPORTED(name) Need(++count&& pm.name != NULL, #name);
+#include "exported.inc"
+#undef EXPORTED
+  return count;
 }
 
 int Check(int holds, const char* condition, const char* file, int line) {
-  if (!holds) {
-    printf("%s:%d: %s does not hold (last error %lu)\n", file, line, condition, GetLastError());
-    ++failures;
-  }
+  if (!holds) printf("%s:%d: %s does not hold (error %lu)\n", file, line, condition, GetLastError());
+  failures += !holds;
   return holds;
 }
 
@@ -45,43 +38,50 @@ int Failures(void) {
   return failures != 0;
 }
 
-void MakeFolder(wchar_t* path) {
-  wchar_t parent[MAX_PATH];
-  GetTempPathW(MAX_PATH, parent);
-  int tries = 0;
-  do {
-    swprintf(path, MAX_PATH, L"%lspmstore \u00e4\u4fdd\u9669 %lu-%d\\", parent, GetCurrentProcessId(),
-             ++tries);
-  } while (!CreateDirectoryW(path, NULL) && tries < 1000);
+void EnterFolder(void) {
+  wchar_t path[MAX_PATH];
+  GetTempPathW(MAX_PATH, path);
+  const size_t length = wcslen(path);
+  swprintf(path + length, MAX_PATH - length, L"pmstore \u00e4\u4fdd\u9669 %lu", GetCurrentProcessId());
+  Need(CreateDirectoryW(path, NULL) && SetCurrentDirectoryW(path), "a new folder");
 }
 
-void RemoveFolder(const wchar_t* path) {
-  wchar_t name[2 * MAX_PATH];
+static void Empty(void) {
   WIN32_FIND_DATAW entry;
-  swprintf(name, 2 * MAX_PATH, L"%ls*", path);
-  HANDLE search = FindFirstFileW(name, &entry);
-  for (BOOL more = search != INVALID_HANDLE_VALUE; more; more = FindNextFileW(search, &entry)) {
-    if (wcscmp(entry.cFileName, L".") == 0 || wcscmp(entry.cFileName, L"..") == 0) continue;
-    const int isFolder = (entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-    swprintf(name, 2 * MAX_PATH, isFolder ? L"%ls%ls\\" : L"%ls%ls", path, entry.cFileName);
-    if (isFolder) {
-      RemoveFolder(name);
-    } else {
-      DeleteFileW(name);
-    }
-  }
+  HANDLE search = FindFirstFileW(L"*", &entry);
+  do {
+    if (DeleteFileW(entry.cFileName) || wcsspn(entry.cFileName, L".") == wcslen(entry.cFileName)) continue;
+    if (!SetCurrentDirectoryW(entry.cFileName)) continue;
+    Empty();
+    SetCurrentDirectoryW(L"..");
+    RemoveDirectoryW(entry.cFileName);
+  } while (FindNextFileW(search, &entry));
   FindClose(search);
-  RemoveDirectoryW(path);
 }
 
-unsigned char* ReadAll(const wchar_t* path, DWORD* size) {
+void LeaveFolder(void) {
+  wchar_t path[MAX_PATH];
+  GetCurrentDirectoryW(MAX_PATH, path);
+  Empty();
+  SetCurrentDirectoryW(L"..");
+  CHECK(RemoveDirectoryW(path));
+}
+
+int IsThere(const wchar_t* path) {
+  return GetFileAttributesW(path) != INVALID_FILE_ATTRIBUTES;
+}
+
+int IsHidden(const wchar_t* path) {
+  return IsThere(path) && (GetFileAttributesW(path) & FILE_ATTRIBUTE_HIDDEN) != 0;
+}
+
+char* ReadAll(const wchar_t* path, DWORD* size) {
   HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, NULL,
-                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, NULL);
+                            OPEN_EXISTING, 0, NULL);
+  *size = 0;
   if (file == INVALID_HANDLE_VALUE) return NULL;
-  *size = GetFileSize(file, NULL);
-  unsigned char* bytes = malloc(*size + 1);
-  if (bytes != NULL && (!ReadFile(file, bytes, *size, size, NULL))) *size = 0;
-  if (bytes != NULL) bytes[*size] = 0;
+  char* bytes = calloc(GetFileSize(file, NULL) + 1, 1);
+  ReadFile(file, bytes, GetFileSize(file, NULL), size, NULL);
   CloseHandle(file);
   return bytes;
 }

@@ -1,11 +1,11 @@
-/*
- * What the tests of the DLL share: pmstore.dll loaded at run time, as a component of the manager loads it,
- * with every exported function resolved by its name and typed by its public declaration.
- */
+/* What the tests of the DLL share: its functions, typed by their public declarations, and checks of files. */
 #ifndef COMPONENT_H
 #define COMPONENT_H
 
 #include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <wchar.h>
 #include <windows.h>
 
 #include "pmstore.h"
@@ -17,24 +17,27 @@ typedef struct Pmstore {
 #undef EXPORTED
 } Pmstore;
 
-/* Ends the program when the DLL or one of its functions is not to be had. */
-Pmstore LoadPmstore(void);
+extern Pmstore pm;
 
-/* The names of exports.txt. */
-extern const char* const kExports[];
-extern const int kExportNum;
+/* Finds the functions by their names, in the DLL loaded for it, or LINKED through its import library; the
+ * number of names. Ends the program when one is not to be had. */
+DWORD LoadPmstore(void);
 
-/* Notes a failure and goes on; a program of tests returns the number of failures. */
+/* Notes a failure and goes on; a program of tests returns Failures(). */
 #define CHECK(condition) Check((condition) != 0, #condition, __FILE__, __LINE__)
-int Check(int holds, const char* condition, const char* file, int line);
+int __cdecl Check(int holds, const char* condition, const char* file, int line);
 int Failures(void);
 
-/* A new empty folder, as a path of its own that ends in a backslash; RemoveFolder deletes it with its files.
- */
-void MakeFolder(wchar_t* path);
-void RemoveFolder(const wchar_t* path);
+void __cdecl TestPoolsAndTrees(void);
 
-/* The file's bytes in memory of malloc; null when it cannot be read. */
-unsigned char* ReadAll(const wchar_t* path, DWORD* size);
+/* Makes a new folder with a name beyond ASCII the current one; LeaveFolder deletes it and its files. */
+void EnterFolder(void);
+void LeaveFolder(void);
+
+int IsThere(const wchar_t* path);
+int IsHidden(const wchar_t* path); /* as the system reports it */
+
+/* The file's bytes, with a zero behind them, in memory of malloc; null when it cannot be read. */
+char* ReadAll(const wchar_t* path, DWORD* size);
 
 #endif

@@ -1,106 +1,81 @@
 #include "strict.h"
 
-#include <stdio.h>
-#include <string.h>
+#include "component.h"
 
 Seen seen;
 
-static HANDLE unsynced[16]; /* open files with bytes that may not be on the disk yet */
+static char unsynced[4096]; /* by handle: written to, and not flushed since */
 
-static int ForgetUnsynced(HANDLE file) {
-  int found = 0;
-  for (int i = 0; i < 16; ++i) {
-    if (unsynced[i] != file) continue;
-    unsynced[i] = NULL;
-    found = 1;
-  }
-  return found;
+static char* Unsynced(HANDLE file) {
+  return &unsynced[(uintptr_t)file / 4 % sizeof unsynced];
 }
 
-static void NoteUnsynced(HANDLE file) {
-  ForgetUnsynced(file);
-  for (int i = 0; i < 16; ++i) {
-    if (unsynced[i] != NULL) continue;
-    unsynced[i] = file;
-    return;
-  }
+/* Whether Windows would refuse the name, or to make a file of this name. */
+static int Refused(const wchar_t* path, int creates) {
+  const int isLong = wcsncmp(path, L"\\\\?\\", 4) != 0 && GetFullPathNameW(path, 0, NULL, NULL) > MAX_PATH;
+  const int isHidden = creates && IsHidden(path);
+  seen.creations += creates;
+  seen.tooLong += isLong;
+  seen.overHidden += isHidden;
+  if (isLong || isHidden) SetLastError(isLong ? ERROR_PATH_NOT_FOUND : ERROR_FILE_EXISTS);
+  return isLong || isHidden;
 }
 
-static int IsHidden(const wchar_t* path) {
-  const DWORD attributes = GetFileAttributesW(path);
-  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_HIDDEN) != 0;
-}
-
-/* Whether Windows would refuse the name; the error is set then. */
-static int Refused(const wchar_t* path) {
-  if (wcsncmp(path, L"\\\\?\\", 4) == 0 || GetFullPathNameW(path, 0, NULL, NULL) <= MAX_PATH) return 0;
-  ++seen.tooLong;
-  SetLastError(ERROR_PATH_NOT_FOUND);
-  return 1;
-}
-
-static int RefusedCreation(const wchar_t* path) {
-  if (!IsHidden(path)) return 0;
-  ++seen.overHidden;
-  SetLastError(ERROR_ACCESS_DENIED);
-  return 1;
+static BOOL NoteHeld(BOOL done) {
+  seen.held += !done && (GetLastError() == ERROR_SHARING_VIOLATION || GetLastError() == ERROR_ACCESS_DENIED);
+  return done;
 }
 
 static HANDLE WINAPI StrictCreate(LPCWSTR path, DWORD access, DWORD share, LPSECURITY_ATTRIBUTES security,
                                   DWORD disposition, DWORD flags, HANDLE template) {
-  if (Refused(path)) return INVALID_HANDLE_VALUE;
-  if (disposition != OPEN_EXISTING && RefusedCreation(path)) return INVALID_HANDLE_VALUE;
-  if (access & WRITE_DAC) {
-    SetLastError(ERROR_ACCESS_DENIED);
-    return INVALID_HANDLE_VALUE;
-  }
-  if (disposition != OPEN_EXISTING) ++seen.creations;
-  return CreateFileW(path, access, share, security, disposition, flags, template);
+  if (Refused(path, disposition != OPEN_EXISTING)) return INVALID_HANDLE_VALUE;
+  if ((access & WRITE_DAC) == 0)
+    return CreateFileW(path, access, share, security, disposition, flags, template);
+  SetLastError(ERROR_ACCESS_DENIED);
+  return INVALID_HANDLE_VALUE;
 }
 
 static FILE* __cdecl StrictStream(const wchar_t* path, const wchar_t* mode) {
-  if (Refused(path) || (mode[0] == L'w' && RefusedCreation(path))) return NULL;
-  return _wfopen(path, mode);
+  return Refused(path, mode[0] == L'w') ? NULL : _wfopen(path, mode);
 }
 
-static WINBOOL WINAPI StrictMove(LPCWSTR from, LPCWSTR to, DWORD flags) {
-  if (Refused(from) || Refused(to)) return FALSE;
+static BOOL WINAPI StrictMove(LPCWSTR from, LPCWSTR to, DWORD flags) {
   seen.notWrittenThrough += flags != (MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
-  if (!MoveFileExW(from, to, flags)) return FALSE;
+  if (Refused(from, 0) || Refused(to, 0) || !NoteHeld(MoveFileExW(from, to, flags))) return FALSE;
   ++seen.renames;
-  SetFileAttributesW(to, FILE_ATTRIBUTE_NORMAL);
-  return TRUE;
+  return SetFileAttributesW(to, FILE_ATTRIBUTE_NORMAL);
 }
 
 static HANDLE WINAPI StrictFind(LPCWSTR path, LPWIN32_FIND_DATAW entry) {
-  return Refused(path) ? INVALID_HANDLE_VALUE : FindFirstFileW(path, entry);
+  return Refused(path, 0) ? INVALID_HANDLE_VALUE : FindFirstFileW(path, entry);
 }
 
-static WINBOOL WINAPI StrictDelete(LPCWSTR path) {
-  return !Refused(path) && DeleteFileW(path);
+static BOOL WINAPI StrictDelete(LPCWSTR path) {
+  return !Refused(path, 0) && NoteHeld(DeleteFileW(path));
 }
 
-static WINBOOL WINAPI StrictAttributes(LPCWSTR path, DWORD attributes) {
-  return !Refused(path) && SetFileAttributesW(path, attributes);
+static BOOL WINAPI StrictAttributes(LPCWSTR path, DWORD attributes) {
+  return !Refused(path, 0) && SetFileAttributesW(path, attributes);
 }
 
-static WINBOOL WINAPI WatchedWrite(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD written, LPOVERLAPPED at) {
-  NoteUnsynced(file);
+static BOOL WINAPI WatchedWrite(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD written, LPOVERLAPPED at) {
+  *Unsynced(file) = 1;
   return WriteFile(file, bytes, size, written, at);
 }
 
-static WINBOOL WINAPI WatchedEnd(HANDLE file) {
-  NoteUnsynced(file);
+static BOOL WINAPI WatchedEnd(HANDLE file) {
+  *Unsynced(file) = 1;
   return SetEndOfFile(file);
 }
 
-static WINBOOL WINAPI WatchedFlush(HANDLE file) {
-  ForgetUnsynced(file);
+static BOOL WINAPI WatchedFlush(HANDLE file) {
+  *Unsynced(file) = 0;
   return FlushFileBuffers(file);
 }
 
-static WINBOOL WINAPI WatchedClose(HANDLE file) {
-  seen.notDurable += ForgetUnsynced(file);
+static BOOL WINAPI WatchedClose(HANDLE file) {
+  seen.notDurable += *Unsynced(file);
+  *Unsynced(file) = 0;
   return CloseHandle(file);
 }
 
@@ -123,7 +98,6 @@ static int Redirect(const char* name, Function* place) {
     DWORD old;
     VirtualProtect(place, sizeof *place, PAGE_READWRITE, &old);
     *place = strict[i].function;
-    VirtualProtect(place, sizeof *place, old, &old);
     return 1;
   }
   return 0;
@@ -137,9 +111,8 @@ int MakeStrict(HMODULE module) {
   for (const IMAGE_IMPORT_DESCRIPTOR* from = (const void*)(base + imports); from->Name != 0; ++from) {
     const DWORD* names = (const void*)(base + from->OriginalFirstThunk);
     Function* places = (Function*)(base + from->FirstThunk);
-    for (; *names != 0; ++names, ++places) {
+    for (; *names != 0; ++names, ++places)
       count += Redirect((const char*)((const IMAGE_IMPORT_BY_NAME*)(base + *names))->Name, places);
-    }
   }
   return count;
 }
