@@ -7,38 +7,42 @@
 
 namespace {
 
-// Trees whose elements are letters, which run out of nodes on demand and note what is given back.
-std::string g_givenBack;
-bool g_outOfNodes = false;
-AvlNode* (*g_getNode)(void*) = nullptr;
+// A tree of letters that runs out of nodes on demand and notes what is given back.
+class AvlTreeTest : public testing::Test {
+ protected:
+  AvlTreeTest() {
+    getNode_ = tree_->GetAvlNode;
+    tree_->GetAvlNode = [](void* context) { return outOfNodes_ ? nullptr : getNode_(context); };
+    tree_->FreeAvlElement = [](void*, void* element) { givenBack_ += Letter(element); };
+  }
 
-AvlTree* LetterTree(int32_t nodeCount) {
-  AvlTree* tree = CreateAvlTree(nullptr, nullptr, nodeCount, nullptr, 0);
-  g_getNode = tree->GetAvlNode;
-  tree->GetAvlNode = [](void* context) { return g_outOfNodes ? nullptr : g_getNode(context); };
-  tree->FreeAvlElement = [](void*, void* element) { g_givenBack += Letter(element); };
-  g_givenBack.clear();
-  return tree;
-}
+  void insert(char letter) { EXPECT_EQ(InsertAvlNode(Element(letter), tree_, tree_->root), tree_->root); }
+  void remove(char letter) { EXPECT_EQ(DeleteAvlNode(Element(letter), tree_, tree_->root), tree_->root); }
 
-std::string Walk(AvlNode* root, void (*walk)(AvlNode*, AvlVisit, void*)) {
-  std::string letters;
-  const auto visit = [](AvlNode* node, void* context) {
-    *static_cast<std::string*>(context) += Letter(AvlTreeElement(node));
-    return 0;
-  };
-  walk(root, visit, &letters);
-  return letters;
-}
+  std::string walk(void (*order)(AvlNode*, AvlVisit, void*)) const {
+    std::string letters;
+    const auto visit = [](AvlNode* node, void* context) {
+      *static_cast<std::string*>(context) += Letter(AvlTreeElement(node));
+      return 0;
+    };
+    order(tree_->root, visit, &letters);
+    return letters;
+  }
 
-// Every subtree as "(left letter height right)".
-std::string Shape(const AvlNode* node) {
-  if (node == nullptr) return "";
-  return "(" + Shape(node->left) + Letter(node->element) + std::to_string(node->height) + Shape(node->right) +
-         ")";
-}
+  // Every subtree as "(left letter height right)".
+  static std::string shape(const AvlNode* node) {
+    if (node == nullptr) return "";
+    const std::string top = Letter(node->element) + std::to_string(node->height);
+    return "(" + shape(node->left) + top + shape(node->right) + ")";
+  }
 
-TEST(AvlTree, TurnsAboutADifferenceOfTwoThatAnInsertionMeets) {
+  static inline std::string givenBack_;
+  static inline bool outOfNodes_ = false;
+  static inline AvlNode* (*getNode_)(void*) = nullptr;
+  AvlTree* tree_ = CreateAvlTree(nullptr, nullptr, 3, nullptr, 0);
+};
+
+TEST_F(AvlTreeTest, TurnsAboutADifferenceOfTwoThatAnInsertionMeets) {
   const struct {
     std::string changes, shape, postorder;  // a capital letter is deleted
   } rows[] = {{"abB", "(a1)", "a"},
@@ -54,51 +58,46 @@ TEST(AvlTree, TurnsAboutADifferenceOfTwoThatAnInsertionMeets) {
               {"fbhadgicejDIJGHe", "(((a0)b2((c0)e1))f3)", "acebf"},
               {"hdlbfjnacegikmoABCDEFGp", "(h4(((i0)j1(k0))l3((m0)n2(o1(p0)))))", "ikjmponlh"}};
   for (const auto& row : rows) {
-    AvlTree* tree = LetterTree(3);
-    for (const char c : row.changes) {
-      if (c >= 'a')
-        InsertAvlNode(Element(c), tree, tree->root);
-      else
-        DeleteAvlNode(Element(static_cast<char>(c + 'a' - 'A')), tree, tree->root);
-    }
-    EXPECT_EQ(Shape(tree->root), row.shape) << row.changes;
-    EXPECT_EQ(Walk(tree->root, PostorderTravAvlTree), row.postorder);
-    g_givenBack.clear();
-    ReleaseAvlTree(tree);
-    EXPECT_EQ(g_givenBack, row.postorder);
+    for (const char c : row.changes) c >= 'a' ? insert(c) : remove(static_cast<char>(c + 'a' - 'A'));
+    EXPECT_EQ(shape(tree_->root), row.shape) << row.changes;
+    EXPECT_EQ(walk(PostorderTravAvlTree), row.postorder);
+    for (const char c : row.postorder) remove(c);
   }
+  for (const char c : {'b', 'a', 'c'}) insert(c);
+  givenBack_.clear();
+  ReleaseAvlTree(tree_);
+  EXPECT_EQ(givenBack_, "acb");
 }
 
-TEST(AvlTree, BehavesLikeASetWithOrWithoutMemory) {
+TEST_F(AvlTreeTest, BehavesLikeASetWithOrWithoutMemory) {
   Random random;
-  AvlTree* tree = LetterTree(7);
   std::set<char> model;
-  for (int step = 0; step < 10000 && !testing::Test::HasFailure(); ++step) {
+  for (int step = 0; step < 10000 && !HasFailure(); ++step) {
     const char letter = random.letter(60);
-    const std::string before = Shape(tree->root);
+    const std::string before = shape(tree_->root);
     // Phases that grow and phases that shrink, so that heights go badly stale, now and then to nothing.
     const size_t insertions[] = {8, 3, 8, 0};
     if (step < 100 || random.below(10) < insertions[step / 200 % 4]) {
-      g_outOfNodes = random.oneIn(6);
-      EXPECT_EQ(InsertAvlNode(Element(letter), tree, tree->root), tree->root);
-      EXPECT_TRUE(!g_outOfNodes || InsertAvlNode(Element(letter), tree, nullptr) == nullptr);
-      if (!g_outOfNodes) model.insert(letter);
-      EXPECT_TRUE(model.count(letter) == 1 || Shape(tree->root) == before);
-      g_outOfNodes = false;
+      outOfNodes_ = random.oneIn(6);
+      insert(letter);
+      EXPECT_TRUE(!outOfNodes_ || InsertAvlNode(Element(letter), tree_, nullptr) == nullptr);
+      if (!outOfNodes_) model.insert(letter);
+      EXPECT_TRUE(model.count(letter) == 1 || shape(tree_->root) == before);
+      outOfNodes_ = false;
     } else {
-      EXPECT_EQ(DeleteAvlNode(Element(letter), tree, tree->root), tree->root);
-      EXPECT_EQ(g_givenBack, std::string(model.erase(letter), letter));
-      g_givenBack.clear();
+      givenBack_.clear();
+      remove(letter);
+      EXPECT_EQ(givenBack_, std::string(model.erase(letter), letter));
     }
-    EXPECT_TRUE(step >= 100 || model.empty() || tree->root->height <= 7) << "60 letters need no more";
-    EXPECT_EQ(Walk(tree->root, InorderTravAvlTree), std::string(model.begin(), model.end()));
-    const AvlNode* const found = FindAvlNode(Element(letter), tree, tree->root);
-    EXPECT_EQ(found == nullptr ? 0 : Letter(found->element), model.count(letter) == 0 ? 0 : letter);
-    const AvlNode *const least = FindMinAvlNode(tree->root), *const greatest = FindMaxAvlNode(tree->root);
-    EXPECT_EQ(least == nullptr ? 0 : Letter(least->element), model.empty() ? 0 : *model.begin());
-    EXPECT_EQ(greatest == nullptr ? 0 : Letter(greatest->element), model.empty() ? 0 : *model.rbegin());
+    EXPECT_TRUE(step >= 100 || model.empty() || tree_->root->height <= 7) << "60 letters need no more";
+    EXPECT_EQ(walk(InorderTravAvlTree), std::string(model.begin(), model.end()));
+    const auto letterOf = [](const AvlNode* node) { return node == nullptr ? '\0' : Letter(node->element); };
+    EXPECT_EQ(letterOf(FindAvlNode(Element(letter), tree_, tree_->root)),
+              model.count(letter) == 0 ? 0 : letter);
+    EXPECT_EQ(letterOf(FindMinAvlNode(tree_->root)), model.empty() ? 0 : *model.begin());
+    EXPECT_EQ(letterOf(FindMaxAvlNode(tree_->root)), model.empty() ? 0 : *model.rbegin());
   }
-  ReleaseAvlTree(tree);
+  ReleaseAvlTree(tree_);
 }
 
 TEST(AvlTree, CyclesItsAreasAndGoesToTheHeapPastThem) {
@@ -135,9 +134,8 @@ TEST(AvlTree, CreationTakesOnlyWhatCanWork) {
   const int32_t refused[][2] = {{0, 8},        {-1, 8}, {1, 1}, {1, 3}, {INT32_MAX, 8}, {1 << 20, 1 << 20},
                                 {1, INT32_MIN}};
   for (const auto& [count, size] : refused) {
-    EXPECT_EQ(CreateAvlTree(nullptr, nullptr, count, nullptr, size), nullptr) << count << ", " << size;
-    EXPECT_EQ(CreateAvlTree(header, nullptr, count, nullptr, size), nullptr)
-        << "the header stays the caller's";
+    for (AvlTree* own : {static_cast<AvlTree*>(nullptr), header})  // which stays the caller's
+      EXPECT_EQ(CreateAvlTree(own, nullptr, count, nullptr, size), nullptr) << count << ", " << size;
   }
   EXPECT_EQ(CreateAvlTree(header, nullptr, 70000, nullptr, -24), header);
   EXPECT_EQ(header->elementSize, 24);
