@@ -76,7 +76,12 @@ class File {
 #if defined(_WIN32)
   void* handle_ = nullptr;
 #else
+  // The medium works on one piece of a file while the next ones are written: on a piece as soon as a write
+  // goes to another one.
+  void noteWritten(uint64_t position, uint64_t size);
+
   int descriptor_ = -1;
+  uint64_t writtenPiece_ = 0;
 #endif
 };
 

@@ -34,15 +34,13 @@ auto Uninterrupted(Call call) {
   return result;
 }
 
-// Lets the medium work on what was written while the rest is being written: each piece of the file as soon as
-// a write has gone past its end. Nothing waits for it here, and only sync() tells whether it succeeded.
-constexpr uint64_t kWriteBackPiece = uint64_t{4} << 20;
-void StartWriteBack(int descriptor, uint64_t from, uint64_t to) {
-  const uint64_t first = from - from % kWriteBackPiece;
-  const uint64_t end = to - to % kWriteBackPiece;
-  if (first < end)
-    sync_file_range(descriptor, static_cast<off_t>(first), static_cast<off_t>(end - first),
-                    SYNC_FILE_RANGE_WRITE);
+constexpr uint64_t kWriteBackPiece = uint64_t{512} << 10;
+
+// Lets the medium begin with what was written to the pieces of a file from number `first` to `end`. Nothing
+// waits for it here, and only sync() tells whether it succeeded.
+void StartWriteBack(int descriptor, uint64_t first, uint64_t end) {
+  sync_file_range(descriptor, static_cast<off_t>(first * kWriteBackPiece),
+                  static_cast<off_t>((end - first) * kWriteBackPiece), SYNC_FILE_RANGE_WRITE);
 }
 
 // A path as the system takes it. A null path, and one longer than the system takes any, become the empty
@@ -191,8 +189,17 @@ size_t File::writeAt(uint64_t position, const void* bytes, size_t size) {
     if (written <= 0) break;
     done += static_cast<size_t>(written);
   }
-  StartWriteBack(descriptor_, position, position + done);
+  noteWritten(position, done);
   return done;
+}
+
+void File::noteWritten(uint64_t position, uint64_t size) {
+  if (size == 0) return;
+  const uint64_t first = position / kWriteBackPiece;
+  const uint64_t last = (position + size - 1) / kWriteBackPiece;
+  if (first != writtenPiece_) StartWriteBack(descriptor_, writtenPiece_, writtenPiece_ + 1);
+  if (first != last) StartWriteBack(descriptor_, first, last);
+  writtenPiece_ = last;
 }
 
 bool File::copyRange(const File& source, uint64_t position, uint64_t size) {
@@ -204,7 +211,7 @@ bool File::copyRange(const File& source, uint64_t position, uint64_t size) {
     const ssize_t copied = Uninterrupted(
         [&] { return copy_file_range(source.descriptor_, &from, descriptor_, &to, wanted, 0); });
     if (copied <= 0) break;
-    StartWriteBack(descriptor_, position, position + static_cast<uint64_t>(copied));
+    noteWritten(position, static_cast<uint64_t>(copied));
     position += static_cast<uint64_t>(copied);
   }
 

@@ -65,13 +65,16 @@ int32_t CopyWholeFile(FileInfo* file, const BackupNames& names) {
 }
 
 bool CopyStaleBlocks(const FileInfo* file, File* copy) {
+  // What lies between blocks that are near each other is the same in both files: one longer copy is quicker.
+  constexpr uint32_t kNear = 8;
   const auto& stale = file->staleBlocks;
   for (uint32_t block = stale.lowest(); block < file->blockNum;) {
     uint32_t end = block + 1;
-    while (end < file->blockNum && stale.contains(end)) ++end;
+    uint32_t next = stale.next(end);
+    for (; next < file->blockNum && next - end < kNear; next = stale.next(end)) end = next + 1;
     if (!copy->copyRange(file->file, uint64_t{block} * kBlockSize, uint64_t{end - block} * kBlockSize))
       return false;
-    block = stale.next(end);
+    block = next;
   }
   return copy->setSize(uint64_t{file->blockNum} * kBlockSize);
 }
@@ -97,10 +100,9 @@ bool BothAreOurs(const FileInfo* file, const BackupNames& names) {
          platform::StampOf(names.backup, &backup) && backup == file->backupStamp;
 }
 
-// Whether copying the whole file costs no more than copying the stale blocks: these lie scattered, a file system
-// writes pages of four, and a whole copy takes one flush less.
+// Whether copying the whole file costs no more than copying the stale blocks, with a flush less.
 bool MuchIsStale(const FileInfo* file) {
-  return file->staleBlocks.count() > file->blockNum / 4;
+  return file->staleBlocks.count() > file->blockNum / 4 * 3;
 }
 
 }  // namespace

@@ -14,8 +14,4 @@ namespace storage {
 // moved away are marked free, so that no packet stands twice.
 int32_t CompactDataFile(FileInfo* file);
 
-// Copies the block at offset `from` to offset `to`: 1; 0 when the write failed, kIncomplete when the block
-// could not be read.
-int32_t MoveBlock(FileInfo* file, uint32_t from, uint32_t to);
-
 }  // namespace storage
