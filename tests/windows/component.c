@@ -3,25 +3,16 @@
 Pmstore pm;
 static int failures;
 
-static void Need(int there, const char* name) {
-  if (there) return;
-  printf("cannot load %s\n", name);
-  exit(1);
-}
-
-DWORD LoadPmstore(void) {
-  DWORD count = 0;
+int LoadPmstore(void) {
+  int count = 0;
 #if defined(LINKED)
   pm.module = GetModuleHandleW(L"pmstore.dll");
-#define EXPORTED(name) pm.name = name;
+#define EXPORTED(name) pm.name = name, ++count;
 #else
   pm.module = LoadLibraryW(L"pmstore.dll");
-#define EXPORTED(name) pm.name = (__typeof__(name)*)(void (*)(void))GetProcAddress(pm.module, #name);
+#define EXPORTED(name) \
+  count += (pm.name = (__typeof__(name)*)(void (*)(void))GetProcAddress(pm.module, #name)) != NULL;
 #endif
-  Need(pm.module != NULL, "pmstore.dll");
-#include "exported.inc"
-#undef EXPORTED
-#define EXPORTED(name) Need(++count&& pm.name != NULL, #name);
 #include "exported.inc"
 #undef EXPORTED
   return count;
@@ -41,30 +32,16 @@ int Failures(void) {
 void EnterFolder(void) {
   wchar_t path[MAX_PATH];
   GetTempPathW(MAX_PATH, path);
-  const size_t length = wcslen(path);
-  swprintf(path + length, MAX_PATH - length, L"pmstore \u00e4\u4fdd\u9669 %lu", GetCurrentProcessId());
-  Need(CreateDirectoryW(path, NULL) && SetCurrentDirectoryW(path), "a new folder");
-}
-
-static void Empty(void) {
-  WIN32_FIND_DATAW entry;
-  HANDLE search = FindFirstFileW(L"*", &entry);
-  do {
-    if (DeleteFileW(entry.cFileName) || wcsspn(entry.cFileName, L".") == wcslen(entry.cFileName)) continue;
-    if (!SetCurrentDirectoryW(entry.cFileName)) continue;
-    Empty();
-    SetCurrentDirectoryW(L"..");
-    RemoveDirectoryW(entry.cFileName);
-  } while (FindNextFileW(search, &entry));
-  FindClose(search);
+  SetCurrentDirectoryW(path);
+  swprintf(path, MAX_PATH, L"pmstore \u00e4\u4fdd\u9669 %lu", GetCurrentProcessId());
+  CHECK(CreateDirectoryW(path, NULL) && SetCurrentDirectoryW(path));
 }
 
 void LeaveFolder(void) {
-  wchar_t path[MAX_PATH];
+  wchar_t path[MAX_PATH], command[MAX_PATH + 20];
   GetCurrentDirectoryW(MAX_PATH, path);
-  Empty();
-  SetCurrentDirectoryW(L"..");
-  CHECK(RemoveDirectoryW(path));
+  swprintf(command, MAX_PATH + 20, L"rmdir /s /q \"%ls\"", path);
+  CHECK(SetCurrentDirectoryW(L"..") && _wsystem(command) == 0 && !IsThere(path));
 }
 
 int IsThere(const wchar_t* path) {
@@ -75,13 +52,10 @@ int IsHidden(const wchar_t* path) {
   return IsThere(path) && (GetFileAttributesW(path) & FILE_ATTRIBUTE_HIDDEN) != 0;
 }
 
-char* ReadAll(const wchar_t* path, DWORD* size) {
-  HANDLE file = CreateFileW(path, GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, NULL,
-                            OPEN_EXISTING, 0, NULL);
-  *size = 0;
-  if (file == INVALID_HANDLE_VALUE) return NULL;
-  char* bytes = calloc(GetFileSize(file, NULL) + 1, 1);
-  ReadFile(file, bytes, GetFileSize(file, NULL), size, NULL);
-  CloseHandle(file);
-  return bytes;
+size_t ReadAll(const wchar_t* path, char* bytes) {
+  FILE* stream = _wfopen(path, L"rb");
+  if (stream == NULL) return 0;
+  const size_t size = fread(bytes, 1, kMostBytes, stream);
+  fclose(stream);
+  return size;
 }

@@ -19,9 +19,9 @@ typedef struct Pmstore {
 
 extern Pmstore pm;
 
-/* Finds the functions by their names, in the DLL loaded for it, or LINKED through its import library; the
- * number of names. Ends the program when one is not to be had. */
-DWORD LoadPmstore(void);
+/* Finds the functions by their names, in the DLL loaded for it, or LINKED through its import library; how many
+ * were found. */
+int LoadPmstore(void);
 
 /* Notes a failure and goes on; a program of tests returns Failures(). */
 #define CHECK(condition) Check((condition) != 0, #condition, __FILE__, __LINE__)
@@ -37,7 +37,8 @@ void LeaveFolder(void);
 int IsThere(const wchar_t* path);
 int IsHidden(const wchar_t* path); /* as the system reports it */
 
-/* The file's bytes, with a zero behind them, in memory of malloc; null when it cannot be read. */
-char* ReadAll(const wchar_t* path, DWORD* size);
+/* Reads the bytes of a file into room for kMostBytes; their number, 0 when it cannot be read. */
+enum { kMostBytes = 65536 };
+size_t ReadAll(const wchar_t* path, char* bytes);
 
 #endif

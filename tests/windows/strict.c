@@ -35,19 +35,11 @@ static HANDLE WINAPI StrictCreate(LPCWSTR path, DWORD access, DWORD share, LPSEC
   return INVALID_HANDLE_VALUE;
 }
 
-static FILE* __cdecl StrictStream(const wchar_t* path, const wchar_t* mode) {
-  return Refused(path, mode[0] == L'w') ? NULL : _wfopen(path, mode);
-}
-
 static BOOL WINAPI StrictMove(LPCWSTR from, LPCWSTR to, DWORD flags) {
   seen.notWrittenThrough += flags != (MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH);
   if (Refused(from, 0) || Refused(to, 0) || !NoteHeld(MoveFileExW(from, to, flags))) return FALSE;
   ++seen.renames;
   return SetFileAttributesW(to, FILE_ATTRIBUTE_NORMAL);
-}
-
-static HANDLE WINAPI StrictFind(LPCWSTR path, LPWIN32_FIND_DATAW entry) {
-  return Refused(path, 0) ? INVALID_HANDLE_VALUE : FindFirstFileW(path, entry);
 }
 
 static BOOL WINAPI StrictDelete(LPCWSTR path) {
@@ -61,11 +53,6 @@ static BOOL WINAPI StrictAttributes(LPCWSTR path, DWORD attributes) {
 static BOOL WINAPI WatchedWrite(HANDLE file, LPCVOID bytes, DWORD size, LPDWORD written, LPOVERLAPPED at) {
   *Unsynced(file) = 1;
   return WriteFile(file, bytes, size, written, at);
-}
-
-static BOOL WINAPI WatchedEnd(HANDLE file) {
-  *Unsynced(file) = 1;
-  return SetEndOfFile(file);
 }
 
 static BOOL WINAPI WatchedFlush(HANDLE file) {
@@ -85,34 +72,31 @@ static const struct {
   const char* name;
   Function function;
 } strict[] = {
-    {"CreateFileW", (Function)StrictCreate},      {"_wfopen", (Function)StrictStream},
-    {"MoveFileExW", (Function)StrictMove},        {"FindFirstFileW", (Function)StrictFind},
-    {"DeleteFileW", (Function)StrictDelete},      {"SetFileAttributesW", (Function)StrictAttributes},
-    {"WriteFile", (Function)WatchedWrite},        {"SetEndOfFile", (Function)WatchedEnd},
-    {"FlushFileBuffers", (Function)WatchedFlush}, {"CloseHandle", (Function)WatchedClose},
+    {"CreateFileW", (Function)StrictCreate}, {"MoveFileExW", (Function)StrictMove},
+    {"DeleteFileW", (Function)StrictDelete}, {"SetFileAttributesW", (Function)StrictAttributes},
+    {"WriteFile", (Function)WatchedWrite},   {"FlushFileBuffers", (Function)WatchedFlush},
+    {"CloseHandle", (Function)WatchedClose},
 };
-
-static int Redirect(const char* name, Function* place) {
-  for (size_t i = 0; i < sizeof strict / sizeof *strict; ++i) {
-    if (strcmp(strict[i].name, name) != 0) continue;
-    DWORD old;
-    VirtualProtect(place, sizeof *place, PAGE_READWRITE, &old);
-    *place = strict[i].function;
-    return 1;
-  }
-  return 0;
-}
 
 int MakeStrict(HMODULE module) {
   const char* base = (const char*)module;
   const IMAGE_NT_HEADERS32* headers = (const void*)(base + ((const IMAGE_DOS_HEADER*)module)->e_lfanew);
-  const DWORD imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+  const IMAGE_DATA_DIRECTORY imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+  const IMAGE_IMPORT_DESCRIPTOR* from = (const void*)(base + imports.VirtualAddress);
   int count = 0;
-  for (const IMAGE_IMPORT_DESCRIPTOR* from = (const void*)(base + imports); from->Name != 0; ++from) {
+  for (; from->Name != 0; ++from) {
     const DWORD* names = (const void*)(base + from->OriginalFirstThunk);
     Function* places = (Function*)(base + from->FirstThunk);
-    for (; *names != 0; ++names, ++places)
-      count += Redirect((const char*)((const IMAGE_IMPORT_BY_NAME*)(base + *names))->Name, places);
+    for (; *names != 0; ++names, ++places) {
+      const IMAGE_IMPORT_BY_NAME* wanted = (const void*)(base + *names);
+      for (size_t i = 0; i < sizeof strict / sizeof *strict; ++i) {
+        DWORD old;
+        if (strcmp(strict[i].name, (const char*)wanted->Name) != 0) continue;
+        VirtualProtect(places, sizeof *places, PAGE_READWRITE, &old);
+        *places = strict[i].function;
+        ++count;
+      }
+    }
   }
   return count;
 }

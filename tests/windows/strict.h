@@ -20,7 +20,7 @@ typedef struct Seen {
   int tooLong;           /* names that Windows would refuse for their length */
   int notDurable;        /* files closed before what was written to them was carried to the disk */
   int notWrittenThrough; /* renames without the replace and write-through flags */
-  int held;              /* renames and removals refused since another handle holds the file */
+  volatile int held;     /* renames and removals refused since another handle holds the file */
 } Seen;
 
 extern Seen seen;
