@@ -2,7 +2,7 @@
 //
 // States of a block:
 //
-//        AllocateBlock               SaveItemToFile
+//        AllocateBlock                 ItemWriter
 //   end of file ----> taken ----------------------> in use
 //                       ^                             |  DeleteItem, or the item shrank
 //         AllocateBlock |                             v

@@ -1,12 +1,9 @@
 #include "storage/save.h"
 
-#include <algorithm>
-
 #include "storage/backup.h"
-#include "storage/blockio.h"
 #include "storage/dirty.h"
 #include "storage/freeblocks.h"
-#include "storage/pack.h"
+#include "storage/itemwriter.h"
 #include "storage/storage.h"
 
 namespace storage {
@@ -30,67 +27,18 @@ bool ReserveItems(FileInfo* file) {
   return blockNum <= kMaxBlocks && ReserveBlocks(file, static_cast<uint32_t>(blockNum));
 }
 
-// Gives back the item's blocks from number `first` on; those at or behind `fileEnd` are not in the file yet.
-// The others hold a packet of `owner`.
-void GiveBackBlocks(ItemInfo* item, FileInfo* file, uint32_t first, uint32_t fileEnd, uint32_t owner) {
-  while (item->fragments.count > first) {
-    const uint32_t block = item->fragments.last() / kBlockSize;
-    item->fragments.removeLast();
-    if (block >= fileEnd) {
-      --file->blockNum;
-    } else {
-      InsertFreeBlock(file, block, owner);
-    }
-  }
-}
-
-// Writes packets `from` to `to` (exclusive), which lie in one run of blocks; the number written.
-uint32_t WriteRun(const ItemInfo* item, FileInfo* file, uint32_t from, uint32_t to) {
-  for (uint32_t i = from; i < to; ++i) {
-    PackItemData(item->id, item->data, item->size, static_cast<uint16_t>(i),
-                 controller->blockBuffer + size_t{i - from} * kBlockSize);
-  }
-  return WriteBlocks(file, item->fragments[from] / kBlockSize, controller->blockBuffer, to - from);
-}
-
-// The end of the run of packets from `from` on that need writing and lie one behind the other in the file.
-uint32_t RunEnd(const ItemInfo* item, uint32_t from, uint32_t known) {
-  uint32_t end = from + 1;
-  while (end < item->fragments.count && end - from < kBufferBlocks &&
-         item->fragments[end] == item->fragments[end - 1] + kBlockSize &&
-         (end >= known || !PacketIsOnDisk(item, end))) {
-    ++end;
-  }
-  return end;
-}
-
-// Writes what is not on disk; the number of leading packets that are then there. The first `known` blocks
-// were the item's before.
-uint32_t WritePackets(const ItemInfo* item, FileInfo* file, uint32_t known) {
-  uint32_t next = 0;
-  while (next < item->fragments.count) {
-    if (next < known && PacketIsOnDisk(item, next)) {
-      ++next;
-      continue;
-    }
-    const uint32_t end = RunEnd(item, next, known);
-    const uint32_t written = WriteRun(item, file, next, end);
-    next += written;
-    if (next < end) break;
-  }
-  return next;
-}
-
 int32_t WriteDirtyItems(FileInfo* file, uint32_t* savedNum) {
-  int32_t result = kOk;
+  ItemWriter writer(file);
+  bool saved = true;
   for (ItemInfo* item : file->dirtyItems) {
-    result = SaveItemToFile(item, file);
-    if (result != kOk) break;
-    ++*savedNum;
+    saved = writer.save(item);
+    if (!saved) break;
   }
+  saved = saved && writer.finish();
+  *savedNum = writer.savedNum();
   // The items that were saved are clean from now on, whatever became of the others: nobody comes back to
   // mark.
-  if (MarkConfusableBlocks(file)) return result;
+  if (MarkConfusableBlocks(file)) return saved ? kOk : kWriteFailed;
   *savedNum = 0;
   return kWriteFailed;
 }
@@ -126,29 +74,6 @@ int32_t EndPass(FileInfo* file, bool onDisk, int32_t result, uint32_t savedNum) 
   file->backupBehind = whole && !durable;
   if (durable) return result;
   return ours ? kWriteFailed : kCannotOpen;
-}
-
-uint32_t AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file) {
-  const uint32_t needed = PacketsFor(size);
-  const uint32_t fileEnd = file->blockNum;
-  while (item->fragments.count < needed) item->fragments.add(AllocateBlock(file) * kBlockSize);
-  GiveBackBlocks(item, file, needed, fileEnd, item->id);
-  return needed;
-}
-
-int32_t SaveItemToFile(ItemInfo* item, FileInfo* file) {
-  const uint32_t had = item->fragments.count;
-  const uint32_t fileEnd = file->blockNum;
-  const uint32_t needed = AdjustFragmentCount(item->size, item, file);
-  const uint32_t written = WritePackets(item, file, std::min(had, needed));
-  if (written == needed) {
-    NoteSaved(item);
-    return kOk;
-  }
-  ForgetSaved(item);
-  GiveBackBlocks(item, file, std::max(written, had), fileEnd, kUnknownOwner);
-  CutBlocks(file, file->blockNum);  // a block written in part would leave a ragged end
-  return kWriteFailed;
 }
 
 int32_t SyncFile(FileInfo* file, PassEnd end) {

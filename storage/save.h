@@ -19,7 +19,6 @@
 //     when another item failed it, the recovery is the state before, until a later sync completes the pass.
 //  3. When the backup cannot be brought up to date at the end, it is deleted: an older backup beside a newer,
 //     whole file would win over it. If even that fails, the pass has failed.
-//  4. An item's save writes packets in order; blocks taken for packets that were not written are given back.
 #pragma once
 
 #include <cstdint>
@@ -37,13 +36,6 @@ int32_t BeginPass(FileInfo* file);
 // Ends a pass whose writing gave `result` and was made durable when `onDisk`, making the first `savedNum`
 // dirty items clean when a recovery would find them: 0 and WHOLE; or the first failure and TORN.
 int32_t EndPass(FileInfo* file, bool onDisk, int32_t result, uint32_t savedNum);
-
-// Gives the item exactly the blocks that `size` bytes need, whose number it returns: new ones behind its last,
-// or its last ones given up. In a pass, which has made room for them.
-uint32_t AdjustFragmentCount(uint32_t size, ItemInfo* item, FileInfo* file);
-
-// Writes the item's packets that are not on disk yet: 0 or kWriteFailed.
-int32_t SaveItemToFile(ItemInfo* item, FileInfo* file);
 
 // SyncDirtyData for a given file.
 int32_t SyncFile(FileInfo* file, PassEnd end = PassEnd::kNow);
