@@ -7,14 +7,15 @@ typedef void (*Function)(void);
 
 /* The functions that this program uses, with the types of their declarations in pmstore.h. */
 static struct {
-  int32_t (*start)(void);
-  void (*stop)(void);
-  DataBaseHandle* (*open)(const wchar_t* path);
-  int32_t (*close)(DataBaseHandle* vault);
-  uint32_t (*newId)(DataBaseHandle* vault, uint32_t kind, const wchar_t* name);
-  uint32_t (*findId)(DataBaseHandle* vault, uint32_t kind, const wchar_t* name);
-  int32_t (*put)(DataBaseHandle* vault, uint32_t id, const void* bytes, uint32_t size, int32_t syncNow);
-  const void* (*get)(DataBaseHandle* vault, uint32_t* idThenSize);
+  int32_t(PM_CALL* start)(void);
+  void(PM_CALL* stop)(void);
+  DataBaseHandle*(PM_CALL* open)(const wchar_t* path);
+  int32_t(PM_CALL* close)(DataBaseHandle* vault);
+  uint32_t(PM_CALL* newId)(DataBaseHandle* vault, uint32_t kind, const wchar_t* name);
+  uint32_t(PM_CALL* findId)(DataBaseHandle* vault, uint32_t kind, const wchar_t* name);
+  int32_t(PM_CALL* put)(DataBaseHandle* vault, uint32_t id, const void* bytes, uint32_t size,
+                        int32_t syncNow);
+  const void*(PM_CALL* get)(DataBaseHandle* vault, uint32_t* idThenSize);
 } pm;
 
 static const char* const kNames[] = {
