@@ -17,6 +17,7 @@ namespace cli {
 void PrepareStreams() {
 #if defined(_WIN32)
   for (std::FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
+  std::setvbuf(stderr, nullptr, _IONBF, 0);  // as the C standard has it, but not every run-time
   SetConsoleOutputCP(CP_UTF8);
 #endif
 }
