@@ -59,7 +59,6 @@ class Differential : public DataBaseTest {
     PmString name;
     Model model;
     DataBaseHandle* handle = nullptr;
-    int opens = 0;
     Bytes seen;  // the data file when it was last looked at
   };
 
@@ -85,7 +84,7 @@ class Differential : public DataBaseTest {
 
   Db& anyDb() {
     Db& db = dbs_[draw(3)];
-    if (db.opens == 0 && draw(10) < 4) openOrClose(db);
+    if (db.model.opens == 0 && draw(10) < 4) openOrClose(db);
     return db;
   }
 
@@ -103,6 +102,10 @@ class Differential : public DataBaseTest {
     return roll == 97 ? 0 : 1 + draw(20);
   }
 
+  static bool knows(const Model& model, uint32_t id) {
+    return model.find(id) != nullptr || model.pending.count(id) != 0;
+  }
+
   void remember(uint32_t id) {
     known_.push_back(id);
     if (known_.size() > 40) known_.erase(known_.begin());
@@ -118,8 +121,7 @@ class Differential : public DataBaseTest {
 
   // Where a caller may have these bytes: in memory of its own, or (they change then) in the item's lent buffer.
   const void* anySource(Db& db, uint32_t id, Bytes* bytes) {
-    if (db.opens == 0 || id == 0 || !oneIn(6)) return bytes->data();
-    current_ = &db;
+    if (!oneIn(6)) return bytes->data();
     const Bytes* held = db.model.get(id);
     uint32_t word = id;
     const auto* lent = static_cast<const uint8_t*>(PmGetItemPtrByID(db.handle, &word));
@@ -137,47 +139,44 @@ class Differential : public DataBaseTest {
   }
 
   void openOrClose(Db& db) {
-    if (db.opens > 0 && oneIn(2)) {
-      for (int left = oneIn(2) ? db.opens : 1; left > 0; --left) close(db);
-      return;
-    }
-    const bool restore = oneIn(4);
-    note(db, restore ? "restore" : "open");
-    ASSERT_EQ(OpenDataBaseFile(Pm(db.path / "no.db").c_str()), nullptr);
-    if (restore) {
-      ASSERT_EQ(PmRestoreBackupFile(db.name.c_str()), db.opens > 0 ? 0 : -2);
-      if (db.opens == 0) return;
+    if (db.model.opens > 0 && oneIn(2)) {
+      for (int left = oneIn(2) ? db.model.opens : 1; left > 0; --left) close(db);
+    } else if (oneIn(4)) {
+      restore(db, db.model.opens > 0);
     } else {
-      DataBaseHandle* handle = OpenDataBaseFile(db.name.c_str());
-      ASSERT_NE(handle, nullptr);
-      ASSERT_TRUE(db.handle == nullptr || db.handle == handle);
-      db.handle = handle;
-      if (db.opens == 0) {
-        db.model.open();
-        current_ = &db;
-      }
+      open(db);
     }
-    ++db.opens;
+  }
+
+  void open(Db& db) {
+    note(db, "open");
+    ASSERT_EQ(OpenDataBaseFile(Pm(db.path / "no.db").c_str()), nullptr);
+    DataBaseHandle* handle = OpenDataBaseFile(db.name.c_str());
+    ASSERT_NE(handle, nullptr);
+    ASSERT_TRUE(db.handle == nullptr || db.handle == handle);
+    db.handle = handle;
+    db.model.open();
+  }
+
+  void restore(Db& db, bool succeeds) {
+    note(db, "restore");
+    ASSERT_EQ(PmRestoreBackupFile(db.name.c_str()), succeeds ? 0 : -2);
+    if (succeeds) db.model.open();
   }
 
   void close(Db& db) {
     note(db, "close");
-    ASSERT_EQ(CloseDataBaseFile(db.handle), db.opens == 0 ? -1 : 0);
-    if (db.opens == 0 || --db.opens > 0) return;
-    db.handle = nullptr;
-    db.model.close();
-    current_ = nullptr;
+    ASSERT_EQ(CloseDataBaseFile(db.handle), db.model.close());
+    if (db.model.opens == 0) db.handle = nullptr;
   }
 
   void restart() {
     op_ << "restart; ";
     DataBaseTest::restart();
     for (Db& db : dbs_) {
-      if (db.opens > 0) db.model.close();
-      db.opens = 0;
+      while (db.model.close() == 0) continue;
       db.handle = nullptr;
     }
-    current_ = nullptr;
   }
 
   void makeId(Db& db) {
@@ -188,21 +187,19 @@ class Differential : public DataBaseTest {
     uint32_t id = oneIn(2) ? 0 : anyId(db);
     if (id != 0 && !known_.empty() && !oneIn(4))
       id = known_[Count(known_) - 1 - draw(std::min(8U, Count(known_)))];
-    const auto has = [&id](const Db& other) {
-      return other.opens > 0 && (other.model.find(id) != nullptr || other.model.pending.count(id) != 0);
-    };
     if (id != 0 || oneIn(20)) {
       note(db, "retain", id, kind);
-      const bool accepted = db.opens > 0 && !has(db);
+      const bool accepted = db.model.opens > 0 && !knows(db.model, id);
       ASSERT_EQ(RetainID(db.handle, id, kind, userData), accepted ? 1 : 0);
       if (!accepted) return;
     } else {
       id = CreateNewItemID(db.handle, kind, userData);
       note(db, "create", id, kind);
-      const bool refused = db.opens == 0 || (text != nullptr && db.model.findUserData(kind, *text) != 0);
+      const bool refused =
+          db.model.opens == 0 || (text != nullptr && db.model.findUserData(kind, *text) != 0);
       ASSERT_EQ(id == 0, refused);
       if (refused) return;
-      ASSERT_TRUE(std::none_of(std::begin(dbs_), std::end(dbs_), has));
+      for (const Db& other : dbs_) ASSERT_FALSE(knows(other.model, id));
     }
     db.model.pending[id] = {
         {0, 0}, kind, id, text == nullptr ? std::nullopt : std::optional<PmString>(*text)};
@@ -215,8 +212,7 @@ class Differential : public DataBaseTest {
     const void* source = anySource(db, id, &bytes);
     const bool syncNow = oneIn(3);
     note(db, "insert", id, bytes.size(), "bytes", syncNow);
-    const int32_t expected = id != 0 && db.opens == 0 ? -1 : db.model.insertItem(id, bytes, syncNow);
-    if (expected == 0) current_ = &db;
+    const int32_t expected = db.model.insert(id, bytes, syncNow);
     ASSERT_EQ(InserItemToDataBase(db.handle, id, source, Count(bytes), syncNow), expected);
   }
 
@@ -232,12 +228,7 @@ class Differential : public DataBaseTest {
     const void* source = anySource(db, id, &bytes);
     const bool syncNow = oneIn(3);
     note(db, "modify", id, bytes.size(), "bytes at", offset, syncNow);
-    int32_t expected = db.opens == 0 ? -1 : -3;
-    if (db.opens > 0 && id != 0) {
-      current_ = &db;
-      expected = db.model.modify(id, bytes, offset);
-      if (expected == 0 && syncNow) db.model.sync();
-    }
+    const int32_t expected = db.model.modify(id, bytes, offset, syncNow);
     ASSERT_EQ(PmModifyItem(db.handle, id, source, offset, Count(bytes), syncNow), expected);
   }
 
@@ -245,18 +236,15 @@ class Differential : public DataBaseTest {
     const uint32_t id = anyId(db);
     const bool syncNow = oneIn(3);
     note(db, "delete", id, syncNow);
-    const int32_t expected = id != 0 && db.opens == 0 ? -1 : db.model.deleteItem(id, syncNow);
+    const int32_t expected = db.model.remove(id, syncNow);
     if (expected == 0) remember(id);
-    if (expected == 0 || (expected == -1 && db.opens > 0)) current_ = &db;
     ASSERT_EQ(DeleteItemFromDataBase(db.handle, id, syncNow), expected);
   }
 
   void read(Db& db) {
     const uint32_t id = anyId(db);
     note(db, "get", id);
-    const bool asked = db.opens > 0 && id != 0;
-    if (asked) current_ = &db;
-    ASSERT_TRUE(get(db.handle, id) == Copy(asked ? db.model.get(id) : nullptr));
+    ASSERT_TRUE(get(db.handle, id) == Copy(db.model.get(id)));
   }
 
   void lookUp(Db& db) {
@@ -264,17 +252,15 @@ class Differential : public DataBaseTest {
     const uint32_t kind = anyKind();
     const PmString* text = anyUserData();
     note(db, "look up", id, kind);
-    const bool isOpen = db.opens > 0;
-    ASSERT_EQ(GetItemCount(db.handle, kind), isOpen ? db.model.list(kind).size() : 0);
+    ASSERT_EQ(GetItemCount(db.handle, kind), db.model.list(kind).size());
     ASSERT_EQ(GetItemIDByUserdata(db.handle, kind, text == nullptr ? nullptr : text->c_str()),
-              isOpen && text != nullptr ? db.model.findUserData(kind, *text) : 0);
+              text == nullptr ? 0 : db.model.findUserData(kind, *text));
     uint32_t pending = 77;
     const PmChar* userData = GetItemAddons(db.handle, id, &pending);
     const auto waiting = db.model.pending.find(id);
     const bool isPending = waiting != db.model.pending.end();
     const vault::Record* record = isPending ? &waiting->second : db.model.find(id);
-    if (!isOpen) record = nullptr;
-    ASSERT_EQ(pending, isOpen ? uint32_t{isPending} : 77);
+    ASSERT_EQ(pending, db.model.opens > 0 ? uint32_t{isPending} : 77);
     ASSERT_EQ(userData != nullptr, record != nullptr && record->userData);
     ASSERT_TRUE(userData == nullptr || userData == *record->userData);
   }
@@ -283,21 +269,22 @@ class Differential : public DataBaseTest {
     const uint32_t kind = anyKind();
     const bool first = oneIn(3);
     note(db, first ? "first" : "next", kind);
-    const uint32_t expected = db.opens == 0 ? 0 : first ? db.model.first(kind) : db.model.next(kind);
+    const uint32_t expected = first ? db.model.first(kind) : db.model.next(kind);
     ASSERT_EQ((first ? FirstGetItemID : NextGetItemID)(db.handle, kind), expected);
   }
 
   void sync() {
     op_ << "sync; ";
-    if (current_ != nullptr) current_->model.sync();
-    ASSERT_EQ(PmSyncDirtyData(), current_ == nullptr ? -1 : 0);
+    if (Model::current != nullptr) Model::current->sync();
+    ASSERT_EQ(PmSyncDirtyData(), Model::current == nullptr ? -1 : 0);
   }
 
   void transaction() {
     const bool start = oneIn(3);
     op_ << (start ? "start; " : "stop; ");
-    if (current_ != nullptr) start ? void(current_->model.inTransaction = true) : current_->model.stop();
-    ASSERT_EQ((start ? PmStartTransaction : PmStopTransaction)(), current_ == nullptr ? -1 : 0);
+    Model* current = Model::current;
+    if (current != nullptr) start ? void(current->inTransaction = true) : current->stop();
+    ASSERT_EQ((start ? PmStartTransaction : PmStopTransaction)(), current == nullptr ? -1 : 0);
   }
 
   void dump() {
@@ -309,7 +296,7 @@ class Differential : public DataBaseTest {
 #endif
     const fs::path path = file("report.txt");
     for (int i = 0; i < 2; ++i) PrintAllItemInfo(Pm(path).c_str());
-    const std::string expected = current_ == nullptr ? "" : current_->model.report(withBytes);
+    const std::string expected = Model::current == nullptr ? "" : Model::current->report(withBytes);
     std::ifstream stream(path);
     ASSERT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), expected + expected);
     stream.close();
@@ -326,7 +313,7 @@ class Differential : public DataBaseTest {
     note(db, "kill");
     Model model = db.model;
     Bytes data = model.disk;
-    while (db.opens > 0) close(db);
+    while (db.model.opens > 0) close(db);
     if (model.backup) {
       WriteBytes(BackupOf(db.path), *model.backup);
       model.disk = *model.backup;
@@ -337,18 +324,10 @@ class Differential : public DataBaseTest {
     WriteBytes(db.path, data);
     if (oneIn(2)) WriteBytes(BackupOf(db.path).replace_extension(".pmt"), Pattern(draw(5000)));
     db.model = model;
+    db.model.opens = 0;
     db.seen.clear();
-    if (model.backup) {
-      note(db, "restore");
-      ASSERT_EQ(PmRestoreBackupFile(db.name.c_str()), 0);
-      db.opens = 1;
-      db.model.open();
-    }
-    note(db, "open");
-    db.handle = OpenDataBaseFile(db.name.c_str());
-    ASSERT_NE(db.handle, nullptr);
-    if (++db.opens == 1) db.model.open();
-    current_ = &db;
+    if (model.backup) restore(db, true);
+    open(db);
     if (oneIn(2)) readAll(db);
   }
 
@@ -384,7 +363,7 @@ class Differential : public DataBaseTest {
     ptrdiff_t expected = 0;
     for (Db& db : dbs_) {
       const std::optional<Bytes> data = ReadBytes(db.path), backup = ReadBytes(BackupOf(db.path));
-      ASSERT_TRUE(data || db.model.items.empty()) << db.path;
+      ASSERT_TRUE(data || db.model.disk.empty()) << db.path;
       if (!data) continue;
       ASSERT_EQ(data->size(), db.model.disk.size());
       const auto differs = std::mismatch(data->begin(), data->end(), db.model.disk.begin()).first;
@@ -407,7 +386,6 @@ class Differential : public DataBaseTest {
 
   std::mt19937 random_;
   Db dbs_[3];
-  Db* current_ = nullptr;
   std::vector<uint32_t> known_;  // IDs seen lately, in any database
   std::ostringstream op_;
 };

@@ -7,10 +7,10 @@
 
 #include "tests/support/vault.h"
 
-// One data file and the engine's view of it.
-class ModelFile {
+class Model {
  public:
   using Bytes = vault::Bytes;
+  using Record = vault::Record;
 
   struct Item {
     uint32_t size = 0;
@@ -19,21 +19,69 @@ class ModelFile {
     bool dirty = false;
   };
 
+  static inline Model* current = nullptr;  // the one whose file is the current file
+
   Bytes disk;
   std::optional<Bytes> backup;
-  std::map<uint32_t, Item> items;
-  bool inTransaction = false;
   std::map<uint32_t, Bytes> saved;  // what an open of the file as it stands must find
+  std::map<uint32_t, Item> items;
+  std::vector<std::optional<Record>> committed;
+  std::map<uint32_t, Record> pending;
+  int opens = 0;
+  bool inTransaction = false;
 
-  const Bytes* get(uint32_t id) {
-    const auto found = items.find(id);
-    if (found == items.end()) return nullptr;
-    Item& item = found->second;
-    if (!item.bytes) item.bytes = vault::Assemble(disk, {item.size, item.blocks});
-    return item.bytes ? &*item.bytes : nullptr;
+  void open() {
+    if (opens++ > 0) return;
+    current = this;
+    const vault::Scan scan = vault::ScanFile(disk);
+    items.clear();
+    for (const auto& [id, found] : scan.items) items[id] = {found.size, std::nullopt, found.blocks, false};
+    free_ = scan.free;
+    inTransaction = false;
+    cursor_ = 0;
+    committed.clear();
+    pending.clear();
+    const Bytes table = bytesOf(0) == nullptr ? Bytes() : *bytesOf(0);
+    capacity_ = table.size() / 24 + 100;
+    for (const Record& record : vault::ReadTable(table).value_or(std::vector<Record>())) commit(record);
   }
 
-  int32_t modify(uint32_t id, const Bytes& bytes, int32_t offset) {
+  int32_t close() {
+    if (opens == 0) return -1;
+    if (--opens > 0) return 0;
+    current = nullptr;
+    sync();
+    backup.reset();
+    committed.clear();
+    pending.clear();
+    if (items.empty()) return 0;
+    const size_t live = blockNum() - free_.size();
+    for (uint32_t b = blockNum(); b-- > live;) {
+      if (free_.count(b) != 0) continue;
+      std::copy_n(block(b), vault::kBlock, block(*free_.begin()));
+      free_.erase(free_.begin());
+    }
+    disk.resize(live * vault::kBlock);
+    return 0;
+  }
+
+  int32_t insert(uint32_t id, const Bytes& bytes, bool syncNow) {
+    if (id == 0 || opens == 0) return id == 0 ? -5 : -1;
+    const auto waiting = pending.find(id);
+    if (waiting == pending.end() && find(id) == nullptr) return -5;
+    current = this;
+    put(id, bytes);
+    if (syncNow) sync();
+    if (waiting == pending.end()) return 0;
+    commit(waiting->second);
+    pending.erase(waiting);
+    saveTable();
+    return 0;
+  }
+
+  int32_t modify(uint32_t id, const Bytes& bytes, int32_t offset, bool syncNow) {
+    if (id == 0 || opens == 0) return opens == 0 ? -1 : -3;
+    current = this;
     const auto found = items.find(id);
     if (found == items.end()) return -1;
     Item& item = found->second;
@@ -43,14 +91,33 @@ class ModelFile {
     const uint32_t end = from + static_cast<uint32_t>(bytes.size());
     if (whole && end != item.size) {
       item.bytes.emplace();
-    } else if ((end > item.size && !item.bytes) || get(id) == nullptr) {
+    } else if ((end > item.size && !item.bytes) || bytesOf(id) == nullptr) {
       return -1;
     }
     item.size = whole ? end : std::max(item.size, end);
     item.bytes->resize(item.size);
     std::copy(bytes.begin(), bytes.end(), item.bytes->begin() + from);
     item.dirty = true;
+    if (syncNow) sync();
     return 0;
+  }
+
+  int32_t remove(uint32_t id, bool syncNow) {
+    if (id == 0 || opens == 0) return id == 0 ? -5 : -1;
+    if (find(id) == nullptr) return -5;
+    current = this;
+    if (items.count(id) == 0) return -1;
+    drop(id, syncNow);
+    const auto hasId = [id](const auto& slot) { return slot && slot->id == id; };
+    std::find_if(committed.begin(), committed.end(), hasId)->reset();
+    saveTable();
+    return 0;
+  }
+
+  const Bytes* get(uint32_t id) {
+    if (id == 0 || opens == 0) return nullptr;
+    current = this;
+    return bytesOf(id);
   }
 
   void sync() {
@@ -59,7 +126,6 @@ class ModelFile {
     for (auto& [id, item] : items) {
       if (!item.dirty) continue;
       save(id, &item);
-      item.dirty = false;
       dirty.insert(id);
     }
     if (dirty.empty()) return;
@@ -77,17 +143,37 @@ class ModelFile {
     sync();
   }
 
-  void close() {
-    sync();
-    backup.reset();
-    if (items.empty()) return;
-    const size_t live = blockNum() - free_.size();
-    for (uint32_t b = blockNum(); b-- > live;) {
-      if (free_.count(b) != 0) continue;
-      std::copy_n(block(b), vault::kBlock, block(*free_.begin()));
-      free_.erase(free_.begin());
+  const Record* find(uint32_t id) const {
+    return findIf([&](const Record& record) { return record.id == id; });
+  }
+
+  uint32_t findUserData(uint32_t kind, const vault::PmString& userData) const {
+    const auto matches = [&](const Record& record) {
+      return record.kind == kind && record.userData == userData;
+    };
+    const Record* found = findIf(matches);
+    return found == nullptr ? 0 : found->id;
+  }
+
+  uint32_t first(uint32_t kind) {
+    cursor_ = 0;
+    return next(kind);
+  }
+
+  uint32_t next(uint32_t kind) {
+    while (cursor_ < committed.size()) {
+      const auto& slot = committed[cursor_++];
+      if (slot && slot->kind == kind) return slot->id;
     }
-    disk.resize(live * vault::kBlock);
+    return 0;
+  }
+
+  std::vector<uint32_t> list(uint32_t kind) const {
+    std::vector<uint32_t> ids;
+    for (const auto& slot : committed) {
+      if (slot && slot->kind == kind) ids.push_back(slot->id);
+    }
+    return ids;
   }
 
   // The report on the file, with or without the items' bytes.
@@ -103,37 +189,11 @@ class ModelFile {
         const uint32_t at = b * vault::kBlock;
         text << "\t\tfragment offset: " << at << "(0x" << std::hex << at << std::dec << ")\n";
       }
-      const Bytes* bytes = get(id);
+      const Bytes* bytes = bytesOf(id);
       if (bytes == nullptr) text << "item " << id << " corrupted\n";
       if (bytes != nullptr && withBytes) text << InHex(*bytes);
     }
     return text.str();
-  }
-
- protected:
-  void load() {
-    const vault::Scan scan = vault::ScanFile(disk);
-    items.clear();
-    for (const auto& [id, found] : scan.items) items[id] = {found.size, std::nullopt, found.blocks, false};
-    free_ = scan.free;
-    inTransaction = false;
-  }
-
-  void insert(uint32_t id, const Bytes& bytes) {
-    Item& item = items[id];
-    item.size = static_cast<uint32_t>(bytes.size());
-    item.bytes = bytes;
-    item.dirty = true;
-  }
-
-  bool remove(uint32_t id, bool syncNow) {
-    const auto found = items.find(id);
-    if (found == items.end()) return false;
-    free_.insert(found->second.blocks.begin(), found->second.blocks.end());
-    items.erase(found);
-    saved.erase(id);
-    if (syncNow) markFree();
-    return true;
   }
 
  private:
@@ -160,6 +220,28 @@ class ModelFile {
   uint32_t blockNum() const { return static_cast<uint32_t>(disk.size()) / vault::kBlock; }
   bool isMarked(uint32_t index) { return block(index)[1] == 2; }
 
+  const Bytes* bytesOf(uint32_t id) {
+    const auto found = items.find(id);
+    if (found == items.end()) return nullptr;
+    Item& item = found->second;
+    if (!item.bytes) item.bytes = vault::Assemble(disk, {item.size, item.blocks});
+    return item.bytes ? &*item.bytes : nullptr;
+  }
+
+  void put(uint32_t id, const Bytes& bytes) {
+    Item& item = items[id];
+    item.size = static_cast<uint32_t>(bytes.size());
+    item.bytes = bytes;
+    item.dirty = true;
+  }
+
+  void drop(uint32_t id, bool syncNow) {
+    free_.insert(items[id].blocks.begin(), items[id].blocks.end());
+    items.erase(id);
+    saved.erase(id);
+    if (syncNow) markFree();
+  }
+
   void markFree() {
     if (inTransaction || std::all_of(free_.begin(), free_.end(), [&](uint32_t b) { return isMarked(b); }))
       return;
@@ -181,83 +263,9 @@ class ModelFile {
       std::copy(packet.begin(), packet.end(), block(item->blocks[i]));
     }
     saved[id] = *item->bytes;
+    item->dirty = false;
   }
 
-  std::set<uint32_t> free_;
-};
-
-// The file with its two tables of IDs.
-class Model : public ModelFile {
- public:
-  using Record = vault::Record;
-
-  std::vector<std::optional<Record>> committed;
-  std::map<uint32_t, Record> pending;
-
-  void open() {
-    load();
-    pending.clear();
-    committed.clear();
-    cursor_ = 0;
-    const Bytes* table = get(0);
-    capacity_ = (table == nullptr ? 0 : table->size()) / 24 + 100;
-    if (table == nullptr) return;
-    for (const Record& record : vault::ReadTable(*table).value_or(std::vector<Record>())) commit(record);
-  }
-
-  int32_t insertItem(uint32_t id, const Bytes& bytes, bool syncNow) {
-    const auto waiting = pending.find(id);
-    if (id == 0 || (waiting == pending.end() && find(id) == nullptr)) return -5;
-    insert(id, bytes);
-    if (syncNow) sync();
-    if (waiting == pending.end()) return 0;
-    commit(waiting->second);
-    pending.erase(waiting);
-    saveTable();
-    return 0;
-  }
-
-  int32_t deleteItem(uint32_t id, bool syncNow) {
-    if (id == 0 || find(id) == nullptr) return -5;
-    if (!remove(id, syncNow)) return -1;
-    const auto hasId = [id](const auto& slot) { return slot && slot->id == id; };
-    std::find_if(committed.begin(), committed.end(), hasId)->reset();
-    saveTable();
-    return 0;
-  }
-
-  const Record* find(uint32_t id) const {
-    return findIf([&](const Record& record) { return record.id == id; });
-  }
-
-  uint32_t findUserData(uint32_t kind, const vault::PmString& userData) const {
-    const Record* found =
-        findIf([&](const Record& record) { return record.kind == kind && record.userData == userData; });
-    return found == nullptr ? 0 : found->id;
-  }
-
-  uint32_t first(uint32_t kind) {
-    cursor_ = 0;
-    return next(kind);
-  }
-
-  uint32_t next(uint32_t kind) {
-    while (cursor_ < committed.size()) {
-      const auto& slot = committed[cursor_++];
-      if (slot && slot->kind == kind) return slot->id;
-    }
-    return 0;
-  }
-
-  std::vector<uint32_t> list(uint32_t kind) const {
-    std::vector<uint32_t> ids;
-    for (const auto& slot : committed) {
-      if (slot && slot->kind == kind) ids.push_back(slot->id);
-    }
-    return ids;
-  }
-
- private:
   template <typename Matches>
   const Record* findIf(Matches matches) const {
     for (const auto& slot : committed) {
@@ -281,14 +289,15 @@ class Model : public ModelFile {
     for (const auto& slot : committed) {
       if (slot) records.push_back(*slot);
     }
-    if (records.empty()) {
-      remove(0, true);
-    } else {
-      insert(0, vault::MakeTable(records));
+    if (!records.empty()) {
+      put(0, vault::MakeTable(records));
+    } else if (items.count(0) != 0) {
+      drop(0, true);
     }
     sync();
   }
 
+  std::set<uint32_t> free_;
   size_t capacity_ = 0;
   size_t cursor_ = 0;
 };

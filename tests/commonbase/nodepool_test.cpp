@@ -8,7 +8,7 @@ namespace {
 
 TEST(CommonPool, HandsOutAndTakesBackLikeAStackWithAHeapBehindIt) {
   Random random;
-  for (const int32_t nodeSize : {4, 5, 7, 8, 9, 16, 33}) {
+  for (const int32_t nodeSize : {4, 5, 7, 8, 9, 16, 33, 9, 8, 7, 5, 4}) {  // in used memory as well
     SCOPED_TRACE(nodeSize);
     const auto size = static_cast<size_t>(nodeSize), link = std::min(size, sizeof(void*));
     CommonPool* pool = CreateCommonPool(1 + static_cast<int32_t>(random.below(40)), nodeSize);
