@@ -2,7 +2,7 @@
 // what the engine holds for clean is on disk, and after a retry, or a close and the recovery rule, nothing is
 // lost.
 
-#include "tests/faults/scenarios.h"
+#include "tests/faults/session.h"
 
 namespace {
 
@@ -12,30 +12,34 @@ enum Ending {
   kCloseAsFailing  // a close while calls still fail
 };
 
-struct Trial {
-  const Scenario& scenario;
+struct Row {
+  const char* name;
   seam::Fault fault;
-  int at;
-  bool fromThenOn;
-  Ending ending;
+  Ending once, fromThenOn;
 };
 
-class Failure : public testing::Test {
+const Row kRows[] = {{"any call, retry", seam::Fault::kError, kRetry, kRetry},
+                     {"any call, close", seam::Fault::kError, kClose, kCloseAsFailing},
+                     {"no space", seam::Fault::kNoSpace, kRetry, kCloseAsFailing},
+                     {"short writes", seam::Fault::kShortWrite, kClose, kRetry},
+                     {"flushes", seam::Fault::kFailedFlush, kRetry, kCloseAsFailing}};
+
+class Failure : public testing::TestWithParam<Row> {
  protected:
   // Whether the fault struck: it does not when the scenario makes fewer calls.
-  bool tryOnce(const Trial& trial) {
+  bool tryOnce(const Scenario& scenario, int at, bool fromThenOn) {
     folder_.clear();
-    const std::filesystem::path live = folder_.path() / "live";
-    create_directory(live);
+    create_directory(folder_.path / "live");
     EXPECT_EQ(InitPmTotalDataController(), 1);
-    seam::Arm(seam::Fault::kNone, 0, false);
-    Session s(live);
-    trial.scenario.prepare(s);
-    seam::Arm(trial.fault, trial.at, trial.fromThenOn);
-    trial.scenario.run(s);
+    seam::Arm(seam::Fault::kNone);
+    Session s(folder_.path / "live");
+    scenario.prepare(s);
+    seam::Arm(GetParam().fault, at, fromThenOn);
+    scenario.run(s);
     const bool struck = seam::Struck();
-    if (trial.ending != kCloseAsFailing) seam::Disarm();
-    for (int v = 0; v < Session::kVaults; ++v) end(&s, v, trial.ending);
+    const Ending ending = fromThenOn ? GetParam().fromThenOn : GetParam().once;
+    if (ending != kCloseAsFailing) seam::Disarm();
+    for (int v = 0; v < Session::kVaults; ++v) end(&s, v, ending);
     seam::Disarm();
     ReleasePmTotalDataController();
     return struck;
@@ -45,17 +49,16 @@ class Failure : public testing::Test {
     seam::Suspend(true);
     EXPECT_EQ(s->checkClean(v), "");
     seam::Suspend(false);
-    const bool wasOpen = s->isOpen(v);
     std::filesystem::path left = s->path(v);
-    if (ending == kRetry && wasOpen) {
+    if (ending == kRetry && s->isOpen(v)) {
       s->sync(v);
       s->stop(v);
       EXPECT_EQ(s->lastResult(), 0);
-      left = folder_.path() / left.filename();
+      left = folder_.path / left.filename();
       copy(s->path(v), left);
       if (exists(BackupOf(s->path(v)))) copy(BackupOf(s->path(v)), BackupOf(left));
     }
-    const Session::Worlds synced = s->onMedium(v);
+    const Worlds synced = s->onMedium(v);
     s->close(v);
     seam::Suspend(true);
     const std::string wrong = exists(left) ? Recover(left, ending == kRetry ? synced : s->onMedium(v)) : "";
@@ -64,41 +67,22 @@ class Failure : public testing::Test {
     seam::Suspend(false);
   }
 
-  void tryAll(seam::Fault fault, Ending once, Ending fromThenOn) {
-    int trials = 0;
-    for (const Scenario& scenario : kScenarios) {
-      for (const bool stays : {false, true}) {
-        for (int at = 0; !HasFailure(); ++at, ++trials) {
-          SCOPED_TRACE(std::string(scenario.name) + ", call " + std::to_string(at) +
-                       (stays ? " and on" : ""));
-          if (!tryOnce({scenario, fault, at, stays, stays ? fromThenOn : once})) break;
-        }
-      }
-    }
-    std::printf("%d trials in %zu scenarios\n", trials, kScenarios.size());
-  }
-
   FastFolder folder_;
 };
 
-TEST_F(Failure, OfAnyCallThenARetry) {
-  tryAll(seam::Fault::kError, kRetry, kRetry);
+TEST_P(Failure, OfEveryCallOfEveryScenario) {
+  int trials = 0;
+  for (const Scenario& scenario : kScenarios) {
+    for (const bool stays : {false, true}) {
+      for (int at = 0; !HasFailure(); ++at, ++trials) {
+        SCOPED_TRACE(std::string(scenario.name) + ", call " + std::to_string(at) + (stays ? " and on" : ""));
+        if (!tryOnce(scenario, at, stays)) break;
+      }
+    }
+  }
+  std::printf("%s: %d trials in %zu scenarios\n", GetParam().name, trials, kScenarios.size());
 }
 
-TEST_F(Failure, OfAnyCallThenAClose) {
-  tryAll(seam::Fault::kError, kClose, kCloseAsFailing);
-}
-
-TEST_F(Failure, NoSpace) {
-  tryAll(seam::Fault::kNoSpace, kRetry, kCloseAsFailing);
-}
-
-TEST_F(Failure, ShortWrites) {
-  tryAll(seam::Fault::kShortWrite, kClose, kRetry);
-}
-
-TEST_F(Failure, Flushes) {
-  tryAll(seam::Fault::kFailedFlush, kRetry, kCloseAsFailing);
-}
+INSTANTIATE_TEST_SUITE_P(Faults, Failure, testing::ValuesIn(kRows));
 
 }  // namespace

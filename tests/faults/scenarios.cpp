@@ -1,6 +1,6 @@
-#include "tests/faults/scenarios.h"
-
 #include <random>
+
+#include "tests/faults/session.h"
 
 namespace {
 
@@ -10,52 +10,28 @@ void OpenEmpty(Session& s) {
   s.open(0);
 }
 
+void OneItem(Session& s) {
+  s.open(0), s.insert(0, 1, 1500);
+}
+
 // Four items: in one block, in three, in one, in six.
 void Fill(Session& s) {
-  s.open(0);
-  s.start(0);
-  s.insert(0, 1, 300);
-  s.insert(0, 2, 2500);
-  s.insert(0, 3, 1000);
-  s.insert(0, 4, 5200);
+  s.open(0), s.start(0);
+  s.insert(0, 1, 300), s.insert(0, 2, 2500), s.insert(0, 3, 1000), s.insert(0, 4, 5200);
   s.stop(0);
 }
 
-void FillAndClose(Session& s) {
-  Fill(s);
-  s.close(0);
-}
-
 void FillAndReopen(Session& s) {
-  FillAndClose(s);
-  s.open(0);
+  Fill(s), s.close(0), s.open(0);
 }
 
-void OneItem(Session& s) {
-  s.open(0);
-  s.insert(0, 1, 1500);
-}
-
-void TwoVaults(Session& s) {
-  Fill(s);
-  s.open(1);
-  s.insert(1, 5, 1200);
-}
-
-// A closed vault with the backup of a session that died.
-void Died(Session& s) {
-  FillAndClose(s);
+// What a closed vault and its backup are when a process died, or what else befell one of them.
+void Leave(Session& s, const std::filesystem::path& flipped) {
+  Fill(s), s.close(0);
   std::filesystem::copy_file(s.path(0), BackupOf(s.path(0)));
-  Bytes torn = ReadBytes(s.path(0)).value_or(Bytes());
-  torn[3 * vault::kBlock + 100] ^= 1;
-  WriteBytes(s.path(0), torn);
-}
-
-void DiedWithABadBackup(Session& s) {
-  FillAndClose(s);
-  Bytes bad = ReadBytes(s.path(0)).value_or(Bytes());
-  bad.back() ^= 1;
-  WriteBytes(BackupOf(s.path(0)), bad);
+  Bytes bytes = ReadBytes(flipped).value_or(Bytes());
+  bytes.back() ^= 1;
+  WriteBytes(flipped, bytes);
 }
 
 }  // namespace
@@ -101,8 +77,9 @@ const std::vector<Scenario> kScenarios = {
      [](Session& s) { s.start(0), s.remove(0, 1), s.remove(0, 2), s.remove(0, 4), s.stop(0), s.close(0); }},
     {"close of what was not synced", FillAndReopen,
      [](Session& s) { s.modify(0, 2, 0, 2500), s.insert(0, 4, 1100), s.insert(0, 1, 4000), s.close(0); }},
-    {"restore", Died, [](Session& s) { s.open(0), s.insert(0, 5, 1500), s.close(0); }},
-    {"restore of a bad backup", DiedWithABadBackup,
+    {"restore", [](Session& s) { Leave(s, s.path(0)); },
+     [](Session& s) { s.open(0), s.insert(0, 5, 1500), s.close(0); }},
+    {"restore of a bad backup", [](Session& s) { Leave(s, BackupOf(s.path(0))); },
      [](Session& s) {
        s.open(0);
        EXPECT_FALSE(s.isOpen(0));
@@ -110,7 +87,7 @@ const std::vector<Scenario> kScenarios = {
        s.open(0);
      },
      false},
-    {"two databases", TwoVaults,
+    {"two databases", [](Session& s) { Fill(s), s.open(1), s.insert(1, 5, 1200); },
      [](Session& s) {
        s.insert(0, 5, 2400, 1), s.insert(1, 6, 1300), s.modify(1, 5, 100, 10, 1), s.remove(0, 3);
        s.close(1), s.insert(0, 6, 1), s.close(0);
@@ -127,40 +104,20 @@ const std::vector<Scenario> kScenarios = {
 void RunDrawn(Session& s, uint32_t seed, int length) {
   std::mt19937 random(seed);
   const auto draw = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
-  const auto drawSize = [&] {
-    constexpr size_t kSizes[] = {0, 1, 500, 999, 1000, 1001, 1500, 2000, 2001, 3000, 3300, 4999};
-    return kSizes[draw(std::size(kSizes))];
-  };
+  constexpr size_t kSizes[] = {0, 1, 500, 999, 1000, 1001, 1500, 2000, 2001, 3000, 3300, 4999};
   for (int i = 0; i < length; ++i) {
     const int v = draw(6) == 0 ? 1 : 0;
-    const uint32_t id = 1 + draw(6);
+    const uint32_t id = 1 + draw(6), what = draw(12);
     const int32_t syncNow = draw(3) == 0 ? 1 : 0;
+    const size_t size = kSizes[draw(std::size(kSizes))];
     s.open(v);
-    switch (draw(12)) {
-      case 0:
-        s.start(v);
-        break;
-      case 1:
-        s.stop(v);
-        break;
-      case 2:
-        s.sync(v);
-        break;
-      case 3:
-        s.close(v);
-        break;
-      case 4:
-      case 5:
-        s.remove(v, id, syncNow);
-        break;
-      case 6:
-        s.read(v, id);
-        break;
-      case 7:
-        s.modify(v, id, static_cast<int32_t>(draw(2200)) - 1, drawSize(), syncNow);
-        break;
-      default:
-        s.insert(v, id, drawSize(), syncNow, draw(4) == 0 ? 1 + draw(600) : 0);
-    }
+    if (what == 0) s.start(v);
+    if (what == 1) s.stop(v);
+    if (what == 2) s.sync(v);
+    if (what == 3) s.close(v);
+    if (what == 4 || what == 5) s.remove(v, id, syncNow);
+    if (what == 6) s.read(v, id);
+    if (what == 7) s.modify(v, id, static_cast<int32_t>(draw(2200)) - 1, size, syncNow);
+    if (what >= 8) s.insert(v, id, size, syncNow, draw(4) == 0 ? 1 + draw(600) : 0);
   }
 }

@@ -1,7 +1,5 @@
 #include "tests/faults/session.h"
 
-#include <stdlib.h>
-
 #include <algorithm>
 
 #include "storage/itemindex.h"
@@ -9,110 +7,68 @@
 
 namespace {
 
+constexpr uint32_t kKinds = 2, kMaxId = 9;  // sessions use no others
 constexpr uint32_t kNoSuchId = 1000;
 
-Bytes ItemBytes(DataBaseHandle* handle, uint32_t id) {
-  uint32_t word = id;
-  const auto* bytes = static_cast<const uint8_t*>(PmGetItemPtrByID(handle, &word));
-  return bytes != nullptr ? Bytes(bytes, bytes + word) : Bytes();
-}
-
-std::string Describe(const std::vector<Item>& listing, const std::set<uint32_t>& strays) {
-  std::string text;
-  for (const Item& item : listing) {
-    text += " " + std::to_string(item.id) + ":" + std::to_string(item.bytes.size()) + "#" +
-            std::to_string(vault::Checksum(item.bytes.data(), item.bytes.size()) & 0xFFFF);
-  }
-  for (const uint32_t id : strays) text += " stray " + std::to_string(id);
-  return text;
-}
-
-std::string Compare(DataBaseHandle* handle, const std::vector<World>& worlds) {
-  const std::vector<Item> found = ListingOf(handle);
-  std::set<uint32_t> strays;
-  for (uint32_t id = 1; id <= kMaxId; ++id) {
-    const bool listed =
-        std::any_of(found.begin(), found.end(), [&](const Item& item) { return item.id == id; });
-    if (!listed && storage::FindItemInIndex(id) != nullptr) strays.insert(id);
-  }
+std::string Compare(DataBaseHandle* handle, const Worlds& worlds) {
+  const World found = WorldOf(handle);
   for (const World& world : worlds) {
-    if (found == world.listing() &&
-        std::includes(world.strays.begin(), world.strays.end(), strays.begin(), strays.end()))
+    if (found.items == world.items &&
+        std::includes(world.strays.begin(), world.strays.end(), found.strays.begin(), found.strays.end()))
       return "";
   }
-  std::string wrong = "found" + Describe(found, strays);
-  for (const World& world : worlds) wrong += ", expected" + Describe(world.listing(), world.strays);
-  return wrong;
+  return "found" + Describe({found}) + ", expected" + Describe(worlds);
 }
 
 }  // namespace
 
-FastFolder::FastFolder() {
-  std::string name = std::filesystem::exists("/dev/shm") ? "/dev/shm/pmstore-XXXXXX" : "/tmp/pmstore-XXXXXX";
-  path_ = mkdtemp(name.data());
-}
-
-void FastFolder::clear() const {
-  for (const auto& entry : std::filesystem::directory_iterator(path_))
-    std::filesystem::remove_all(entry.path());
-}
-
-Item* World::find(uint32_t id) {
-  for (auto& slot : slots) {
-    if (slot && slot->id == id) return &*slot;
-  }
-  return nullptr;
-}
-
-void World::add(const Item& item) {
-  const auto free = std::find(slots.begin(), slots.end(), std::nullopt);
-  strays.erase(item.id);
-  if (free != slots.end()) {
-    *free = item;
-  } else {
-    slots.emplace_back(item);
-  }
-}
-
-std::vector<Item> World::listing() const {
-  std::vector<Item> items;
-  for (uint32_t kind = 0; kind < kKinds; ++kind) {
-    for (const auto& slot : slots) {
-      if (slot && slot->kind() == kind) items.push_back(*slot);
-    }
-  }
-  return items;
-}
-
-std::vector<Item> ListingOf(DataBaseHandle* handle) {
-  std::vector<Item> items;
+World WorldOf(DataBaseHandle* handle) {
+  World world;
   for (uint32_t kind = 0; kind < kKinds; ++kind) {
     for (uint32_t id = FirstGetItemID(handle, kind); id != 0; id = NextGetItemID(handle, kind)) {
-      uint32_t pending;
-      const PmChar* userData = GetItemAddons(handle, id, &pending);
-      items.push_back({id, std::nullopt, ItemBytes(handle, id)});
-      if (userData != nullptr) items.back().userData = userData;
+      Item& item = world.items[id];
+      item.kind = kind;
+      uint32_t word = id, pending;
+      if (const PmChar* userData = GetItemAddons(handle, id, &pending)) item.userData = userData;
+      const auto* bytes = static_cast<const uint8_t*>(PmGetItemPtrByID(handle, &word));
+      if (bytes != nullptr) item.bytes.assign(bytes, bytes + word);
     }
   }
-  return items;
+  for (uint32_t id = 1; id <= kMaxId; ++id) {
+    if (world.items.count(id) == 0 && storage::FindItemInIndex(id) != nullptr) world.strays.insert(id);
+  }
+  return world;
 }
 
-std::string Recover(const std::filesystem::path& path, const std::vector<World>& worlds) {
-  const PmString name = Pm(path);
-  const bool restored = FExists(Pm(BackupOf(path)).c_str()) == 0;
+std::string Describe(const Worlds& worlds) {
+  std::string text;
+  for (const World& world : worlds) {
+    text += " [";
+    for (const auto& [id, item] : world.items) {
+      const std::string bytes(item.bytes.begin(), item.bytes.end());
+      text += std::to_string(id) + ":" + std::to_string(bytes.size()) + "#" +
+              std::to_string(std::hash<std::string>()(bytes) % 10000) + " ";
+    }
+    for (const uint32_t id : world.strays) text += "stray " + std::to_string(id) + " ";
+    text += "]";
+  }
+  return text;
+}
+
+std::string Recover(const std::filesystem::path& path, const Worlds& worlds) {
+  const PmString name = Pm(path), backup = Pm(BackupOf(path));
+  const bool restored = FExists(backup.c_str()) == 0;
   if (restored && PmRestoreBackupFile(name.c_str()) != 0) return "the backup was refused";
   DataBaseHandle* handle = OpenDataBaseFile(name.c_str());
   if (handle == nullptr) return "the vault does not open";
   std::string wrong = Compare(handle, worlds);
   CloseDataBaseFile(handle);
   if (restored) CloseDataBaseFile(handle);
-  if (FExists(Pm(BackupOf(path)).c_str()) == 0) wrong += " and the backup stayed";
+  if (FExists(backup.c_str()) == 0) wrong += " and the backup stayed";
   return wrong;
 }
 
-Session::Session(const std::filesystem::path& folder) : folder_(folder) {}
-
-void Session::record(std::vector<seam::Change>* changes) {
+void Session::record(const std::vector<seam::Change>* changes) {
   changes_ = changes;
   calls_.clear();
 }
@@ -122,12 +78,12 @@ void Session::record(std::vector<seam::Change>* changes) {
 template <typename Body>
 void Session::call(int v, Body body) {
   Call call{};
-  call.firstCall = seam::CallNum();
+  const int firstCall = seam::CallNum();
   call.firstChange = changes_ != nullptr ? changes_->size() : 0;
   for (int i = 0; i < kVaults; ++i) call.during[i] = vaults_[i].durable;
   Vault& vault = vaults_[v];
-  Outcome outcome = body(&vault);
-  if (seam::CallNum() == call.firstCall) outcome = kNothingWritten;  // a result of 0 then says nothing new
+  Outcome outcome = body(vault);
+  if (seam::CallNum() == firstCall) outcome = kNothingWritten;  // a result of 0 then says nothing new
   if (outcome != kNothingWritten) call.during[v].push_back(vault.memory);
   if (outcome == kPerhapsWritten) vault.durable.push_back(vault.memory);
   if (outcome == kWritten) vault.durable = {vault.memory};
@@ -145,30 +101,26 @@ int32_t Session::noted(int32_t result) {
 }
 
 // After a call that syncs without telling how that went: it did, when nothing was struck.
-Session::Outcome Session::synced(const Vault& vault, int32_t result) const {
+Session::Outcome Session::synced(const Vault& vault, int32_t result) {
   if (vault.inTransaction) return kNothingWritten;
   return result == 0 && !seam::Struck() ? kWritten : kPerhapsWritten;
 }
 
 void Session::open(int v) {
   if (isOpen(v)) return;
-  call(v, [&](Vault* vault) {
+  call(v, [&](Vault& vault) {
     const bool restored = exists(BackupOf(path(v)));
     if (restored && PmRestoreBackupFile(Pm(path(v)).c_str()) != 0) return kNothingWritten;
-    vault->handle = OpenDataBaseFile(Pm(path(v)).c_str());
-    if (vault->handle == nullptr) return kNothingWritten;
-    if (restored) CloseDataBaseFile(vault->handle);
+    vault.handle = OpenDataBaseFile(Pm(path(v)).c_str());
+    if (vault.handle == nullptr) return kNothingWritten;
+    if (restored) CloseDataBaseFile(vault.handle);
     seam::Suspend(true);
-    std::string wrong = "nothing to find";
-    for (const World& world : vault->durable) {
-      wrong = vault->durable.size() == 1 ? "" : Compare(vault->handle, {world});
-      vault->memory = world;
-      if (wrong.empty()) break;
+    EXPECT_EQ(Compare(vault.handle, vault.durable), "");
+    for (const World& world : vault.durable) {
+      vault.memory = world;
+      if (vault.durable.size() == 1 || Compare(vault.handle, {world}).empty()) break;
     }
-    EXPECT_EQ(wrong, "");
     seam::Suspend(false);
-    auto& slots = vault->memory.slots;
-    slots.erase(std::remove(slots.begin(), slots.end(), std::nullopt), slots.end());
     // Behind a flush that failed, what is seen is not yet what the medium would give after a power failure.
     return seam::Struck() ? kPerhapsWritten : kWritten;
   });
@@ -176,11 +128,11 @@ void Session::open(int v) {
 
 void Session::close(int v) {
   if (!isOpen(v)) return;
-  call(v, [&](Vault* vault) {
-    EXPECT_EQ(CloseDataBaseFile(vault->handle), 0);
-    vault->handle = nullptr;
-    if (!vault->inTransaction) return seam::Struck() ? kPerhapsWritten : kWritten;
-    dropTransaction(vault);
+  call(v, [&](Vault& vault) {
+    EXPECT_EQ(CloseDataBaseFile(vault.handle), 0);
+    vault.handle = nullptr;
+    if (!vault.inTransaction) return seam::Struck() ? kPerhapsWritten : kWritten;
+    dropTransaction(&vault);
     return kPerhapsWritten;
   });
 }
@@ -188,14 +140,13 @@ void Session::close(int v) {
 // What an open transaction changed goes with the close, but the blocks that it freed are squeezed out: those
 // of the items that it removed, and those of the table when it removed them all.
 void Session::dropTransaction(Vault* vault) {
-  std::vector<World> squeezed = vault->durable;
+  Worlds squeezed = vault->durable;
   for (World& world : squeezed) {
-    for (const uint32_t id : vault->removedInTransaction) {
-      if (Item* item = world.find(id)) item->bytes.clear();
+    bool none = true;
+    for (auto& [id, item] : world.items) {
+      if (vault->removedInTransaction.count(id) != 0) item.bytes.clear();
+      none = none && item.bytes.empty();
     }
-    const std::vector<Item> left = world.listing();
-    const bool none =
-        std::all_of(left.begin(), left.end(), [](const Item& item) { return item.bytes.empty(); });
     vault->durable.push_back(world);
     if (none) vault->durable.emplace_back();
   }
@@ -206,116 +157,108 @@ void Session::dropTransaction(Vault* vault) {
 
 void Session::insert(int v, uint32_t id, size_t size, int32_t syncNow, size_t userDataLength) {
   if (!isOpen(v)) return;
-  call(v, [&](Vault* vault) {
-    Item* present = vault->memory.find(id);
-    Item item{id, std::nullopt, newBytes(size)};
+  call(v, [&](Vault& vault) {
+    auto& items = vault.memory.items;
+    const bool isNew = items.count(id) == 0;
+    Item item{id % kKinds, std::nullopt, newBytes(size)};
     if (userDataLength != 0) item.userData = PmString(userDataLength, static_cast<PmChar>('a' + id));
     const PmChar* userData = item.userData ? item.userData->c_str() : nullptr;
-    if (present == nullptr && RetainID(vault->handle, id, item.kind(), userData) != 1) {
+    if (isNew && RetainID(vault.handle, id, item.kind, userData) != 1) {
       uint32_t pending;  // from an insert that failed: it keeps what it was made with
-      userData = GetItemAddons(vault->handle, id, &pending);
+      userData = GetItemAddons(vault.handle, id, &pending);
       item.userData = userData != nullptr ? std::optional<PmString>(userData) : std::nullopt;
     }
-    const auto bytes = static_cast<uint32_t>(size);
-    const int32_t result = noted(InserItemToDataBase(vault->handle, id, item.bytes.data(), bytes, syncNow));
-    if (present != nullptr) {
-      if (result != -1) present->bytes = item.bytes;
+    const auto count = static_cast<uint32_t>(size);
+    const int32_t result = noted(InserItemToDataBase(vault.handle, id, item.bytes.data(), count, syncNow));
+    if (!isNew) {
+      if (result != -1) items[id].bytes = item.bytes;
       if (syncNow == 0) return kNothingWritten;
     } else if (result == 0) {
-      vault->memory.add(item);
+      items[id] = item;
+      vault.memory.strays.erase(id);
     } else {
-      vault->memory.strays.insert(id);  // in memory, and unlisted until the call is made again
-      for (World& world : vault->durable) world.strays.insert(id);
+      vault.memory.strays.insert(id);  // in memory, and unlisted until the call is made again
+      for (World& world : vault.durable) world.strays.insert(id);
     }
-    return synced(*vault, result);
+    return synced(vault, result);
   });
 }
 
 void Session::modify(int v, uint32_t id, int32_t offset, size_t size, int32_t syncNow) {
-  if (!isOpen(v) || vaults_[v].memory.find(id) == nullptr) return;
-  call(v, [&](Vault* vault) {
-    Item* item = vault->memory.find(id);
+  if (!isOpen(v) || vaults_[v].memory.items.count(id) == 0) return;
+  call(v, [&](Vault& vault) {
+    Bytes& item = vault.memory.items[id].bytes;
     const Bytes bytes = newBytes(size);
     const auto count = static_cast<uint32_t>(size);
-    const int32_t result = noted(PmModifyItem(vault->handle, id, bytes.data(), offset, count, syncNow));
+    const int32_t result = noted(PmModifyItem(vault.handle, id, bytes.data(), offset, count, syncNow));
     if (result == -1) return kNothingWritten;
     const size_t from = offset == -1 ? 0 : static_cast<size_t>(offset);
-    if (offset == -1 || from + size > item->bytes.size()) item->bytes.resize(from + size);
-    std::copy(bytes.begin(), bytes.end(), item->bytes.begin() + static_cast<ptrdiff_t>(from));
-    return syncNow != 0 ? synced(*vault, result) : kNothingWritten;
+    if (offset == -1 || from + size > item.size()) item.resize(from + size);
+    std::copy(bytes.begin(), bytes.end(), item.begin() + static_cast<ptrdiff_t>(from));
+    return syncNow != 0 ? synced(vault, result) : kNothingWritten;
   });
 }
 
 void Session::remove(int v, uint32_t id, int32_t syncNow) {
-  if (!isOpen(v) || vaults_[v].memory.find(id) == nullptr) return;
-  call(v, [&](Vault* vault) {
-    const int32_t result = noted(DeleteItemFromDataBase(vault->handle, id, syncNow));
+  if (!isOpen(v) || vaults_[v].memory.items.count(id) == 0) return;
+  call(v, [&](Vault& vault) {
+    auto& [items, strays] = vault.memory;
+    const int32_t result = noted(DeleteItemFromDataBase(vault.handle, id, syncNow));
     if (result != 0) {
-      if (storage::FindItemInIndex(id) == nullptr) vault->memory.find(id)->bytes.clear();
-      return synced(*vault, result);
+      if (storage::FindItemInIndex(id) == nullptr) items[id].bytes.clear();
+    } else {
+      items.erase(id);
+      if (vault.inTransaction) vault.removedInTransaction.insert(id);
+      if (!vault.inTransaction && syncNow == 0) strays.insert(id);
     }
-    for (auto& slot : vault->memory.slots) {
-      if (slot && slot->id == id) slot.reset();
-    }
-    if (vault->inTransaction) {
-      vault->removedInTransaction.insert(id);
-    } else if (syncNow == 0) {
-      vault->memory.strays.insert(id);
-    }
-    return synced(*vault, result);
+    return synced(vault, result);
   });
 }
 
-void Session::read(int v, uint32_t id) {
-  if (isOpen(v)) ItemBytes(vaults_[v].handle, id);
-}
-
-void Session::select(int v) {
-  read(v, kNoSuchId);
+void Session::read(int v, uint32_t id) const {
+  if (isOpen(v)) PmGetItemPtrByID(vaults_[v].handle, &id);
 }
 
 void Session::start(int v) {
   if (!isOpen(v)) return;
-  select(v);
+  read(v, kNoSuchId);  // makes the vault the current one
   EXPECT_EQ(PmStartTransaction(), 0);
   vaults_[v].inTransaction = true;
 }
 
 void Session::stop(int v) {
   if (!isOpen(v)) return;
-  select(v);
-  call(v, [&](Vault* vault) {
-    noted(PmStopTransaction());
-    vault->inTransaction = false;
-    vault->removedInTransaction.clear();
-    return lastResult_ == 0 ? kWritten : kPerhapsWritten;
+  read(v, kNoSuchId);
+  call(v, [&](Vault& vault) {
+    vault.inTransaction = false;
+    vault.removedInTransaction.clear();
+    return noted(PmStopTransaction()) == 0 ? kWritten : kPerhapsWritten;
   });
 }
 
 void Session::sync(int v) {
   if (!isOpen(v)) return;
-  select(v);
-  call(v, [&](Vault* vault) {
+  read(v, kNoSuchId);
+  call(v, [&](Vault& vault) {
     noted(PmSyncDirtyData());
-    if (vault->inTransaction) return kNothingWritten;
+    if (vault.inTransaction) return kNothingWritten;
     return lastResult_ == 0 ? kWritten : kPerhapsWritten;
   });
 }
 
-std::string Session::checkClean(int v) {
+std::string Session::checkClean(int v) const {
   if (!isOpen(v)) return "";
-  select(v);
+  read(v, kNoSuchId);
   const Bytes file = ReadBytes(path(v)).value_or(Bytes());
-  for (const auto& slot : vaults_[v].memory.slots) {
-    const storage::ItemInfo* item = slot ? storage::FindItemInIndex(slot->id) : nullptr;
-    if (item == nullptr || item->dirty || slot->bytes.empty()) continue;
+  for (const auto& [id, listed] : vaults_[v].memory.items) {
+    const storage::ItemInfo* item = storage::FindItemInIndex(id);
+    if (item == nullptr || item->dirty || listed.bytes.empty()) continue;
     vault::Item placed{item->size, {}};
-    bool inFile = true;
     for (const uint32_t offset : item->fragments) {
+      if (offset + vault::kBlock > file.size()) return "a block of item " + std::to_string(id);
       placed.blocks.push_back(offset / vault::kBlock);
-      inFile = inFile && offset + vault::kBlock <= file.size();
     }
-    if (!inFile || vault::Assemble(file, placed) != slot->bytes) return "item " + std::to_string(slot->id);
+    if (vault::Assemble(file, placed) != listed.bytes) return "item " + std::to_string(id);
   }
   return "";
 }
