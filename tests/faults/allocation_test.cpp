@@ -116,12 +116,12 @@ const Row kRows[] = {
        PrintAllItemInfo(s.path("report").c_str());
        return true;
      }},
-    {"look-ups", false,
+    {"look-ups", true,  // which find what there is even without
      [](Stage& s) {
        uint32_t pending = 0;
-       return GetItemIDByUserdata(s.handle, 1, u"bbb") == 1 &&
-              GetItemAddons(s.handle, 1, &pending) != nullptr && FirstGetItemID(s.handle, 0) == 2 &&
-              NextGetItemID(s.handle, 0) == 0 && GetItemCount(s.handle, 1) == 1;
+       EXPECT_TRUE(GetItemIDByUserdata(s.handle, 1, u"bbb") == 1 && GetItemCount(s.handle, 1) == 1);
+       EXPECT_TRUE(FirstGetItemID(s.handle, 0) == 2 && NextGetItemID(s.handle, 0) == 0);
+       return GetItemAddons(s.handle, 1, &pending) != nullptr;
      }},
     {"memory", true,
      [](Stage&) {
