@@ -33,7 +33,7 @@ void EnterFolder(void) {
   wchar_t path[MAX_PATH];
   GetTempPathW(MAX_PATH, path);
   SetCurrentDirectoryW(path);
-  swprintf(path, MAX_PATH, L"pmstore \u00e4\u4fdd\u9669 %lu", GetCurrentProcessId());
+  swprintf(path, MAX_PATH, L"pmstore \u00e4\u4fdd\u9669 %lu %lu", GetCurrentProcessId(), GetTickCount());
   CHECK(CreateDirectoryW(path, NULL) && SetCurrentDirectoryW(path));
 }
 

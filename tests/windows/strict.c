@@ -68,34 +68,26 @@ static BOOL WINAPI WatchedClose(HANDLE file) {
 
 typedef void (*Function)(void);
 
-static const struct {
-  const char* name;
-  Function function;
-} strict[] = {
-    {"CreateFileW", (Function)StrictCreate}, {"MoveFileExW", (Function)StrictMove},
-    {"DeleteFileW", (Function)StrictDelete}, {"SetFileAttributesW", (Function)StrictAttributes},
-    {"WriteFile", (Function)WatchedWrite},   {"FlushFileBuffers", (Function)WatchedFlush},
-    {"CloseHandle", (Function)WatchedClose},
-};
-
 int MakeStrict(HMODULE module) {
-  const char* base = (const char*)module;
+  const Function strict[][2] = {{(Function)CreateFileW, (Function)StrictCreate},
+                                {(Function)MoveFileExW, (Function)StrictMove},
+                                {(Function)DeleteFileW, (Function)StrictDelete},
+                                {(Function)SetFileAttributesW, (Function)StrictAttributes},
+                                {(Function)WriteFile, (Function)WatchedWrite},
+                                {(Function)FlushFileBuffers, (Function)WatchedFlush},
+                                {(Function)CloseHandle, (Function)WatchedClose}};
+  char* base = (char*)module;
   const IMAGE_NT_HEADERS32* headers = (const void*)(base + ((const IMAGE_DOS_HEADER*)module)->e_lfanew);
-  const IMAGE_DATA_DIRECTORY imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-  const IMAGE_IMPORT_DESCRIPTOR* from = (const void*)(base + imports.VirtualAddress);
+  const IMAGE_DATA_DIRECTORY imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IAT];
+  Function* imported = (Function*)(base + imports.VirtualAddress);
+  DWORD old;
   int count = 0;
-  for (; from->Name != 0; ++from) {
-    const DWORD* names = (const void*)(base + from->OriginalFirstThunk);
-    Function* places = (Function*)(base + from->FirstThunk);
-    for (; *names != 0; ++names, ++places) {
-      const IMAGE_IMPORT_BY_NAME* wanted = (const void*)(base + *names);
-      for (size_t i = 0; i < sizeof strict / sizeof *strict; ++i) {
-        DWORD old;
-        if (strcmp(strict[i].name, (const char*)wanted->Name) != 0) continue;
-        VirtualProtect(places, sizeof *places, PAGE_READWRITE, &old);
-        *places = strict[i].function;
-        ++count;
-      }
+  VirtualProtect(imported, imports.Size, PAGE_READWRITE, &old);
+  for (DWORD i = 0; i < imports.Size / sizeof *imported; ++i) {
+    for (size_t k = 0; k < sizeof strict / sizeof *strict; ++k) {
+      if (imported[i] != strict[k][0]) continue;
+      imported[i] = strict[k][1];
+      ++count;
     }
   }
   return count;
