@@ -25,9 +25,10 @@ TEST_F(WrapperTest, OpeningRestoresWhatACrashLeft) {
     vault.put(id, "after!");
   }
   std::filesystem::copy_file(kept, BackupOf(path));
-  Vault vault(path);
+  Vault opened(path), vault(std::move(opened));
   EXPECT_TRUE(vault.restored());
-  EXPECT_EQ(textOf(vault, id), "before");
+  vault.modify(id, 6, "!");
+  EXPECT_EQ(textOf(vault, id), "before!") << "an item grows that nobody has read";
   vault.close();
   EXPECT_FALSE(std::filesystem::exists(BackupOf(path))) << "one close ends the restore's open and its own";
 

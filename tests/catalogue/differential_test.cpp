@@ -68,8 +68,11 @@ class Differential : public DataBaseTest {
     db.name = Pm(db.path);
     std::vector<vault::Record> table;
     for (uint32_t id = 1000; id < 1000 + records; ++id) table.push_back({{id, ~id}, anyKind(), id, {}});
+    if (records == 0) return;
     db.model.disk = vault::MakeBlocks(0, vault::MakeTable(table));
-    if (records > 0) WriteBytes(db.path, db.model.disk);
+    const Bytes packet = vault::MakeBlock(1000, Pattern(1500), 1);  // all that is left of its item
+    db.model.disk.insert(db.model.disk.end(), packet.begin(), packet.end());
+    WriteBytes(db.path, db.model.disk);
   }
 
   uint32_t draw(uint32_t bound) { return static_cast<uint32_t>(random_() % bound); }
