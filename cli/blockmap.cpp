@@ -85,6 +85,7 @@ std::vector<MapBlock> MakeBlockMap(const Image& image, Console& console) {
       tile.tile = Tile::kDamaged;
     map.push_back(tile);
   }
+  if (image.fileSize() % storage::kBlockSize != 0) map.push_back({Tile::kDamaged, 0});  // the part of a block
   return map;
 }
 

@@ -48,6 +48,10 @@ void AddName(Json& json, const std::optional<PmString>& name) {
   json["name16"] = ToBase64(units);
 }
 
+void Console::text(const std::string& value) {
+  Write(stdout, value);
+}
+
 void Console::writeLine(const std::string& text) {
   Write(stdout, text + "\n");
 }
@@ -76,8 +80,7 @@ void Console::report(const Failure& failure) {
                {"message", failure.what()}};
     if (!failure.next.empty()) error["next"] = failure.next;
     record(Json{{"error", error}});
-    std::fflush(stdout);
-    return;
+    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return;
   }
   message(fmt::format("pmstore: {}", failure.what()));
   if (!failure.next.empty()) message(Wrapped(failure.next));

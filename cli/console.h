@@ -53,19 +53,20 @@ class Console {
 
   void document(const Json& value);
   void record(const Json& value);
-  void bytes(const Bytes& value);
+  static void bytes(const Bytes& value);
+  static void text(const std::string& value);  // as it is, without a line end
 
-  // Reports a failure, on both streams as the mode asks.
+  // Reports a failure on the stream that the mode asks for; on standard error too when standard output fails.
   void report(const Failure& failure);
 
   // Carries standard output to its reader; a failure to do so is an I/O error.
-  void flush();
+  static void flush();
 
   std::string paint(Colour colour, const std::string& text) const;
 
  private:
-  void writeLine(const std::string& text);
-  void message(const std::string& text);
+  static void writeLine(const std::string& text);
+  static void message(const std::string& text);
 };
 
 // A progress bar on standard error while it lives; nothing at all when standard error is no terminal.

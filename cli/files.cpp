@@ -74,11 +74,13 @@ Walk FindFiles(const std::string& typed) {
 }
 
 Bytes ReadWholeFile(const fs::path& path) {
+  std::error_code error;
+  if (!fs::exists(path, error) && !error)
+    throw Failure(ExitCode::kMissing, fmt::format("there is no file {}", path.u8string()));
   errno = 0;
   std::ifstream in(path, std::ios::binary);
   if (!in) FailIo("open", path);
   Bytes bytes;
-  std::error_code error;
   if (const auto size = fs::file_size(path, error); !error) bytes.reserve(static_cast<size_t>(size));
   char buffer[65536];
   while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
@@ -100,16 +102,23 @@ Bytes ReadStandardInput() {
 
 void WriteWholeFile(const fs::path& path, const Bytes& bytes, bool overwrite) {
   std::error_code error;
-  if (!overwrite && fs::exists(fs::symlink_status(path, error))) {
+  const bool isNew = !fs::exists(fs::symlink_status(path, error));
+  if (!overwrite && !isNew) {
     throw Failure(ExitCode::kRefused, fmt::format("{} exists already", path.u8string()),
                   "Name another file, or remove it first.");
   }
   errno = 0;
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
   if (!out) FailIo("create", path);
+  if (isNew) fs::permissions(path, fs::perms::owner_read | fs::perms::owner_write, error);
   out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
   out.close();
-  if (!out) FailIo("write", path);
+  const bool canBeRead = fs::is_regular_file(path, error);
+  if (out && (!canBeRead || ReadWholeFile(path) == bytes)) return;
+  const int reason = errno;
+  if (isNew) fs::remove(path, error);
+  errno = reason;
+  FailIo("write", path);
 }
 
 std::string WhyUnsafe(const std::string& name) {

@@ -28,7 +28,8 @@ Walk FindFiles(const std::string& typed);
 Bytes ReadWholeFile(const std::filesystem::path& path);
 Bytes ReadStandardInput();
 
-// Makes a new file; an existing one is never overwritten unless `overwrite`.
+// Makes a new file, for its owner alone, and reads it again to see that it is what was written. An existing one
+// is never overwritten unless `overwrite`. A new file that cannot be written whole is removed again.
 void WriteWholeFile(const std::filesystem::path& path, const Bytes& bytes, bool overwrite = false);
 
 // Why an item of this name must not become a file under a folder; empty when it may.

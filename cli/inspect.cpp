@@ -34,7 +34,7 @@ Census TakeCensus(const std::vector<Block>& blocks, const Item& item) {
     if (header.packetType == storage::kSinglePacket && header.packetSeq == 0 && header.itemOffset == 0) {
       census.onlyPackets.push_back(number);
     } else if (header.packetType == storage::kPartPacket && header.packetSeq != 0 &&
-               header.itemOffset == (header.packetSeq - 1u) * storage::kPacketCapacity) {
+               header.itemOffset == (header.packetSeq - 1U) * storage::kPacketCapacity) {
       census.numbered[header.packetSeq].push_back(number);
     } else {
       ++census.strangers;
@@ -54,7 +54,8 @@ std::string BlockText(uint32_t number) {
   return fmt::format("block {} (offset {})", number, uint64_t{number} * kBlockSize);
 }
 
-VaultPath::VaultPath(const std::string& typed) : shown(typed) {
+VaultPath::VaultPath(std::string typed) : shown(std::move(typed)) {
+  if (shown.empty()) throw Failure(ExitCode::kUsage, "the vault's path is empty");
 #if defined(_WIN32)
   std::replace(shown.begin(), shown.end(), '/', '\\');
 #endif
@@ -85,6 +86,10 @@ void Image::openFile(const PmString& path) {
   path_ = path;
   if (!platform::Exists(path.c_str())) {
     throw Failure(ExitCode::kMissing, fmt::format("there is no file {}", fileShown_));
+  }
+  std::error_code ignored;
+  if (std::filesystem::is_directory(std::filesystem::u8path(fileShown_), ignored)) {
+    throw Failure(ExitCode::kIoError, fmt::format("{} is a folder, not a vault", fileShown_));
   }
   if (!file_.open(path.c_str(), platform::Access::kRead) || !file_.stamp(&stamp_)) {
     throw Failure(ExitCode::kIoError, fmt::format("cannot open {} for reading", fileShown_),
@@ -239,14 +244,20 @@ void Image::loadTable() {
   for (size_t i = 0; i < records_.size(); ++i) recordOf_.emplace(records_[i].id, i);
 }
 
+size_t Image::freeBlockCount() const {
+  return static_cast<size_t>(std::count_if(blocks_.begin(), blocks_.end(), [](const Block& block) {
+    return block.state == BlockState::kFree || block.state == BlockState::kStale;
+  }));
+}
+
 const Record* Image::findRecord(uint32_t id) const {
   const auto found = recordOf_.find(id);
   return found == recordOf_.end() ? nullptr : &records_[found->second];
 }
 
 void Image::requireSound() const {
-  const std::string next = fmt::format(
-      "Run \"pmstore check\" to see all that is wrong and \"pmstore salvage\" to save what is intact.");
+  const char* next =
+      R"(Run "pmstore check" to see all that is wrong and "pmstore salvage" to save what is intact.)";
   if (!fileProblems_.empty()) {
     const Problem& first = fileProblems_[0];
     throw Failure(

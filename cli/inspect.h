@@ -26,7 +26,7 @@ namespace cli {
 
 // A vault's place: its path as typed and as the library takes it, and the path of its backup.
 struct VaultPath {
-  explicit VaultPath(const std::string& typed);
+  explicit VaultPath(std::string typed);
 
   std::string shown;
   PmString file;
@@ -85,6 +85,7 @@ class Image {
 
   const std::vector<Block>& blocks() const { return blocks_; }
   const std::map<uint32_t, Item>& items() const { return items_; }
+  size_t freeBlockCount() const;  // stale ones are free
 
   // The ID table in stored order; what is wrong with it is in tableProblem().
   const std::vector<Record>& records() const { return records_; }

@@ -18,6 +18,13 @@ std::optional<PmString> NameOf(const Json& json) {
   return FromUtf8(json.at("name").get<std::string>());  // the parser accepts UTF-8 only
 }
 
+// What the parser says, without the number that it gives its complaints.
+std::string Complaint(const std::exception& error) {
+  const std::string what = error.what();
+  const size_t end = what.rfind("[json.", 0) == 0 ? what.find("] ") : std::string::npos;
+  return end == std::string::npos ? what : what.substr(end + 2);
+}
+
 }  // namespace
 
 Json ToJson(const Record& record, const Bytes& bytes) {
@@ -33,17 +40,17 @@ ItemLine ParseItemLine(const std::string& line, size_t number) {
     if (json.contains("error")) throw std::invalid_argument("an error stopped the export that wrote this");
     const std::optional<uint32_t> id = ParseNumber(json.at("id").get<std::string>());
     std::optional<Bytes> bytes = FromBase64(json.at("data").get<std::string>());
-    const auto kind = json.at("kind").get<int64_t>();
     if (!id || *id == 0) throw std::invalid_argument("\"id\" is no item ID");
-    if (kind < 0 || kind > UINT32_MAX) throw std::invalid_argument("\"kind\" is no 32-bit number");
+    if (!json.at("kind").is_number_unsigned() || json.at("kind").get<uint64_t>() > UINT32_MAX)
+      throw std::invalid_argument("\"kind\" is no 32-bit number");
     if (!bytes) throw std::invalid_argument("\"data\" is not base64");
     const std::optional<PmString> name = NameOf(json);
     if (name && name->find(PmChar{0}) != PmString::npos)
       throw std::invalid_argument("the name holds a zero character");
-    return {{*id, static_cast<uint32_t>(kind), name}, std::move(*bytes)};
+    return {{*id, json.at("kind").get<uint32_t>(), name}, std::move(*bytes)};
   } catch (const std::exception& error) {
     throw Failure(
-        ExitCode::kRefused, fmt::format("line {} is no item: {}", number, error.what()),
+        ExitCode::kRefused, fmt::format("line {} is no item: {}", number, Complaint(error)),
         "Nothing was stored. Each line is to be an object as \"pmstore export --jsonl\" writes it.");
   }
 }

@@ -1,6 +1,7 @@
 // pmstore: looks into vaults, fills and empties them, and gets people out of trouble.
 #include <algorithm>
 #include <new>
+#include <sstream>
 
 #include "cli/command.h"
 #include "cli/host.h"
@@ -22,6 +23,29 @@ std::string FindWrongCommand(const CLI::App& app, const std::vector<std::string>
   return first == words.rend() || !app.get_subcommands(isNamed).empty() ? "" : *first;
 }
 
+// What the parser has to say for itself: a help text, or the version.
+void PrintHelp(const CLI::App& app, const CLI::Success& help, cli::Console& console) {
+  std::ostringstream text;
+  app.exit(help, text, text);
+  console.text(text.str());
+}
+
+Failure UsageFailure(const CLI::App& app, const CLI::ParseError& error, const std::string& wrongCommand) {
+  const std::vector<const CLI::App*> chosen =
+      app.get_subcommands([](const CLI::App* command) { return command->parsed(); });
+  std::string what = error.what();
+  if (!wrongCommand.empty()) {
+    what = fmt::format("there is no command {}", wrongCommand);
+  } else if (chosen.empty() && error.get_name() == "RequiredError") {
+    what = "name a command";
+  } else if (error.get_name() == "ConversionError") {
+    what += fmt::format(", which is no number from 0 to {}", UINT32_MAX);
+  }
+  return Failure(ExitCode::kUsage, what,
+                 chosen.empty() ? R"("pmstore --help" lists the commands.)"
+                                : fmt::format("\"pmstore {} --help\" says more.", chosen[0]->get_name()));
+}
+
 int Run(std::vector<std::string> arguments) {
   CLI::App app("Looks into vaults, fills and empties them, and repairs what can be repaired.", "pmstore");
   cli::Tool tool{&app, {}, {}};
@@ -37,18 +61,17 @@ int Run(std::vector<std::string> arguments) {
   const std::string wrongCommand = FindWrongCommand(app, arguments);
   tool.console.json = std::find(arguments.begin(), arguments.end(), "--json") != arguments.end();
   try {
-    app.parse(std::move(arguments));
-    const ExitCode code = tool.chosen();
+    ExitCode code = ExitCode::kFine;
+    try {
+      app.parse(std::move(arguments));
+      code = tool.chosen();
+    } catch (const CLI::Success& help) {
+      PrintHelp(app, help, tool.console);
+    } catch (const CLI::ParseError& error) {
+      throw UsageFailure(app, error, wrongCommand);
+    }
     tool.console.flush();
     return static_cast<int>(code);
-  } catch (const CLI::Success& help) {
-    return app.exit(help);
-  } catch (const CLI::ParseError& error) {
-    const std::string what =
-        wrongCommand.empty() ? error.what() : fmt::format("there is no command {}", wrongCommand);
-    tool.console.report(
-        Failure(ExitCode::kUsage, what, "\"pmstore --help\" and \"pmstore COMMAND --help\" say more."));
-    return static_cast<int>(ExitCode::kUsage);
   } catch (const Failure& failure) {
     tool.console.report(failure);
     return static_cast<int>(failure.code);

@@ -28,7 +28,12 @@ const Record& FindItem(const Image& image, const std::string& word, std::optiona
 }
 
 std::string ShownName(const Record& record) {
-  return record.name ? Printable(*record.name) : fmt::format("({})", IdText(record.id));
+  if (!record.name) return fmt::format("({})", IdText(record.id));
+  return record.name->empty() ? "\"\"" : Printable(*record.name);
+}
+
+std::string IdAndName(const Record& record) {
+  return record.name ? fmt::format("{} {}", IdText(record.id), ShownName(record)) : IdText(record.id);
 }
 
 }  // namespace cli

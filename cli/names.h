@@ -12,7 +12,11 @@ namespace cli {
 // Fails when there is none, and when several items of different kinds have the name.
 const Record& FindItem(const Image& image, const std::string& word, std::optional<uint32_t> kind);
 
-// The name as the tool shows it: printable, and IdText in parentheses for an item without a name.
+// The name as the tool shows it: printable, "" for an empty one, and IdText in parentheses for an item without
+// a name.
 std::string ShownName(const Record& record);
+
+// The ID and, behind it, the name if there is one.
+std::string IdAndName(const Record& record);
 
 }  // namespace cli

@@ -4,15 +4,14 @@ namespace cli {
 
 void DeclareReading(CLI::App& command, ReadOptions& options) {
   command.add_option("VAULT", options.vault, "The vault's file")->required();
-  const std::map<std::string, Source> names{
+  static const std::map<std::string, Source> kSources{
       {"auto", Source::kAuto}, {"file", Source::kFile}, {"backup", Source::kBackup}};
   command
-      .add_option(
-          "--source", options.source,
+      .add_option_function<std::string>(
+          "--source", [&options](const std::string& word) { options.source = kSources.at(word); },
           "What is read: \"file\", \"backup\", or the one that counts (\"auto\": a backup found beside the "
           "vault, else the file)")
-      ->transform(CLI::CheckedTransformer(names).description("auto|file|backup"))
-      ->type_name("");
+      ->check(CLI::IsMember({"auto", "file", "backup"}));
 }
 
 void SayWhatIsRead(const Image& image, const ReadOptions& options, Console& console) {

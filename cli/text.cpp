@@ -56,7 +56,7 @@ std::optional<uint32_t> DecodeUtf8(const std::string& bytes, size_t& i) {
   if (first < 0x80) return first;
   const int more = first >= 0xF0 ? 3 : first >= 0xE0 ? 2 : 1;
   if (first < 0xC0 || first > 0xF7) return std::nullopt;
-  uint32_t point = first & (0x3Fu >> more);
+  uint32_t point = first & (0x3FU >> more);
   for (int k = 0; k < more; ++k, ++i) {
     if (i == bytes.size() || (static_cast<uint8_t>(bytes[i]) & 0xC0) != 0x80) return std::nullopt;
     point = point << 6 | (static_cast<uint8_t>(bytes[i]) & 0x3F);

@@ -13,15 +13,17 @@ namespace {
 
 constexpr int kDraws = 8;  // a draw fails once in four thousand million times
 
-[[noreturn]] void Refuse(const std::string& vault, int32_t result, const std::string& doing) {
+[[noreturn]] void Refuse(const std::string& vault, int32_t result, const std::string& doing,
+                         bool isNew = false) {
   const std::string what = fmt::format("{}: cannot {} (result {})", vault, doing, result);
-  const std::string unchanged = "Nothing was changed: what was begun is dropped.";
   if (result == -2 || result == -4) {
-    throw Failure(ExitCode::kIoError, what,
-                  "The disk may be full or not writable. A backup found beside the vault "
-                  "holds its last good state; \"pmstore restore\" brings it back.");
+    throw Failure(
+        ExitCode::kIoError, what,
+        isNew ? "The disk may be full or not writable. What was begun is removed again."
+              : "The disk or the folder may be full or not writable. When a backup is left beside the "
+                "vault, it holds the state before; \"pmstore restore\" brings it back.");
   }
-  throw Failure(ExitCode::kRefused, what, unchanged);
+  throw Failure(ExitCode::kRefused, what, "Nothing was changed: what was begun is dropped.");
 }
 
 const PmChar* Text(const std::optional<PmString>& name) {
@@ -37,23 +39,32 @@ void RequireNoBackup(const VaultPath& path) {
                 "Close that program; when there is none, run \"pmstore restore\" first.");
 }
 
-Vault::Vault(const VaultPath& path, Opening opening) : shown_(path.shown) {
+Vault::Vault(const VaultPath& path, Opening opening)
+    : path_(path), isNew_(!platform::Exists(path.file.c_str())) {
   RequireNoBackup(path);
-  if (platform::Exists(path.file.c_str())) {
+  if (!isNew_) {
     Image(path).requireSound();
   } else if (opening == Opening::kExisting) {
-    throw Failure(ExitCode::kMissing, fmt::format("there is no vault {}", shown_));
+    throw Failure(ExitCode::kMissing, fmt::format("there is no vault {}", path_.shown));
   }
   std::srand(std::random_device{}());  // item IDs are drawn from rand()
   if (InitPmTotalDataController() != 1) throw Failure(ExitCode::kIoError, "not enough memory");
   handle_ = OpenDataBaseFile(path.file.c_str());
   if (handle_ == nullptr) {
     ReleasePmTotalDataController();
-    throw Failure(ExitCode::kIoError, fmt::format("cannot open {} for reading and writing", shown_),
+    throw Failure(ExitCode::kIoError, fmt::format("cannot open {} for reading and writing", path_.shown),
                   "Check that its folder exists, that you may write there, and that the path has at most 255 "
                   "characters.");
   }
+  isNew_ = isNew_ && platform::SizeOf(path.file.c_str()) == 0;
   PmStartTransaction();
+}
+
+Vault::~Vault() {
+  if (!isNew_) return;
+  ReleasePmTotalDataController();
+  platform::Remove(path_.file.c_str());
+  platform::Remove(path_.backup.c_str());
 }
 
 uint32_t Vault::find(uint32_t kind, const PmString& name) const {
@@ -64,20 +75,20 @@ void Vault::store(uint32_t id, const Bytes& bytes) {
   static const uint8_t kNothing = 0;
   const void* data = bytes.empty() ? &kNothing : bytes.data();
   const int32_t result = InserItemToDataBase(handle_, id, data, static_cast<uint32_t>(bytes.size()), 0);
-  if (result != 0) Refuse(shown_, result, fmt::format("store item {}", IdText(id)));
+  if (result != 0) Refuse(path_.shown, result, fmt::format("store item {}", IdText(id)));
 }
 
 uint32_t Vault::add(uint32_t kind, const std::optional<PmString>& name, const Bytes& bytes) {
   uint32_t id = 0;
   for (int i = 0; i < kDraws && id == 0; ++i) id = CreateNewItemID(handle_, kind, Text(name));
-  if (id == 0) throw Failure(ExitCode::kRefused, fmt::format("{}: no ID for a new item", shown_));
+  if (id == 0) throw Failure(ExitCode::kRefused, fmt::format("{}: no ID for a new item", path_.shown));
   store(id, bytes);
   return id;
 }
 
 void Vault::add(uint32_t id, uint32_t kind, const std::optional<PmString>& name, const Bytes& bytes) {
   if (RetainID(handle_, id, kind, Text(name)) != 1) {
-    throw Failure(ExitCode::kRefused, fmt::format("{}: the ID {} is in use", shown_, IdText(id)));
+    throw Failure(ExitCode::kRefused, fmt::format("{}: the ID {} is in use", path_.shown, IdText(id)));
   }
   store(id, bytes);
 }
@@ -92,13 +103,15 @@ void Vault::remove(uint32_t id) {
     store(id, {});
     result = DeleteItemFromDataBase(handle_, id, 0);
   }
-  if (result != 0) Refuse(shown_, result, fmt::format("delete item {}", IdText(id)));
+  if (result != 0) Refuse(path_.shown, result, fmt::format("delete item {}", IdText(id)));
 }
 
 void Vault::commit() {
-  if (const int32_t result = PmStopTransaction(); result != 0) Refuse(shown_, result, "write the changes");
+  if (const int32_t result = PmStopTransaction(); result != 0)
+    Refuse(path_.shown, result, "write the changes", isNew_);
   if (const int32_t result = CloseDataBaseFile(handle_); result != 0)
-    Refuse(shown_, result, "close the vault");
+    Refuse(path_.shown, result, "close the vault");
+  isNew_ = false;
   ReleasePmTotalDataController();
 }
 

@@ -3,7 +3,8 @@
 // Invariants:
 //  1. A vault that a backup stands beside is not opened: someone has it open, or it needs a restore first.
 //  2. All changes are made in one transaction. A Vault that goes out of scope without commit() is not closed
-//     in the library: nothing that was begun reaches the disk, and the process is expected to end.
+//     in the library: nothing that was begun reaches the disk, and the process is expected to end. A file that
+//     the Vault has made is removed again.
 #pragma once
 
 #include <cstdint>
@@ -20,6 +21,7 @@ class Vault {
   enum class Opening { kExisting, kCreateIfMissing };
 
   Vault(const VaultPath& path, Opening opening);
+  ~Vault();
   Vault(const Vault&) = delete;
   Vault& operator=(const Vault&) = delete;
 
@@ -39,7 +41,8 @@ class Vault {
  private:
   void store(uint32_t id, const Bytes& bytes);
 
-  std::string shown_;
+  VaultPath path_;
+  bool isNew_;  // made here, and not committed yet
   DataBaseHandle* handle_ = nullptr;
 };
 

@@ -89,12 +89,12 @@ ExitCode Blocks(const Options& options, Console& console) {
   RequireUnchanged(image);
   if (!options.svg.empty()) {
     const std::string svg = DrawSvg(image, map);
-    const Bytes bytes(svg.begin(), svg.end());
     if (options.svg == "-") {
-      console.bytes(bytes);
+      console.json ? console.document({{"svg", svg}}) : console.text(svg);
     } else {
-      WriteWholeFile(std::filesystem::u8path(options.svg), bytes, options.force);
-      console.note("picture written to {}", options.svg);
+      WriteWholeFile(std::filesystem::u8path(options.svg), Bytes(svg.begin(), svg.end()), options.force);
+      console.json ? console.document({{"file", image.fileShown()}, {"svg", options.svg}})
+                   : console.note("picture written to {}", options.svg);
     }
   } else if (console.json) {
     PrintJson(image, map, console);

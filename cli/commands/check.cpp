@@ -46,6 +46,13 @@ Verdict Judge(const VaultPath& path, Source source, Console& console) {
   return verdict;
 }
 
+void SayWhatCannotBeTold(const Json& verdict, Console& console) {
+  if (console.json || verdict["emptyItems"] == 0 || !verdict["sound"]) return;
+  console.note(
+      "{}", Wrapped("An item without bytes is empty, or all its blocks are gone: the file cannot tell which. "
+                    "\"pmstore ls --sort size\" lists these items first."));
+}
+
 std::string AdviceAlone(const Verdict& only) {
   if (only.findings.empty()) return "";
   return "\"pmstore salvage\" saves every intact item into a new vault. A copy from before the damage comes "
@@ -85,6 +92,7 @@ ExitCode Check(const Options& options, Console& console) {
     advice = both ? "The vault's file is gone; \"pmstore restore\" makes it anew from the backup."
                   : AdviceAlone(only);
     fine = !both && only.findings.empty();
+    SayWhatCannotBeTold(only.json, console);
   } else {
     const Verdict file = Judge(path, Source::kFile, console);
     const Verdict backup = Judge(path, Source::kBackup, console);

@@ -31,7 +31,7 @@ ExitCode Compact(const Options& options, Console& console) {
     }
     before = ContentsOf(image, console);
     sizeBefore = image.fileSize();
-    for (const Block& block : image.blocks()) freeBlocks += block.state == BlockState::kUsed ? 0 : 1;
+    freeBlocks = image.freeBlockCount();
   }
   uint64_t sizeAfter = sizeBefore - freeBlocks * storage::kBlockSize;
   if (!options.dryRun && freeBlocks > 0) {
@@ -42,6 +42,8 @@ ExitCode Compact(const Options& options, Console& console) {
   }
   if (console.json) {
     console.document({{"dryRun", options.dryRun}, {"sizeBefore", sizeBefore}, {"sizeAfter", sizeAfter}});
+  } else if (freeBlocks == 0) {
+    console.note("{} has no free blocks, there is nothing to squeeze out", path.shown);
   } else {
     console.note("{}: {} {} {}", path.shown, SizeText(sizeBefore), options.dryRun ? "would become" : "became",
                  SizeText(sizeAfter));

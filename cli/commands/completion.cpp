@@ -1,114 +1,160 @@
 // completion: lets a shell complete command lines, from the very declarations that parse them.
+#include <algorithm>
+
 #include "cli/command.h"
 
 namespace cli {
 
 namespace {
 
-struct Words {
-  std::string command;
+struct Option {
+  std::string name;  // "--sort"
   std::string what;
-  std::vector<std::pair<std::string, std::string>> options;  // with what they do
+  bool takesValue;
+  std::string choices;  // the values, where they can be listed, with spaces between
 };
 
-std::vector<std::pair<std::string, std::string>> OptionsOf(const CLI::App& app) {
-  std::vector<std::pair<std::string, std::string>> options;
+struct Command {
+  std::string name;
+  std::string what;
+  std::vector<Option> options;
+  std::string choices;  // of what stands behind the command
+};
+
+// The parser describes a list of choices as "{auto,file,backup}".
+std::string ChoicesOf(const CLI::Option& option) {
+  const std::string type = option.get_type_name();
+  const size_t begin = type.find('{');
+  if (begin == std::string::npos) return "";
+  std::string choices = type.substr(begin + 1, type.find('}') - begin - 1);
+  std::replace(choices.begin(), choices.end(), ',', ' ');
+  return choices;
+}
+
+Command Describe(const CLI::App& app) {
+  Command command{app.get_name(), app.get_description(), {}, ""};
   for (const CLI::Option* option : app.get_options()) {
-    for (const std::string& name : option->get_lnames())
-      options.emplace_back("--" + name, option->get_description());
+    for (const std::string& name : option->get_lnames()) {
+      command.options.push_back(
+          {"--" + name, option->get_description(), option->get_expected_max() > 0, ChoicesOf(*option)});
+    }
+    if (option->get_positional()) command.choices += ChoicesOf(*option);
   }
-  return options;
+  return command;
 }
 
-std::vector<Words> Collect(const CLI::App& app) {
-  std::vector<Words> all;
-  for (const CLI::App* command : app.get_subcommands({})) {
-    all.push_back({command->get_name(), command->get_description(), OptionsOf(*command)});
-  }
-  return all;
+std::vector<Command> DescribeCommands(const CLI::App& app) {
+  std::vector<Command> commands;
+  for (const CLI::App* command : app.get_subcommands({})) commands.push_back(Describe(*command));
+  return commands;
 }
 
-std::string Join(const std::vector<std::pair<std::string, std::string>>& options) {
-  std::string text;
-  for (const auto& [name, what] : options) text += (text.empty() ? "" : " ") + name;
-  return text;
-}
-
-// For a word in single quotes.
-std::string Quoted(const std::string& text) {
+// For a word in single quotes, with a backslash before each of `special`.
+std::string Quoted(const std::string& text, const std::string& special = "") {
   std::string out;
   for (char c : text) {
     if (c == '\'') out += "'\\'";
+    if (special.find(c) != std::string::npos) out += '\\';
     out += c;
   }
   return out;
 }
 
+std::string Names(const std::vector<Option>& options) {
+  std::string names;
+  for (const Option& option : options) names += (names.empty() ? "" : " ") + option.name;
+  return names;
+}
+
 std::string ForBash(const CLI::App& app) {
   std::string names;
-  std::string cases;
-  for (const Words& words : Collect(app)) {
-    names += (names.empty() ? "" : " ") + words.command;
-    cases += fmt::format("    {}) options=\"{}\" ;;\n", words.command, Join(words.options));
+  std::string options;
+  std::string choices;
+  for (const Command& command : DescribeCommands(app)) {
+    names += (names.empty() ? "" : " ") + command.name;
+    options += fmt::format("    {}) options=\"{}\" ;;\n", command.name, Names(command.options));
+    const auto offer = [&](const std::string& behind, const std::string& words) {
+      if (!words.empty())
+        choices += fmt::format("    {}:{}) choices=\"{}\" ;;\n", command.name, behind, words);
+    };
+    offer(command.name, command.choices);
+    for (const Option& option : command.options) offer(option.name, option.choices);
   }
   return fmt::format(
       "_pmstore() {{\n"
-      "  local word=${{COMP_WORDS[COMP_CWORD]}} command= options=\"{0}\" i\n"
+      "  local word=${{COMP_WORDS[COMP_CWORD]}} previous=${{COMP_WORDS[COMP_CWORD - 1]}}\n"
+      "  local command= choices= options=\"{0}\" i\n"
       "  for ((i = 1; i < COMP_CWORD; i++)); do\n"
       "    [[ ${{COMP_WORDS[i]}} == -* ]] || {{ command=${{COMP_WORDS[i]}}; break; }}\n"
       "  done\n"
-      "  COMPREPLY=()\n"
-      "  if [[ -z $command && $word != -* ]]; then\n"
-      "    COMPREPLY=($(compgen -W \"{1}\" -- \"$word\"))\n"
-      "    return\n"
-      "  fi\n"
       "  case $command in\n"
       "{2}"
       "  esac\n"
-      "  [[ $word != -* ]] || COMPREPLY=($(compgen -W \"$options\" -- \"$word\"))\n"
+      "  case $command:$previous in\n"
+      "{3}"
+      "  esac\n"
+      "  [[ -n $command ]] || choices=\"{1}\"\n"
+      "  [[ $word != -* ]] || choices=$options\n"
+      "  COMPREPLY=($(compgen -W \"$choices\" -- \"$word\"))\n"
       "}}\n"
       "complete -o default -F _pmstore pmstore\n",
-      Join(OptionsOf(app)), names, cases);
+      Names(Describe(app).options), names, options, choices);
+}
+
+// The options as _arguments takes them, one a line.
+std::string ZshSpecs(const Command& command) {
+  std::string specs;
+  for (const Option& option : command.options) {
+    const std::string values = option.choices.empty() ? "_files" : fmt::format("({})", option.choices);
+    specs += fmt::format("      '{}[{}]{}' \\\n", option.name, Quoted(option.what, "[]:\\"),
+                         option.takesValue ? ":value:" + values : "");
+  }
+  return specs;
 }
 
 std::string ForZsh(const CLI::App& app) {
   std::string commands;
   std::string cases;
-  for (const Words& words : Collect(app)) {
-    commands += fmt::format("    '{}:{}'\n", words.command, Quoted(words.what));
-    cases += fmt::format("    {}) compadd -- {} ;;\n", words.command, Join(words.options));
+  for (const Command& command : DescribeCommands(app)) {
+    commands += fmt::format("    '{}:{}'\n", command.name, Quoted(command.what));
+    cases +=
+        fmt::format("    {}) _arguments \\\n{}      '*:argument:{}' ;;\n", command.name, ZshSpecs(command),
+                    command.choices.empty() ? "_files" : fmt::format("({})", command.choices));
   }
   return fmt::format(
       "#compdef pmstore\n"
       "_pmstore() {{\n"
+      "  local context state state_descr line\n"
+      "  typeset -A opt_args\n"
       "  local -a commands=(\n{0}  )\n"
-      "  local command=${{words[(r)(${{(j:|:)${{commands%%:*}}}})]}}\n"
-      "  if [[ -z $command && $PREFIX != -* ]]; then\n"
-      "    _describe command commands\n"
-      "    return\n"
-      "  fi\n"
-      "  [[ $PREFIX == -* ]] || {{ _files; return; }}\n"
-      "  case $command in\n"
-      "{1}"
-      "    *) compadd -- {2} ;;\n"
+      "  _arguments -C \\\n{1}      '1:command:->command' '*::argument:->argument'\n"
+      "  [[ $state != command ]] || _describe command commands\n"
+      "  [[ $state == argument ]] || return\n"
+      "  case $words[1] in\n"
+      "{2}"
       "  esac\n"
       "}}\n"
-      "compdef _pmstore pmstore\n",
-      commands, cases, Join(OptionsOf(app)));
+      "if [[ $funcstack[1] == _pmstore ]]; then _pmstore \"$@\"; else compdef _pmstore pmstore; fi\n",
+      commands, ZshSpecs(Describe(app)), cases);
 }
 
 std::string ForFish(const CLI::App& app) {
   std::string text;
-  for (const auto& [name, what] : OptionsOf(app)) {
-    text += fmt::format("complete -c pmstore -l {} -d '{}'\n", name.substr(2), Quoted(what));
-  }
-  for (const Words& words : Collect(app)) {
-    text += fmt::format("complete -c pmstore -n __fish_use_subcommand -a {} -d '{}'\n", words.command,
-                        Quoted(words.what));
-    for (const auto& [name, what] : words.options) {
-      text += fmt::format("complete -c pmstore -n '__fish_seen_subcommand_from {}' -l {} -d '{}'\n",
-                          words.command, name.substr(2), Quoted(what));
-    }
+  const auto add = [&text](const std::string& when, const Option& option) {
+    const std::string value = !option.choices.empty() ? fmt::format(" -x -a '{}'", option.choices)
+                              : option.takesValue     ? " -r"
+                                                      : "";
+    text += fmt::format("complete -c pmstore{} -l {} -d '{}'{}\n", when, option.name.substr(2),
+                        Quoted(option.what), value);
+  };
+  for (const Option& option : Describe(app).options) add("", option);
+  for (const Command& command : DescribeCommands(app)) {
+    text += fmt::format("complete -c pmstore -n __fish_use_subcommand -f -a {} -d '{}'\n", command.name,
+                        Quoted(command.what));
+    const std::string when = fmt::format(" -n '__fish_seen_subcommand_from {}'", command.name);
+    if (!command.choices.empty())
+      text += fmt::format("complete -c pmstore{} -f -a '{}'\n", when, command.choices);
+    for (const Option& option : command.options) add(when, option);
   }
   return text;
 }
@@ -126,7 +172,8 @@ void RegisterCompletion(Tool& tool) {
       const std::string script = *shell == "bash"  ? ForBash(*tool.app)
                                  : *shell == "zsh" ? ForZsh(*tool.app)
                                                    : ForFish(*tool.app);
-      tool.console.bytes(Bytes(script.begin(), script.end()));
+      tool.console.json ? tool.console.document({{"shell", *shell}, {"script", script}})
+                        : tool.console.text(script);
       return ExitCode::kFine;
     };
   });

@@ -43,8 +43,8 @@ ExitCode Copy(const Options& options, Console& console) {
                       {"size", copy.fileSize()},
                       {"sound", findings.empty()}});
   } else {
-    console.note("{} copied to {} and compared, {}", image.fileShown(), target.shown,
-                 SizeText(copy.fileSize()));
+    console.note("{} copied to {} and compared, {}{}", image.fileShown(), target.shown,
+                 SizeText(copy.fileSize()), findings.empty() ? "" : ", its damage with it");
   }
   return findings.empty() ? ExitCode::kFine : ExitCode::kProblems;
 }

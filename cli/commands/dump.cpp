@@ -25,33 +25,42 @@ std::string HexLines(const Bytes& bytes) {
   return text;
 }
 
-void PrintItem(const Image& image, const Item& item, bool hex, Console& console) {
-  console.line("item: {{ ID = {}, size = {}, frag count = {} }}", item.id, item.size, item.blocks.size());
+std::string ItemText(const Image& image, const Item& item, bool hex) {
+  std::string text = fmt::format("item: {{ ID = {}, size = {}, frag count = {} }}\n", item.id, item.size,
+                                 item.blocks.size());
   for (uint32_t number : item.blocks) {
     const uint32_t offset = number * storage::kBlockSize;
-    console.line("\t\tfragment offset: {}(0x{:x})", offset, offset);
+    text += fmt::format("\t\tfragment offset: {}(0x{:x})\n", offset, offset);
   }
   const ItemBytes bytes = image.readItem(item.id);
   if (!bytes.problems.empty()) {
-    console.line("item {} corrupted", item.id);
+    text += fmt::format("item {} corrupted\n", item.id);
   } else if (hex) {
-    console.line("{}", HexLines(bytes.bytes));
+    text += HexLines(bytes.bytes) + "\n";
   }
+  return text;
 }
 
 ExitCode Dump(const Options& options, Console& console) {
   const Image image(VaultPath(options.read.vault), options.read.source);
   SayWhatIsRead(image, options.read, console);
   image.requireSound();
-  size_t freeBlocks = 0;
-  for (const Block& block : image.blocks()) freeBlocks += block.state != BlockState::kUsed ? 1 : 0;
-  console.line("file information:");
-  console.line("\t size: {}( {}k )", image.fileSize(), image.fileSize() / 1024);
-  console.line("\t item num: {}", image.items().size());
-  console.line("\t block num: {}", image.blocks().size());
-  console.line("\t free block num: {}", freeBlocks);
+  std::string report = fmt::format(
+      "file information:\n\t size: {}( {}k )\n\t item num: {}\n\t block num: {}\n\t free block num: {}\n",
+      image.fileSize(), image.fileSize() / 1024, image.items().size(), image.blocks().size(),
+      image.freeBlockCount());
   const bool hex = options.hex || Environment("DB_DETAIL_HEX") == "Y";
-  for (const auto& [id, item] : image.items()) PrintItem(image, item, hex, console);
+  for (const auto& [id, item] : image.items()) {
+    report += ItemText(image, item, hex);
+    if (console.json) continue;
+    console.text(report);
+    report.clear();
+  }
+  if (console.json) {
+    console.document({{"file", image.fileShown()}, {"report", report}});
+  } else {
+    console.text(report);
+  }
   RequireUnchanged(image);
   return ExitCode::kFine;
 }

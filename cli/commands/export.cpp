@@ -35,20 +35,35 @@ std::map<std::string, const Record*> Gather(const Image& image, std::optional<ui
     if (kind && record.kind != *kind) continue;
     const std::string name = record.name ? ToUtf8(*record.name) : IdText(record.id);
     if (const std::string why = WhyUnsafe(name); !why.empty()) {
-      throw Failure(ExitCode::kRefused,
-                    fmt::format("the name of item {} {}: \"{}\"", IdText(record.id), why, ShownName(record)),
-                    "Nothing was written. \"pmstore get\" writes out one item under a name of your choice.");
+      throw Failure(
+          ExitCode::kRefused,
+          fmt::format("the name of item {} {}: \"{}\"", IdText(record.id), why, Printable(*record.name)),
+          "Nothing was written. \"pmstore get\" writes out one item under a name of your choice.");
     }
     if (files.emplace(name, &record).second) continue;
     throw Failure(ExitCode::kRefused, fmt::format("several items are named \"{}\"", ShownName(record)),
                   "Nothing was written. Export one kind at a time with --kind.");
+  }
+  for (const auto& [name, record] : files) {
+    for (size_t end = name.find('/'); end != std::string::npos; end = name.find('/', end + 1)) {
+      const auto folder = files.find(name.substr(0, end));
+      if (folder == files.end()) continue;
+      throw Failure(ExitCode::kRefused,
+                    fmt::format("\"{}\" is the name of an item and would be the folder of \"{}\"",
+                                ShownName(*folder->second), ShownName(*record)),
+                    "Nothing was written. Export one kind at a time with --kind, or all of it with --jsonl.");
+    }
   }
   return files;
 }
 
 void PrepareFolder(const fs::path& folder) {
   std::error_code error;
-  if (fs::exists(folder, error) && !fs::is_empty(folder, error)) {
+  const bool exists = fs::exists(folder, error);
+  if (exists && !fs::is_directory(folder, error)) {
+    throw Failure(ExitCode::kRefused, fmt::format("{} is a file", folder.u8string()), "Name a new folder.");
+  }
+  if (exists && !fs::is_empty(folder, error)) {
     throw Failure(ExitCode::kRefused, fmt::format("{} is not empty", folder.u8string()),
                   "Name a new folder.");
   }
@@ -73,7 +88,7 @@ std::optional<Bytes> Take(const Image& image, const Record& record, Outcome& out
   ItemBytes item = image.readItem(record.id);
   if (!item.problems.empty()) {
     ++outcome.damaged;
-    console.warn("left out, damaged: {} {}", IdText(record.id), ShownName(record));
+    console.warn("left out, damaged: {}", IdAndName(record));
     return std::nullopt;
   }
   ++outcome.written;
@@ -133,7 +148,7 @@ ExitCode Export(const Options& options, Console& console) {
   if (console.json && options.lines != "-") {
     console.document({{"items", outcome.written}, {"damaged", outcome.damaged}, {"bytes", outcome.bytes}});
   } else {
-    console.note("{} items written to {}, {}", outcome.written,
+    console.note("{} written to {}, {}", CountText(outcome.written, "item"),
                  toFiles                ? options.folder
                  : options.lines == "-" ? "standard output"
                                         : options.lines,

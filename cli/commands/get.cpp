@@ -39,7 +39,11 @@ bool IsText(const Bytes& bytes) {
 void Deliver(const Options& options, const Record& record, const Bytes& bytes, Console& console) {
   if (!options.output.empty()) {
     WriteWholeFile(std::filesystem::u8path(options.output), bytes, options.force);
-    console.note("{}: {} written to {}", ShownName(record), SizeText(bytes.size()), options.output);
+    if (console.json) {
+      console.document({{"id", IdText(record.id)}, {"size", bytes.size()}, {"file", options.output}});
+    } else {
+      console.note("{}: {} written to {}", ShownName(record), SizeText(bytes.size()), options.output);
+    }
   } else if (console.json) {
     console.document(ToJson(record, bytes));
   } else if (IsTerminal(stdout) && !options.force && !IsText(bytes)) {
@@ -48,6 +52,8 @@ void Deliver(const Options& options, const Record& record, const Bytes& bytes, C
                   "Write it to a file with --output FILE, pipe it on, or say --force.");
   } else {
     console.bytes(bytes);
+    const bool isOpenLine = !bytes.empty() && bytes.back() != '\n';
+    if (IsTerminal(stdout) && isOpenLine && !options.force) console.line("");
   }
 }
 

@@ -2,6 +2,7 @@
 // again and compared.
 #include <fstream>
 #include <iostream>
+#include <set>
 
 #include "cli/examine.h"
 #include "cli/files.h"
@@ -107,13 +108,16 @@ std::vector<Entry> GatherLines(const Options& options) {
   return entries;
 }
 
-// An entry that brings its ID replaces the item of that ID only when kind and name agree.
-void RefuseConflicts(const VaultPath& path, const std::vector<Entry>& entries) {
-  if (!platform::Exists(path.file.c_str())) return;
+// The IDs that the vault holds. It is read, and closed again, before it is opened for writing. An entry that
+// brings its ID replaces the item of that ID only when kind and name agree.
+std::set<uint32_t> CollectStoredIds(const VaultPath& path, const std::vector<Entry>& entries) {
+  std::set<uint32_t> ids;
+  if (!platform::Exists(path.file.c_str())) return ids;
   const Image image(path);
   image.requireSound();
   std::map<std::pair<uint32_t, PmString>, uint32_t> byName;
   for (const Record& record : image.records()) {
+    ids.insert(record.id);
     if (record.name) byName.emplace(std::make_pair(record.kind, *record.name), record.id);
   }
   for (const Entry& entry : entries) {
@@ -126,19 +130,20 @@ void RefuseConflicts(const VaultPath& path, const std::vector<Entry>& entries) {
     const Record& other = isOther ? *present : *image.findRecord(namesake->second);
     throw Failure(
         ExitCode::kRefused,
-        fmt::format("item {} of the lines is in {} already, as {} {}", ShownName(record), path.shown,
-                    IdText(other.id), ShownName(other)),
+        fmt::format("item {} of the lines is in {} already, as {}", ShownName(record), path.shown,
+                    IdAndName(other)),
         "Nothing was stored. --new-ids stores the lines under new IDs and replaces items of the same kind "
         "and name.");
   }
+  return ids;
 }
 
-void StoreOne(Vault& vault, Entry& entry, const Image* present, Contents& expected, Outcome& outcome) {
+void StoreOne(Vault& vault, Entry& entry, const std::set<uint32_t>& storedIds, Contents& expected,
+              Outcome& outcome) {
   Record& record = entry.record;
   const Bytes bytes = entry.file.empty() ? std::move(entry.bytes) : ReadWholeFile(entry.file);
-  const uint32_t found =
-      record.id != 0 ? (present != nullptr && present->findRecord(record.id) != nullptr ? record.id : 0)
-                     : (record.name ? vault.find(record.kind, *record.name) : 0);
+  const uint32_t found = record.id != 0 ? (storedIds.count(record.id) != 0 ? record.id : 0)
+                                        : (record.name ? vault.find(record.kind, *record.name) : 0);
   if (found != 0) {
     vault.replace(found, bytes);
     record.id = found;
@@ -164,18 +169,17 @@ void Verify(const VaultPath& path, const Contents& expected, Console& console) {
   RequireSame(expected, imported, path.shown);
 }
 
-Outcome Store(const VaultPath& path, std::vector<Entry>& entries, Console& console) {
+Outcome Store(const VaultPath& path, std::vector<Entry>& entries, const std::set<uint32_t>& storedIds,
+              Console& console) {
   Outcome outcome;
   Contents expected;
   uint64_t total = 0;
   for (const Entry& entry : entries) total += entry.size;
-  const std::unique_ptr<Image> present =
-      platform::Exists(path.file.c_str()) ? std::make_unique<Image>(path) : nullptr;
   Vault vault(path, Vault::Opening::kCreateIfMissing);
   {
     Progress progress(console, "storing", total);
     for (Entry& entry : entries) {
-      StoreOne(vault, entry, present.get(), expected, outcome);
+      StoreOne(vault, entry, storedIds, expected, outcome);
       progress.advance(entry.size);
     }
   }
@@ -191,10 +195,10 @@ ExitCode Import(const Options& options, Console& console) {
   const VaultPath path(options.vault);
   RequireNoBackup(path);
   std::vector<Entry> entries = options.lines.empty() ? GatherFiles(options, console) : GatherLines(options);
-  RefuseConflicts(path, entries);
+  const std::set<uint32_t> storedIds = CollectStoredIds(path, entries);
   Outcome outcome;
   if (!options.dryRun) {
-    outcome = Store(path, entries, console);
+    outcome = Store(path, entries, storedIds, console);
   } else if (!console.json) {
     for (const Entry& entry : entries)
       console.line("would store {} ({})", ShownName(entry.record), SizeText(entry.size));

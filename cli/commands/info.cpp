@@ -19,10 +19,13 @@ void Declare(CLI::App& command, Options& options) {
   DeclareReading(command, options.read);
 }
 
-const char* MeaningOf(bool hasBackup) {
-  return hasBackup ? "A program has the vault open, or the last one ended without closing it. While the "
-                     "backup stands, "
-                     "it is what counts."
+// What the person at the keyboard makes of all this.
+const char* MeaningOf(bool hasBackup, bool isDamaged) {
+  if (hasBackup) {
+    return "A program has the vault open, or the last one ended without closing it. While the backup stands, "
+           "it is what counts.";
+  }
+  return isDamaged ? "\"pmstore check\" says all that is wrong, and what to do."
                    : "The vault was closed properly, or nothing was written to it since it was opened.";
 }
 
@@ -35,6 +38,26 @@ std::map<uint32_t, Count> CountKinds(const Image& image) {
     count.bytes += item == image.items().end() ? 0 : item->second.size;
   }
   return kinds;
+}
+
+Count SumOf(const std::map<uint32_t, Count>& kinds) {
+  Count all;
+  for (const auto& [kind, count] : kinds) {
+    all.items += count.items;
+    all.bytes += count.bytes;
+  }
+  return all;
+}
+
+// The items as far as their blocks tell, for a vault whose table of IDs is lost.
+Count CountBlocksOnly(const Image& image) {
+  Count all;
+  for (const auto& [id, item] : image.items()) {
+    if (id == 0) continue;
+    ++all.items;
+    all.bytes += item.size;
+  }
+  return all;
 }
 
 // What keeps the file from being opened, empty when nothing does.
@@ -52,15 +75,11 @@ ExitCode Info(const Options& options, Console& console) {
   const Image image(path, options.read.source);
   SayWhatIsRead(image, options.read, console);
   const std::map<uint32_t, Count> kinds = CountKinds(image);
-  size_t freeBlocks = 0;
-  for (const Block& block : image.blocks()) freeBlocks += block.state == BlockState::kUsed ? 0 : 1;
+  const size_t freeBlocks = image.freeBlockCount();
   const std::string problem = FirstProblem(image);
   const std::string changed = LocalTime(image.modified());
-  Count all;
-  for (const auto& [kind, count] : kinds) {
-    all.items += count.items;
-    all.bytes += count.bytes;
-  }
+  const bool hasTable = image.tableProblem().empty() && !image.records().empty();
+  const Count all = hasTable ? SumOf(kinds) : CountBlocksOnly(image);
   if (console.json) {
     Json kindList = Json::array();
     for (const auto& [kind, count] : kinds)
@@ -81,12 +100,13 @@ ExitCode Info(const Options& options, Console& console) {
     console.line("Size         {}", SizeText(image.fileSize()));
     console.line("Last change  {}", changed);
     console.line("Blocks       {}, {} of them free", image.blocks().size(), freeBlocks);
-    console.line("Items        {}, {}", all.items, SizeText(all.bytes));
+    const char* lost = all.items > 0 && !hasTable ? ", their kinds and names are lost" : "";
+    console.line("Items        {}, {}{}", all.items, SizeText(all.bytes), lost);
     for (const auto& [kind, count] : kinds)
       console.line("  kind {:<6} {}, {}", kind, count.items, SizeText(count.bytes));
     const bool hasBackup = platform::Exists(path.backup.c_str());
     console.line("Backup       {}", hasBackup ? path.backupShown : "none");
-    console.line("{}", Wrapped(MeaningOf(hasBackup)));
+    console.line("{}", Wrapped(MeaningOf(hasBackup, !problem.empty())));
   }
   RequireUnchanged(image);
   return problem.empty() ? ExitCode::kFine : ExitCode::kRefused;

@@ -25,9 +25,13 @@ void Declare(CLI::App& command, Options& options) {
   command.add_flag("--dry-run,-n", options.dryRun, "Only say which items would change");
 }
 
-Contents ReadSource(const VaultPath& source, Console& console) {
+Contents ReadSource(const VaultPath& path, const VaultPath& source, Console& console) {
   if (!platform::Exists(source.file.c_str())) {
-    throw Failure(ExitCode::kMissing, fmt::format("there is no {}", source.shown),
+    const bool neither = source.file == path.backup && !platform::Exists(path.file.c_str());
+    throw Failure(ExitCode::kMissing,
+                  neither
+                      ? fmt::format("there is neither a vault {} nor its backup {}", path.shown, source.shown)
+                      : fmt::format("there is no {}", source.shown),
                   "A vault that was closed properly has no backup. Restore an older copy with --from.");
   }
   const Image image(source);
@@ -73,10 +77,10 @@ ExitCode Run(const Options& options, Console& console) {
   const VaultPath path(options.vault);
   const bool named = !options.from.empty();
   const VaultPath source(named ? options.from : path.backupShown);
-  const Contents expected = ReadSource(source, console);
+  const Contents expected = ReadSource(path, source, console);
   const std::vector<Difference> differences = Compare(ReadPresent(path, expected, console), expected);
-  Print(differences, console);
   if (options.dryRun) {
+    Print(differences, console);
     console.note("{} would change", CountText(differences.size(), "item"));
     return ExitCode::kFine;
   }
@@ -95,6 +99,7 @@ ExitCode Run(const Options& options, Console& console) {
   }
   Restore(path);
   RequireSame(expected, ContentsOf(Image(path), console), path.shown);
+  Print(differences, console);  // now, so that a reader who stops listening does not stop the work
   console.note("{} restored from {} and verified: {} changed, {} in all", path.shown, source.shown,
                CountText(differences.size(), "item"), expected.size());
   return ExitCode::kFine;

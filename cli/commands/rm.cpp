@@ -52,11 +52,11 @@ ExitCode Remove(const Options& options, Console& console) {
   }
   for (const Record& record : chosen) {
     if (console.json) {
-      console.record(
-          {{options.dryRun ? "wouldDelete" : "deleted", IdText(record.id)}, {"kind", record.kind}});
+      Json json{{options.dryRun ? "wouldDelete" : "deleted", IdText(record.id)}, {"kind", record.kind}};
+      AddName(json, record.name);
+      console.record(json);
     } else {
-      console.note("{} {} {}", options.dryRun ? "would delete" : "deleted", IdText(record.id),
-                   ShownName(record));
+      console.note("{} {}", options.dryRun ? "would delete" : "deleted", IdAndName(record));
     }
   }
   return ExitCode::kFine;

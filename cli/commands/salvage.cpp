@@ -1,4 +1,5 @@
 // salvage: every intact item of a damaged vault, and of its backup, into a new vault.
+#include <algorithm>
 #include <set>
 
 #include "cli/examine.h"
@@ -117,6 +118,15 @@ void Store(const std::vector<Fate>& fates, const VaultPath& target, Console& con
   RequireSame(expected, ContentsOf(Image(target), console), target.shown);
 }
 
+// Blocks that nobody can tell the item of. They matter where the ID table does not say which items there were.
+size_t CountUnknownBlocks(const Image& image) {
+  if (image.tableProblem().empty() && !image.records().empty()) return 0;
+  const auto malformed = std::count_if(image.blocks().begin(), image.blocks().end(), [](const Block& block) {
+    return block.state == BlockState::kMalformed;
+  });
+  return static_cast<size_t>(malformed) + (image.fileSize() % storage::kBlockSize == 0 ? 0 : 1);
+}
+
 void Report(const std::vector<Fate>& fates, const Image* first, Console& console) {
   for (const Fate& fate : fates) {
     const bool noteworthy = fate.source != first || !fate.hasRecord;
@@ -129,11 +139,10 @@ void Report(const std::vector<Fate>& fates, const Image* first, Console& console
       if (!fate.loss.empty()) json["what"] = fate.loss;
       console.record(json);
     } else if (fate.source == nullptr) {
-      console.line("{} {} {}: {}", console.paint(Colour::kRed, "lost   "), IdText(fate.record.id),
-                   ShownName(fate.record), fate.loss);
+      console.line("{} {}: {}", console.paint(Colour::kRed, "lost   "), IdAndName(fate.record), fate.loss);
     } else if (noteworthy) {
-      console.line("{} {} {}{}{}", console.paint(Colour::kYellow, "saved  "), IdText(fate.record.id),
-                   ShownName(fate.record), fate.source != first ? ", from " + fate.source->fileShown() : "",
+      console.line("{} {}{}{}", console.paint(Colour::kYellow, "saved  "), IdAndName(fate.record),
+                   fate.source != first ? ", from " + fate.source->fileShown() : "",
                    fate.hasRecord ? "" : ", its kind and name are lost");
     }
   }
@@ -147,19 +156,26 @@ ExitCode Salvage(const Options& options, Console& console) {
   const std::vector<std::unique_ptr<Image>> sources = OpenSources(options.read, console);
   std::vector<Fate> fates = ListItems(sources, options.kind);
   for (Fate& fate : fates) Decide(fate, sources);
-  if (!options.dryRun) Store(fates, target, console);
-  Report(fates, sources[0].get(), console);
-
   size_t saved = 0;
   size_t nameless = 0;
   for (const Fate& fate : fates) {
     saved += fate.source != nullptr ? 1 : 0;
     nameless += fate.source != nullptr && !fate.hasRecord ? 1 : 0;
   }
+  const size_t unknown = CountUnknownBlocks(*sources[0]);
+  const bool isHopeless = saved == 0 && (!fates.empty() || unknown > 0);
+  if (!options.dryRun && !isHopeless) Store(fates, target, console);
+  Report(fates, sources[0].get(), console);
+  if (unknown > 0) console.warn("lost with all that was in it: {}", CountText(unknown, "unreadable block"));
+  if (isHopeless) {
+    throw Failure(
+        ExitCode::kRefused, fmt::format("no item of {} is intact", sources[0]->fileShown()),
+        "No vault was made. A copy from before the damage comes back with \"pmstore restore --from\".");
+  }
   console.note("{} of {} {} {}, {} of them without kind and name; {} lost", saved,
                CountText(fates.size(), "item"), options.dryRun ? "can be saved into" : "saved into",
                target.shown, nameless, fates.size() - saved);
-  return saved == fates.size() && nameless == 0 ? ExitCode::kFine : ExitCode::kProblems;
+  return saved == fates.size() && nameless == 0 && unknown == 0 ? ExitCode::kFine : ExitCode::kProblems;
 }
 
 }  // namespace

@@ -7,13 +7,17 @@ namespace {
 
 struct Options {};
 
+std::string Text() {
+  return fmt::format("pmstore {} (data file format {})", PMSTORE_VERSION, storage::kFormatVersion);
+}
+
 void Declare(CLI::App&, Options&) {}
 
 ExitCode Version(const Options&, Console& console) {
   if (console.json) {
     console.document({{"version", PMSTORE_VERSION}, {"formatVersion", storage::kFormatVersion}});
   } else {
-    console.line("pmstore {} (data file format {})", PMSTORE_VERSION, storage::kFormatVersion);
+    console.line("{}", Text());
   }
   return ExitCode::kFine;
 }
@@ -21,6 +25,7 @@ ExitCode Version(const Options&, Console& console) {
 }  // namespace
 
 void RegisterVersion(Tool& tool) {
+  tool.app->set_version_flag("--version", Text(), "Print the version");
   AddCommand<Options>(tool, "version", "Print the version", Declare, Version);
 }
 
