@@ -25,7 +25,8 @@ static HANDLE Hold(const wchar_t* path, DWORD share) {
 }
 
 static int IsLetGo(const wchar_t* path) {
-  return CloseHandle(Hold(path, 0));
+  HANDLE file = Hold(path, 0);
+  return file != INVALID_HANDLE_VALUE && CloseHandle(file);
 }
 
 static int heldBefore;
@@ -81,7 +82,8 @@ static void TestLife(const wchar_t* path, const wchar_t* backup) {
 static void TestPaths(void) {
   wchar_t folder[MAX_PATH], path[MAX_PATH + 10], backup[MAX_PATH + 10], name[256];
   GetCurrentDirectoryW(MAX_PATH, folder);
-  swprintf(name, 256 - wcslen(folder) - 1, L"\u4e00\u4e01%0300d", 0); /* cut where a path has to end */
+  wmemset(name, L'\u4e00', 3); /* the longest path that there is */
+  wmemset(name + 3, L'x', 252);
   name[255 - wcslen(folder) - 1] = 0;
   swprintf(path, MAX_PATH + 10, L"%ls\\%ls", folder, name);
   swprintf(backup, MAX_PATH + 10, L"\\\\?\\%ls\\.%ls.bak", folder, name);
