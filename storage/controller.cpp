@@ -14,6 +14,9 @@ namespace {
 
 constexpr int32_t kExpectedFiles = 2;
 
+// Aligned to the processor's widest moves: systems copy into such memory up to twice as fast.
+alignas(64) uint8_t blockBuffer[kBufferBlocks * kBlockSize];
+
 }  // namespace
 
 PmDataController* controller = nullptr;
@@ -23,16 +26,13 @@ int32_t InitPmDataController() {
   if (made == nullptr) return kNoController;
   made->currentFile = nullptr;
   made->openFiles = CreateEmptysList(kExpectedFiles);
-  made->blockBuffer = static_cast<uint8_t*>(Malloc(kBufferBlocks * kBlockSize));
-  if (made->openFiles != nullptr && made->blockBuffer != nullptr) {
-    controller = made;
-    return kOk;
+  made->blockBuffer = blockBuffer;
+  if (made->openFiles == nullptr) {
+    Free(made);
+    return kNoItem;
   }
-  const int32_t result = made->openFiles == nullptr ? kNoItem : kNoController;
-  if (made->openFiles != nullptr) FreesList(made->openFiles);
-  Free(made->blockBuffer);
-  Free(made);
-  return result;
+  controller = made;
+  return kOk;
 }
 
 int32_t ReleasePmDataController() {
@@ -41,8 +41,7 @@ int32_t ReleasePmDataController() {
     CloseDataFile(static_cast<FileInfo*>(first->element)->path);
   }
   FreesList(controller->openFiles);
-  platform::Wipe(controller->blockBuffer, kBufferBlocks * kBlockSize);
-  Free(controller->blockBuffer);
+  platform::Wipe(blockBuffer, sizeof blockBuffer);
   Free(controller);
   controller = nullptr;
   return kOk;
