@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -50,12 +51,17 @@ void Keep(uint64_t value) {
   asm volatile("" : : "r"(value) : "memory");
 }
 
+struct alignas(64) Piece {  // systems copy into aligned memory up to twice as fast
+  char bytes[kPiece];
+};
+
+// With the memory that it takes, as every store pays for its own.
 double ReadSequentially(const std::string& path) {
-  std::vector<char> piece(kPiece, 'x');
   const Stopwatch watch;
+  const std::unique_ptr<Piece> piece(new Piece);
   const Descriptor file(path, O_RDONLY);
   while (true) {
-    const ssize_t got = ::read(file.number(), piece.data(), piece.size());
+    const ssize_t got = ::read(file.number(), piece->bytes, kPiece);
     Descriptor::require(got >= 0);
     if (got == 0) return watch.seconds();
   }
