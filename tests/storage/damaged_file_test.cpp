@@ -12,37 +12,25 @@ namespace {
 constexpr uint32_t kTable = 0, kPart1 = kBlock, kPart2 = 2 * kBlock, kPart3 = 3 * kBlock, kNine = 4 * kBlock,
                    kFree = 5 * kBlock;
 
-const Bytes& Seven() {
-  static const Bytes item = Pattern(2500, 7);
-  return item;
-}
+const Bytes kSeven = Pattern(2500, 7), kNineItem = Pattern(1000, 9);
+const Bytes kTableItem = vault::MakeTable({{{0, 0}, 1, 7, std::nullopt}, {{5, 6}, 1, 9, Text("xyz")}});
 
-const Bytes& Nine() {
-  static const Bytes item = Pattern(1000, 9);
-  return item;
-}
-
-Bytes TableItem() {
-  return vault::MakeTable({{{0, 0}, 1, 7, std::nullopt}, {{5, 6}, 1, 9, Text("xyz")}});
-}
-
-Bytes Join(std::initializer_list<Bytes> parts) {
-  Bytes whole;
-  for (const Bytes& part : parts) whole.insert(whole.end(), part.begin(), part.end());
-  return whole;
+void Append(Bytes* file, const Bytes& blocks) {
+  file->insert(file->end(), blocks.begin(), blocks.end());
 }
 
 Bytes FileWithTable(const Bytes& table) {
-  Bytes free = vault::MakeBlock(11, Pattern(100), 0);
+  Bytes file = vault::MakeBlocks(0, table), free = vault::MakeBlock(11, Pattern(100), 0);
   free[1] = 2;
-  return Join(
-      {vault::MakeBlocks(0, table), vault::MakeBlocks(7, Seven()), vault::MakeBlocks(9, Nine()), free});
+  for (const Bytes& part : {vault::MakeBlocks(7, kSeven), vault::MakeBlocks(9, kNineItem), free})
+    Append(&file, part);
+  return file;
 }
 
 // Changes the stored table before it is cut into blocks.
 template <typename Change>
 void Retable(Bytes* file, Change change) {
-  Bytes table = TableItem();
+  Bytes table = kTableItem;
   change(&table);
   *file = FileWithTable(table);
 }
@@ -50,10 +38,6 @@ void Retable(Bytes* file, Change change) {
 void SetField(Bytes* file, uint32_t at, uint32_t value, int width = 4) {
   vault::Put(file->data() + at, value, width);
   vault::Reseal(file, at / kBlock);
-}
-
-void Append(Bytes* file, const Bytes& block) {
-  file->insert(file->end(), block.begin(), block.end());
 }
 
 enum Outcome {
@@ -133,7 +117,7 @@ class DamagedFile : public DataBaseTest {
     EXPECT_EQ(open(), nullptr);
     EXPECT_EQ(ReadBytes(file()), content);
     // As a backup it must not replace what stands.
-    const Bytes sound = FileWithTable(TableItem());
+    const Bytes sound = FileWithTable(kTableItem);
     WriteBytes(file(), sound);
     WriteBytes(BackupOf(file()), content);
     EXPECT_EQ(PmRestoreBackupFile(Pm(file()).c_str()), -2);
@@ -147,20 +131,20 @@ class DamagedFile : public DataBaseTest {
     DataBaseHandle* handle = open();
     ASSERT_NE(handle, nullptr);
     EXPECT_EQ(ids(handle, 1), (std::vector<uint32_t>{7, 9}));
-    EXPECT_EQ(get(handle, 9), Nine());
-    EXPECT_EQ(get(handle, 7), row.outcome == kSound ? std::optional<Bytes>(Seven()) : std::nullopt);
+    EXPECT_EQ(get(handle, 9), kNineItem);
+    EXPECT_EQ(get(handle, 7), row.outcome == kSound ? std::optional<Bytes>(kSeven) : std::nullopt);
     EXPECT_EQ(ReadBytes(file()), content) << "reading changed the file";
     if (row.outcome == kSevenLost) {
       EXPECT_EQ(modify(handle, 7, Pattern(1), 0, 1), -1);
       EXPECT_EQ(ReadBytes(file()), content);
-      EXPECT_EQ(InserItemToDataBase(handle, 7, Seven().data(), 2500, 1), 0);
+      EXPECT_EQ(insert(handle, 7, kSeven, 1), 0);
     }
     EXPECT_EQ(CloseDataBaseFile(handle), 0);
     const Bytes closed = ReadBytes(file()).value_or(Bytes());
     EXPECT_EQ(vault::Fault(closed), "");
     const vault::Scan scan = vault::ScanFile(closed);
     EXPECT_TRUE(scan.free.empty());
-    EXPECT_EQ(vault::Assemble(closed, scan.items.at(7)), Seven());
+    EXPECT_EQ(vault::Assemble(closed, scan.items.at(7)), kSeven);
   }
 };
 
@@ -168,7 +152,7 @@ TEST_F(DamagedFile, OneDamageARow) {
   for (const Row& row : kRows) {
     SCOPED_TRACE(row.name);
     restart();
-    Bytes content = FileWithTable(TableItem());
+    Bytes content = FileWithTable(kTableItem);
     row.damage(&content);
     WriteBytes(file(), content);
     row.outcome <= kBadTable ? checkRefused(row, content) : checkOpened(row, content);
@@ -186,7 +170,7 @@ TEST_F(DamagedFile, ATableOfManyShortRecordsKeepsItsOrderAndItsReservedWords) {
   EXPECT_EQ(GetItemIDByUserdata(handle, 2, Text("user data").c_str()), 5000);
   EXPECT_EQ(DeleteItemFromDataBase(handle, 3, 0), -1) << "there is a record but no item";
   ASSERT_EQ(RetainID(handle, 6000, 3, nullptr), 1);
-  ASSERT_EQ(InserItemToDataBase(handle, 6000, "x", 1, 0), 0);
+  ASSERT_EQ(insert(handle, 6000, Bytes(1)), 0);
   ASSERT_EQ(CloseDataBaseFile(handle), 0);
   records.push_back({{0, 0}, 3, 6000, std::nullopt});
   const Bytes closed = ReadBytes(file()).value_or(Bytes());
