@@ -123,24 +123,19 @@ const Row kRows[] = {
        EXPECT_TRUE(FirstGetItemID(s.handle, 0) == 2 && NextGetItemID(s.handle, 0) == 0);
        return GetItemAddons(s.handle, 1, &pending) != nullptr;
      }},
-    {"memory", true,
+    {"what is made and released", true,
      [](Stage&) {
        void* block = Malloc(100);
-       Free(block);
-       return block != nullptr;
-     }},
-    {"pool", true,
-     [](Stage&) {
        CommonPool* pool = CreateCommonPool(4, 16);
-       if (pool != nullptr) ReleaseCommonPool(pool);
-       return pool != nullptr;
-     }},
-    {"list", true,
-     [](Stage&) {
        SList* list = CreateEmptysList(4);
-       const bool appended = list != nullptr && AppendNodeTosList(nullptr, list) == 0;
+       AvlTree* tree = CreateAvlTree(nullptr, nullptr, 3, nullptr, 8);
+       DList dlist;
+       const bool made = Done(DLCreate(&dlist)) && Done(DLDestroy(&dlist)) && block && pool && list && tree;
+       Free(block);
+       if (pool != nullptr) ReleaseCommonPool(pool);
        if (list != nullptr) FreesListWithElements(list);
-       return appended;
+       if (tree != nullptr) ReleaseAvlTree(tree);
+       return made;
      }},
     {"list insert", true, [](Stage& s) { return Done(InsertNodeTosList(&element, s.list, nullptr)); }},
     {"list append", true, [](Stage& s) { return Done(AppendNodeTosList(&element, s.list)); }},
@@ -157,12 +152,6 @@ const Row kRows[] = {
        EXPECT_EQ(CountSlist(header), 2);
        ClearsList(s.list);
        return true;
-     }},
-    {"tree", true,
-     [](Stage&) {
-       AvlTree* tree = CreateAvlTree(nullptr, nullptr, 3, nullptr, 8);
-       if (tree != nullptr) ReleaseAvlTree(tree);
-       return tree != nullptr;
      }},
     {"tree insert and delete", true,
      [](Stage& s) {
@@ -182,11 +171,6 @@ const Row kRows[] = {
        PostorderTravAvlTree(s.tree->root, visit, nullptr);
        return GetAvlNodeSize() == sizeof(AvlNode) && FindMinAvlNode(s.tree->root) == s.tree->root &&
               FindMaxAvlNode(s.tree->root) == s.tree->root;
-     }},
-    {"double list", true,
-     [](Stage&) {
-       DList list;
-       return Done(DLCreate(&list)) && Done(DLDestroy(&list));
      }},
     {"double list insert", true, [](Stage& s) { return Done(DLInsert("x", 1, &s.dlist)); }},
     {"double list insert in order", true,

@@ -21,14 +21,6 @@ int __real_ftruncate64(int, off64_t);
 int __real_close(int);
 int __real_rename(const char*, const char*);
 int __real_unlink(const char*);
-int __real_lstat64(const char*, struct stat64*);
-int __real_stat64(const char*, struct stat64*);
-int __real_fstat64(int, struct stat64*);
-int __real_fchmod(int, mode_t);
-int __real_setxattr(const char*, const char*, const void*, size_t, int);
-void* __real_malloc(size_t);
-void* __real_calloc(size_t, size_t);
-void* __real_realloc(void*, size_t);
 void __real_free(void*);
 }
 
@@ -65,11 +57,6 @@ bool Strikes(int traits) {
   struck = true;
   errno = armed == Fault::kNoSpace ? ENOSPC : EIO;
   return true;
-}
-
-template <typename Call>
-auto Pass(int traits, Call call) -> decltype(call()) {
-  return Strikes(traits) ? -1 : call();
 }
 
 struct stat StatusOf(int descriptor) {
@@ -188,10 +175,6 @@ int __wrap_open64(const char* path, int flags, ...) {
   return descriptor;
 }
 
-ssize_t __wrap_pread64(int descriptor, void* bytes, size_t size, off64_t at) {
-  return Pass(kPlain, [&] { return __real_pread64(descriptor, bytes, size, at); });
-}
-
 ssize_t __wrap_pwrite64(int descriptor, const void* bytes, size_t size, off64_t at) {
   return Write(descriptor, at, size,
                [&](size_t part) { return __real_pwrite64(descriptor, bytes, part, at); });
@@ -203,7 +186,7 @@ ssize_t __wrap_copy_file_range(int from, off64_t* at, int to, off64_t* target, s
 }
 
 int __wrap_ftruncate64(int descriptor, off64_t size) {
-  const int result = Pass(kNeedsRoom, [&] { return __real_ftruncate64(descriptor, size); });
+  const int result = Strikes(kNeedsRoom) ? -1 : __real_ftruncate64(descriptor, size);
   if (result == 0 && recorded != nullptr) Note(Change::kSetSize, descriptor);
   return result;
 }
@@ -223,7 +206,7 @@ int __wrap_close(int descriptor) {
 }
 
 int __wrap_rename(const char* from, const char* to) {
-  const int result = Pass(kNeedsRoom, [&] { return __real_rename(from, to); });
+  const int result = Strikes(kNeedsRoom) ? -1 : __real_rename(from, to);
   if (result != 0 || recorded == nullptr) return result;
   const int descriptor = __real_open64(to, O_RDONLY);
   Note(Change::kRename, descriptor, from, to);
@@ -231,42 +214,30 @@ int __wrap_rename(const char* from, const char* to) {
 }
 
 int __wrap_unlink(const char* path) {
-  const int result = Pass(kPlain, [&] { return __real_unlink(path); });
+  const int result = Strikes(kPlain) ? -1 : __real_unlink(path);
   if (result == 0 && recorded != nullptr) Note(Change::kRemove, -1, path);
   return result;
 }
 
-int __wrap_lstat64(const char* path, struct stat64* status) {
-  return Pass(kPlain, [&] { return __real_lstat64(path, status); });
-}
-
-int __wrap_stat64(const char* path, struct stat64* status) {
-  return Pass(kPlain, [&] { return __real_stat64(path, status); });
-}
-
-int __wrap_fstat64(int descriptor, struct stat64* status) {
-  return Pass(kPlain, [&] { return __real_fstat64(descriptor, status); });
-}
-
-int __wrap_fchmod(int descriptor, mode_t mode) {
-  return Pass(kPlain, [&] { return __real_fchmod(descriptor, mode); });
-}
-
-int __wrap_setxattr(const char* path, const char* name, const void* value, size_t size, int flags) {
-  return Pass(kNeedsRoom, [&] { return __real_setxattr(path, name, value, size, flags); });
-}
-
-void* __wrap_malloc(size_t size) {
-  return Strikes(kAllocates) ? nullptr : __real_malloc(size);
-}
-
-void* __wrap_calloc(size_t number, size_t size) {
-  return Strikes(kAllocates) ? nullptr : __real_calloc(number, size);
-}
-
-void* __wrap_realloc(void* memory, size_t size) {
-  return Strikes(kAllocates) ? nullptr : __real_realloc(memory, size);
-}
+// Calls that are only counted and struck; each gives `failed` then.
+#define PASS(traits, failed, result, name, parameters, arguments) \
+  result __real_##name parameters;                                \
+  result __wrap_##name parameters {                               \
+    return Strikes(traits) ? failed : __real_##name arguments;    \
+  }
+PASS(kPlain, -1, int, lstat64, (const char* path, struct stat64* status), (path, status))
+PASS(kPlain, -1, int, stat64, (const char* path, struct stat64* status), (path, status))
+PASS(kPlain, -1, int, fstat64, (int descriptor, struct stat64* status), (descriptor, status))
+PASS(kPlain, -1, int, fchmod, (int descriptor, mode_t mode), (descriptor, mode))
+PASS(kPlain, -1, ssize_t, pread64, (int descriptor, void* bytes, size_t size, off64_t at),
+     (descriptor, bytes, size, at))
+PASS(kNeedsRoom, -1, int, setxattr,
+     (const char* path, const char* name, const void* value, size_t size, int flags),
+     (path, name, value, size, flags))
+PASS(kAllocates, nullptr, void*, malloc, (size_t size), (size))
+PASS(kAllocates, nullptr, void*, calloc, (size_t number, size_t size), (number, size))
+PASS(kAllocates, nullptr, void*, realloc, (void* memory, size_t size), (memory, size))
+#undef PASS
 
 void __wrap_free(void* memory) {
   if (watched != nullptr && memory != nullptr &&
