@@ -14,8 +14,7 @@ namespace {
 
 constexpr int32_t kExpectedFiles = 2;
 
-// Aligned to the processor's widest moves: systems copy into such memory up to twice as fast.
-alignas(64) uint8_t blockBuffer[kBufferBlocks * kBlockSize];
+alignas(kBufferAlignment) uint8_t blockBuffer[kBufferBlocks * kBlockSize];
 
 }  // namespace
 

@@ -55,8 +55,10 @@ struct FileInfo {
 // Open flag: packets are not verified when items are read.
 constexpr uint32_t kOpenUnverified = 1;
 
-// The scratch buffer of the controller, in blocks.
+// The scratch buffer of the controller, in blocks. Systems copy into memory that is aligned to the processor's
+// widest moves up to twice as fast.
 constexpr uint32_t kBufferBlocks = 64;
+constexpr uint32_t kBufferAlignment = 64;
 
 struct PmDataController {
   SList* openFiles;        // of FileInfo, in the order in which they were opened

@@ -57,7 +57,9 @@ bool InsertBlock(Scan* scan, uint32_t block, const PacketHeader& header) {
 bool VisitBlocks(void* context, uint32_t first, const PacketHeader* headers, uint32_t count) {
   auto* scan = static_cast<Scan*>(context);
   // The index is larger than the caches: its places are fetched for all the blocks at once, not one by one.
-  for (uint32_t i = 0; i < count; ++i) scan->file->index.prefetch(headers[i].itemId);
+  const ItemIndex& index = scan->file->index;
+  for (uint32_t i = 0; i < count; ++i) __builtin_prefetch(index.placeOf(headers[i].itemId));
+  for (uint32_t i = 0; i < count; ++i) __builtin_prefetch(index.chain(headers[i].itemId));
   for (uint32_t i = 0; i < count; ++i) {
     if (!InsertBlock(scan, first + i, headers[i])) return false;
   }
@@ -82,8 +84,7 @@ int32_t ReadDataFile(FileInfo* file) {
   platform::FileStamp stamp;
   if (file->file.stamp(&stamp) && stamp.size <= kMaxFileSize)
     file->index.expect(static_cast<uint32_t>(stamp.size / kBlockSize));
-  if (const int32_t result = ScanBlocks(file->file, controller->blockBuffer, VisitBlocks, &scan);
-      result != kOk) {
+  if (const int32_t result = ScanBlocks(file->file, VisitBlocks, &scan); result != kOk) {
     return result;
   }
   for (ItemInfo* item : scan.suspects) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "commonbase/src/nodepool.h"
 #include "storage/controller.h"
 #include "storage/result.h"
 
@@ -9,29 +10,68 @@ namespace storage {
 
 namespace {
 
+// The memory that the pass reads into: the scratch buffer, but for a large file larger memory of its own,
+// which is read faster and soon pays for being made.
+class ReadBuffer {
+ public:
+  explicit ReadBuffer(uint32_t fileBlocks) {
+    if (fileBlocks >= kLargeFile) memory_ = static_cast<uint8_t*>(Malloc(kLargeSize + kBufferAlignment));
+  }
+  ~ReadBuffer() {
+    if (memory_ != nullptr) platform::Wipe(memory_, kLargeSize + kBufferAlignment);
+    Free(memory_);
+  }
+  ReadBuffer(const ReadBuffer&) = delete;
+  ReadBuffer& operator=(const ReadBuffer&) = delete;
+
+  uint32_t blocks() const { return memory_ != nullptr ? kLargeBlocks : kBufferBlocks; }
+  uint8_t* bytes() const {
+    if (memory_ == nullptr) return controller->blockBuffer;
+    return memory_ + (kBufferAlignment - reinterpret_cast<uintptr_t>(memory_) % kBufferAlignment);
+  }
+
+ private:
+  static constexpr uint32_t kLargeFile = 16 * 1024;  // blocks
+  static constexpr uint32_t kLargeBlocks = 512;
+  static constexpr size_t kLargeSize = size_t{kLargeBlocks} * kBlockSize;
+
+  uint8_t* memory_ = nullptr;
+};
+
 bool IsBlock(const uint8_t* block, const PacketHeader& header) {
   return header.packetFlag <= kPacketFlag && header.formatVersion == kFormatVersion &&
          LoadU32(block + kTrailerOffset) == kTrailerMagic;
 }
 
+// Reports blocks that were read, a few at a time.
+int32_t ScanRead(const uint8_t* bytes, uint32_t first, uint32_t count, BlockVisitor visit, void* context) {
+  PacketHeader headers[kBufferBlocks];
+  for (uint32_t done = 0; done < count; done += kBufferBlocks) {
+    const uint32_t num = std::min(kBufferBlocks, count - done);
+    for (uint32_t i = 0; i < num; ++i) {
+      const uint8_t* block = bytes + size_t{done + i} * kBlockSize;
+      headers[i] = DecodeHeader(block);
+      if (!IsBlock(block, headers[i])) return kBadData;
+    }
+    if (!visit(context, first + done, headers, num)) return kCannotOpen;
+  }
+  return kOk;
+}
+
 }  // namespace
 
-int32_t ScanBlocks(const platform::File& file, uint8_t* buffer, BlockVisitor visit, void* context) {
+int32_t ScanBlocks(const platform::File& file, BlockVisitor visit, void* context) {
   platform::FileStamp stamp;
   if (!file.stamp(&stamp) || stamp.size % kBlockSize != 0 || stamp.size > kMaxFileSize) return kBadData;
   const auto blockNum = static_cast<uint32_t>(stamp.size / kBlockSize);
 
-  PacketHeader headers[kBufferBlocks];
-  for (uint32_t first = 0; first < blockNum; first += kBufferBlocks) {
-    const uint32_t count = std::min(kBufferBlocks, blockNum - first);
+  const ReadBuffer buffer(blockNum);
+  for (uint32_t first = 0; first < blockNum; first += buffer.blocks()) {
+    const uint32_t count = std::min(buffer.blocks(), blockNum - first);
     const size_t size = size_t{count} * kBlockSize;
-    if (file.readAt(uint64_t{first} * kBlockSize, buffer, size) != size) return kIncomplete;
-    for (uint32_t i = 0; i < count; ++i) {
-      const uint8_t* block = buffer + size_t{i} * kBlockSize;
-      headers[i] = DecodeHeader(block);
-      if (!IsBlock(block, headers[i])) return kBadData;
-    }
-    if (!visit(context, first, headers, count)) return kCannotOpen;
+    if (file.readAt(uint64_t{first} * kBlockSize, buffer.bytes(), size) != size) return kIncomplete;
+    if (const int32_t result = ScanRead(buffer.bytes(), first, count, visit, context); result != kOk)
+      return result;
   }
   return kOk;
 }

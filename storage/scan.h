@@ -12,9 +12,8 @@ namespace storage {
 // The headers of `count` blocks from `first` on, handed out by the pass; false ends the pass.
 using BlockVisitor = bool (*)(void* context, uint32_t first, const PacketHeader* headers, uint32_t count);
 
-// Reads the file's blocks in large pieces through `buffer` (kBufferBlocks blocks). kBadData when the file's
-// size or a block's header or trailer is not that of a data file; kIncomplete when it shrank meanwhile;
-// kCannotOpen when the visitor ended the pass.
-int32_t ScanBlocks(const platform::File& file, uint8_t* buffer, BlockVisitor visit, void* context);
+// Reads the file's blocks in large pieces. kBadData when the file's size or a block's header or trailer is not
+// that of a data file; kIncomplete when it shrank meanwhile; kCannotOpen when the visitor ended the pass.
+int32_t ScanBlocks(const platform::File& file, BlockVisitor visit, void* context);
 
 }  // namespace storage

@@ -34,8 +34,9 @@ class ChainTable {
   // The first member of the chain that holds every member of that hash, among others; the rest by the link.
   T* chain(uint32_t hash) const { return buckets_[bucketOf(hash)]; }
 
-  // Starts fetching that chain's beginning, for a chain() soon to come.
-  void prefetch(uint32_t hash) const { __builtin_prefetch(&buckets_[bucketOf(hash)]); }
+  // Where chain() will look, for whoever fetches it ahead. (A method that only fetches is one without an effect
+  // to the compiler, which leaves the call out.)
+  const void* placeOf(uint32_t hash) const { return &buckets_[bucketOf(hash)]; }
 
   void insert(T* member) {
     if (count_ >> bits_ != 0 && bits_ < kMaxBits) rehash(bits_ + 1);
