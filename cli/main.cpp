@@ -24,10 +24,10 @@ std::string FindWrongCommand(const CLI::App& app, const std::vector<std::string>
 }
 
 // What the parser has to say for itself: a help text, or the version.
-void PrintHelp(const CLI::App& app, const CLI::Success& help, cli::Console& console) {
+void PrintHelp(const CLI::App& app, const CLI::Success& help) {
   std::ostringstream text;
   app.exit(help, text, text);
-  console.text(text.str());
+  cli::Console::text(text.str());
 }
 
 Failure UsageFailure(const CLI::App& app, const CLI::ParseError& error, const std::string& wrongCommand) {
@@ -66,11 +66,11 @@ int Run(std::vector<std::string> arguments) {
       app.parse(std::move(arguments));
       code = tool.chosen();
     } catch (const CLI::Success& help) {
-      PrintHelp(app, help, tool.console);
+      PrintHelp(app, help);
     } catch (const CLI::ParseError& error) {
       throw UsageFailure(app, error, wrongCommand);
     }
-    tool.console.flush();
+    cli::Console::flush();
     return static_cast<int>(code);
   } catch (const Failure& failure) {
     tool.console.report(failure);
@@ -83,21 +83,38 @@ int Run(std::vector<std::string> arguments) {
   return static_cast<int>(ExitCode::kIoError);
 }
 
+#if defined(_WIN32)
+std::string ToWord(const wchar_t* word) {
+  return cli::ToUtf8(word);
+}
+#else
+std::string ToWord(const char* word) {
+  return word;
+}
+#endif
+
+// The arguments go to the parser last one first.
+template <typename Char>
+int RunCommandLine(int count, Char** words) {
+  try {
+    cli::PrepareStreams();
+    std::vector<std::string> arguments;
+    for (int i = count - 1; i > 0; --i) arguments.push_back(ToWord(words[i]));
+    return Run(std::move(arguments));
+  } catch (const std::exception& error) {
+    static_cast<void>(std::fprintf(stderr, "pmstore: %s\n", error.what()));
+    return static_cast<int>(ExitCode::kIoError);
+  }
+}
+
 }  // namespace
 
-// The parser takes the arguments last one first.
 #if defined(_WIN32)
 int wmain(int count, wchar_t** words) {
-  cli::PrepareStreams();
-  std::vector<std::string> arguments;
-  for (int i = count - 1; i > 0; --i) arguments.push_back(cli::ToUtf8(words[i]));
-  return Run(std::move(arguments));
+  return RunCommandLine(count, words);
 }
 #else
 int main(int count, char** words) {
-  cli::PrepareStreams();
-  std::vector<std::string> arguments;
-  for (int i = count - 1; i > 0; --i) arguments.emplace_back(words[i]);
-  return Run(std::move(arguments));
+  return RunCommandLine(count, words);
 }
 #endif

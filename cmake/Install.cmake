@@ -16,6 +16,17 @@ set_target_properties(pmstore_headers PROPERTIES EXPORT_NAME headers)
 install(TARGETS pmstore_headers EXPORT pmstore)
 install(FILES ${PMSTORE_PUBLIC_HEADERS} DESTINATION "${headers_folder}" COMPONENT development)
 
+# Installs a file as the system's own manual pages stand there: compressed, without a time in it.
+function(install_compressed file target component)
+  find_program(GZIP gzip REQUIRED)
+  install(CODE "
+    set(path \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${target}\")
+    cmake_path(GET path PARENT_PATH folder)
+    file(MAKE_DIRECTORY \"\${folder}\")
+    execute_process(COMMAND \"${GZIP}\" -9nc \"${PROJECT_SOURCE_DIR}/${file}\" OUTPUT_FILE \"\${path}\" COMMAND_ERROR_IS_FATAL ANY)
+    message(STATUS \"Installing: \${path}\")" COMPONENT ${component})
+endfunction()
+
 # find_package(pmstore) gives the target pmstore::pmstore.
 install(EXPORT pmstore NAMESPACE pmstore:: FILE pmstoreConfig.cmake DESTINATION "${package_folder}" COMPONENT development)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/pmstoreConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
@@ -26,13 +37,15 @@ file(RELATIVE_PATH to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file("${PROJECT_SOURCE_DIR}/packaging/pmstore.pc.in" "${PROJECT_BINARY_DIR}/pmstore.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/pmstore.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 
-install(FILES README.md CHANGELOG.md docs/tutorial.md docs/format.md docs/architecture.md
+install(FILES README.md CHANGELOG.md docs/tutorial.md docs/format.md docs/architecture.md docs/safety.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
+install(FILES examples/hello.c examples/wrapper.cpp examples/wrapper.py
+  DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development)
 if(WIN32)
   install(FILES docs/windows.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
   install(FILES "${PROJECT_BINARY_DIR}/pmstore.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
 else()
-  install(FILES docs/man/pmstore.3 DESTINATION "${CMAKE_INSTALL_MANDIR}/man3" COMPONENT development)
+  install_compressed(docs/man/pmstore.3 "${CMAKE_INSTALL_MANDIR}/man3/pmstore.3.gz" development)
 endif()
 
 if(WIN32)
@@ -48,7 +61,7 @@ if(PMSTORE_TOOL)
     set_target_properties(pmstore_tool PROPERTIES INSTALL_RPATH "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
   endif()
   if(NOT WIN32)
-    install(FILES docs/man/pmstore.1 DESTINATION "${CMAKE_INSTALL_MANDIR}/man1" COMPONENT tool)
+    install_compressed(docs/man/pmstore.1 "${CMAKE_INSTALL_MANDIR}/man1/pmstore.1.gz" tool)
     # The tool writes its own completion scripts.
     install(CODE "
       function(pmstore_completion shell file)

@@ -90,7 +90,7 @@ ExitCode Blocks(const Options& options, Console& console) {
   if (!options.svg.empty()) {
     const std::string svg = DrawSvg(image, map);
     if (options.svg == "-") {
-      console.json ? console.document({{"svg", svg}}) : console.text(svg);
+      console.json ? console.document({{"svg", svg}}) : Console::text(svg);
     } else {
       WriteWholeFile(std::filesystem::u8path(options.svg), Bytes(svg.begin(), svg.end()), options.force);
       console.json ? console.document({{"file", image.fileShown()}, {"svg", options.svg}})

@@ -173,7 +173,7 @@ void RegisterCompletion(Tool& tool) {
                                  : *shell == "zsh" ? ForZsh(*tool.app)
                                                    : ForFish(*tool.app);
       tool.console.json ? tool.console.document({{"shell", *shell}, {"script", script}})
-                        : tool.console.text(script);
+                        : Console::text(script);
       return ExitCode::kFine;
     };
   });

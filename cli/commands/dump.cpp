@@ -53,13 +53,13 @@ ExitCode Dump(const Options& options, Console& console) {
   for (const auto& [id, item] : image.items()) {
     report += ItemText(image, item, hex);
     if (console.json) continue;
-    console.text(report);
+    Console::text(report);
     report.clear();
   }
   if (console.json) {
     console.document({{"file", image.fileShown()}, {"report", report}});
   } else {
-    console.text(report);
+    Console::text(report);
   }
   RequireUnchanged(image);
   return ExitCode::kFine;

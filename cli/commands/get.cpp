@@ -51,7 +51,7 @@ void Deliver(const Options& options, const Record& record, const Bytes& bytes, C
                   fmt::format("{} is not text, and standard output is a terminal", ShownName(record)),
                   "Write it to a file with --output FILE, pipe it on, or say --force.");
   } else {
-    console.bytes(bytes);
+    Console::bytes(bytes);
     const bool isOpenLine = !bytes.empty() && bytes.back() != '\n';
     if (IsTerminal(stdout) && isOpenLine && !options.force) console.line("");
   }

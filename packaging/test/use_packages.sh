@@ -26,4 +26,6 @@ check wrapper build/wrapper
 PYTHONPATH=$root/lib/python3/dist-packages check python python3 -B "$source/examples/wrapper.py"
 
 "$root/bin/pmstore" check wrapper.vault
-man -l "$root/share/man/man3/pmstore.3" >/dev/null 2>&1 || mandoc -W warning "$root/share/man/man3/pmstore.3" >/dev/null
+for page in man1/pmstore.1 man3/pmstore.3; do
+  zcat "$root/share/man/$page.gz" | cmp - "$source/docs/man/${page##*/}"
+done
