@@ -90,6 +90,19 @@ TEST_F(ResultCodes, OfBytesThatCannotBeStored) {
   EXPECT_EQ(insert(db, CreateNewItemID(db, 4, text.c_str()), {}), -1);
 }
 
+TEST_F(ResultCodes, OfAFileThatWasCutBehindOurBack) {
+  DataBaseHandle* db = open();
+  const uint32_t kept = add(db, Pattern(900)), shrunk = add(db, Pattern(3000));
+  EXPECT_EQ(insert(db, shrunk, Pattern(20)), 0);
+  EXPECT_EQ(PmSyncDirtyData(), 0);
+  std::filesystem::resize_file(file(), 3 * vault::kBlock);  // without the blocks that are free now
+  EXPECT_EQ(insert(db, shrunk, Pattern(10), 1), 0);
+  EXPECT_EQ(PmStopTransaction(), 0);
+  EXPECT_EQ(DeleteItemFromDataBase(db, shrunk, 1), 0);
+  EXPECT_EQ(CloseDataBaseFile(db), 0);
+  EXPECT_EQ(get(open(), kept), Pattern(900));
+}
+
 TEST_F(ResultCodes, OfPathsAndCounts) {
   ReleasePmTotalDataController();
   EXPECT_EQ(open(), nullptr);
