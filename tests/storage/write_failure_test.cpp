@@ -91,4 +91,13 @@ TEST_F(WriteFailure, WithoutABackupNothingIsWritten) {
   EXPECT_EQ(backup(), data());
 }
 
+TEST_F(WriteFailure, AnotherFileInItsPlaceIsLeftAlone) {
+  WriteBytes(file("other"), before_);
+  std::filesystem::rename(file("other"), file());
+  EXPECT_EQ(modify(handle_, 5, Pattern(1500), 0, 1), -2);
+  EXPECT_EQ(CloseDataBaseFile(handle_), 0);
+  EXPECT_EQ(data(), before_);
+  EXPECT_TRUE(std::filesystem::remove(BackupOf(file()))) << "the lost file has no other copy";
+}
+
 }  // namespace
