@@ -20,11 +20,11 @@ class Move {
 
   // Moves a block, which lies below all moved before, to a free one, which lies above all taken before.
   void add(uint32_t from, uint32_t to) {
+    if (count_ == kPart || to != first_ + count_) finish();
     if (from < windowFirst_ && !readWindow(from)) {
       keep(from);
       return;
     }
-    if (count_ == kPart || to != first_ + count_) finish();
     if (count_ == 0) first_ = to;
     std::memcpy(taken() + size_t{count_} * kBlockSize, window() + size_t{from - windowFirst_} * kBlockSize,
                 kBlockSize);
@@ -36,6 +36,8 @@ class Move {
   // it stays live and the free one free.
   void finish() {
     const uint32_t written = WriteBlocks(file_, first_, taken(), count_);
+    // A block that came down may have to move on, when a lower place could not be written: it is read anew.
+    if (first_ + count_ > windowFirst_) windowFirst_ = UINT32_MAX;
     for (uint32_t i = 0; i < count_; ++i) {
       file_->freeBlocks.insert(i < written ? from_[i] : first_ + i);
       if (i >= written) keep(from_[i]);

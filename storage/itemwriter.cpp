@@ -25,6 +25,17 @@ void GiveBackBlocks(ItemInfo* item, FileInfo* file, uint32_t first, uint32_t fil
   }
 }
 
+// Takes back what AdjustFragmentCount gave up, when nobody has it any more: the offsets still stand behind the
+// list's end.
+void TakeBackBlocks(ItemInfo* item, FileInfo* file, uint32_t had) {
+  while (item->fragments.count < had) {
+    const uint32_t offset = item->fragments[item->fragments.count];
+    file->freeBlocks.erase(offset / kBlockSize);
+    file->unmarkedBlocks.erase(offset / kBlockSize);
+    item->fragments.add(offset);
+  }
+}
+
 // Gives the item exactly the blocks that its bytes need, whose number it returns: new ones behind its last,
 // or its last ones given up.
 uint32_t AdjustFragmentCount(ItemInfo* item, FileInfo* file) {
@@ -88,6 +99,7 @@ void ItemWriter::giveUp(const Packet& failed) {
     const uint32_t written = i == failed.waiting ? failed.index : 0;
     ForgetSaved(waiting.item);
     GiveBackBlocks(waiting.item, file_, std::max(written, waiting.had), waiting.fileEnd, kUnknownOwner);
+    if (i != failed.waiting) TakeBackBlocks(waiting.item, file_, waiting.had);
   }
   CutBlocks(file_, file_->blockNum);  // a block written in part would leave a ragged end
   noteSaved(failed.waiting);

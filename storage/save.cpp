@@ -1,6 +1,7 @@
 #include "storage/save.h"
 
 #include "storage/backup.h"
+#include "storage/blockio.h"
 #include "storage/dirty.h"
 #include "storage/freeblocks.h"
 #include "storage/itemwriter.h"
@@ -27,6 +28,13 @@ bool ReserveItems(FileInfo* file) {
   return blockNum <= kMaxBlocks && ReserveBlocks(file, static_cast<uint32_t>(blockNum));
 }
 
+// Cuts off what a failed write left behind the last block, when it could not be cut off at once.
+bool CutRaggedEnd(FileInfo* file) {
+  platform::FileStamp stamp;
+  return file->file.stamp(&stamp) &&
+         (stamp.size <= uint64_t{file->blockNum} * kBlockSize || CutBlocks(file, file->blockNum));
+}
+
 int32_t WriteDirtyItems(FileInfo* file, uint32_t* savedNum) {
   ItemWriter writer(file);
   bool saved = true;
@@ -48,7 +56,7 @@ int32_t WriteDirtyItems(FileInfo* file, uint32_t* savedNum) {
 int32_t BeginPass(FileInfo* file) {
   SortDirty(file);
   if (!ReserveItems(file)) return kWriteFailed;
-  if (file->torn) return kOk;
+  if (file->torn) return CutRaggedEnd(file) ? kOk : kWriteFailed;
   if (!PathNamesDataFile(file)) return kCannotOpen;
   if (const int32_t result = BackupDataFile(file); result != kOk) return result;
   file->torn = true;

@@ -73,6 +73,13 @@ const std::vector<Scenario> kScenarios = {
      [](Session& s) { s.remove(0, 4), s.close(0), s.open(0), s.read(0, 2); }},
     {"compaction, free in the middle", Fill,
      [](Session& s) { s.remove(0, 2), s.insert(0, 1, 0), s.close(0); }},
+    {"compaction, free near each other",
+     [](Session& s) {
+       s.open(0), s.start(0);
+       for (uint32_t id = 1; id <= 5; ++id) s.insert(0, id, 300);
+       s.stop(0);
+     },
+     [](Session& s) { s.remove(0, 1), s.remove(0, 3), s.close(0); }},
     {"compaction, all but one free", Fill,
      [](Session& s) { s.start(0), s.remove(0, 1), s.remove(0, 2), s.remove(0, 4), s.stop(0), s.close(0); }},
     {"close of what was not synced", FillAndReopen,
