@@ -41,7 +41,8 @@ bool CanStrike(int traits) {
   if (armed == Fault::kNoMemory || traits == kAllocates)
     return armed == Fault::kNoMemory && traits == kAllocates;
   if (armed == Fault::kNoSpace) return (traits & kNeedsRoom) != 0;
-  if (armed == Fault::kShortWrite) return (traits & kWrites) != 0;
+  // Where writes stay short, what would mend the first one fails too.
+  if (armed == Fault::kShortWrite) return (traits & (struck && untilDisarmed ? kNeedsRoom : kWrites)) != 0;
   if (armed == Fault::kFailedFlush) return (traits & kFlushes) != 0;
   return armed != Fault::kNone;
 }
