@@ -1,5 +1,7 @@
 #include "cli/reading.h"
 
+#include <filesystem>
+
 namespace cli {
 
 void DeclareReading(CLI::App& command, ReadOptions& options) {
@@ -23,6 +25,16 @@ void SayWhatIsRead(const Image& image, const ReadOptions& options, Console& cons
         image.fileShown());
   } else if (platform::Exists(path.backup.c_str())) {
     console.warn("the backup {} is no valid vault; reading {}", path.backupShown, image.fileShown());
+  }
+}
+
+void RequireOutputApart(const ReadOptions& options, const std::string& output) {
+  namespace fs = std::filesystem;
+  const VaultPath path(options.vault);
+  for (const std::string& own : {path.shown, path.backupShown}) {
+    std::error_code absent;
+    if (!fs::equivalent(fs::u8path(own), fs::u8path(output), absent)) continue;
+    throw Failure(ExitCode::kRefused, fmt::format("{} is the vault itself", output), "Name another file.");
   }
 }
 

@@ -92,6 +92,7 @@ ExitCode Blocks(const Options& options, Console& console) {
     if (options.svg == "-") {
       console.json ? console.document({{"svg", svg}}) : Console::text(svg);
     } else {
+      RequireOutputApart(options.read, options.svg);
       WriteWholeFile(std::filesystem::u8path(options.svg), Bytes(svg.begin(), svg.end()), options.force);
       console.json ? console.document({{"file", image.fileShown()}, {"svg", options.svg}})
                    : console.note("picture written to {}", options.svg);

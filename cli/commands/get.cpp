@@ -38,6 +38,7 @@ bool IsText(const Bytes& bytes) {
 
 void Deliver(const Options& options, const Record& record, const Bytes& bytes, Console& console) {
   if (!options.output.empty()) {
+    RequireOutputApart(options.read, options.output);
     WriteWholeFile(std::filesystem::u8path(options.output), bytes, options.force);
     if (console.json) {
       console.document({{"id", IdText(record.id)}, {"size", bytes.size()}, {"file", options.output}});

@@ -51,12 +51,18 @@ void Declare(CLI::App& command, Options& options) {
 
 // All files to store in the order of their names, checked before the vault is touched.
 std::vector<Entry> GatherFiles(const Options& options, Console& console) {
+  const std::filesystem::path vault = std::filesystem::u8path(options.vault);
   std::map<PmString, Entry> entries;
   for (const std::string& typed : options.paths) {
     const Walk walk = FindFiles(typed);
     for (const std::string& skipped : walk.skipped)
       console.warn("skipped, neither a file nor a folder: {}", skipped);
     for (const FoundFile& file : walk.files) {
+      std::error_code absent;
+      if (std::filesystem::equivalent(file.path, vault, absent)) {
+        console.warn("skipped, the vault itself: {}", file.path.u8string());
+        continue;
+      }
       const PmString name = RequireUtf8(file.name, fmt::format("file name {}", file.path.u8string()).c_str());
       if (file.size > storage::kMaxItemSize) {
         throw Failure(ExitCode::kRefused, fmt::format("{} is larger than an item may be ({} bytes)",
