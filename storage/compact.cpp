@@ -18,7 +18,7 @@ class Move {
  public:
   explicit Move(FileInfo* file) : file_(file) {}
 
-  // Moves a block, which lies below all moved before, to a free one, which lies above all taken before.
+  // Moves a block, which lies below all met before, to the lowest free one.
   void add(uint32_t from, uint32_t to) {
     if (count_ == kPart || to != first_ + count_) finish();
     if (from < windowFirst_ && !readWindow(from)) {

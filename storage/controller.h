@@ -6,8 +6,8 @@
 // Invariants, at the return of every operation:
 //  1. blockNum * 1024 is the length of the data file, unless the file is torn.
 //  2. Every block is in exactly one place: the fragments of one item, or freeBlocks.
-//  3. unmarkedBlocks is the part of freeBlocks whose free mark is not on disk; for each of these,
-//     freeBlockOwner names the item whose old packet the block still holds.
+//  3. unmarkedBlocks is the part of freeBlocks whose free mark is not on disk, or not for sure; for each that
+//     this session gave up, freeBlockOwner names the item whose old packet the block still holds, when known.
 //  4. dirtyItems are the items whose bytes are newer than the file; item->dirtySlot is their place in it.
 //  5. A file is torn from the first write of a pass until a pass has completed. While it is, the backup
 //     beside it is the only whole state: it is neither replaced nor deleted, and the file is not compacted.

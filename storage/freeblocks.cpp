@@ -15,6 +15,11 @@ struct RoughIds {
   bool mayHold(uint32_t id) const { return (bits >> (id % 64) & 1) != 0; }
 };
 
+bool IsDirty(const FileInfo* file, uint32_t id) {
+  const ItemInfo* item = file->index.find(id);
+  return item != nullptr && item->dirty;
+}
+
 // Whether the block lies in the file as it is now; also when the system does not say.
 bool IsInFile(const FileInfo* file, uint32_t block) {
   platform::FileStamp stamp;
@@ -100,15 +105,15 @@ bool MarkConfusableBlocks(FileInfo* file) {
        block = unmarked.next(block + 1)) {
     const uint32_t owner = file->freeBlockOwner[block];
     PacketHeader header;
-    if (owner != kUnknownOwner && !dirty.mayHold(owner)) continue;
+    if (owner != kUnknownOwner && !(dirty.mayHold(owner) && IsDirty(file, owner))) continue;
     if (!ReadHeader(file, block, &header)) {
       if (IsInFile(file, block)) return false;
       continue;
     }
-    const ItemInfo* item = file->index.find(header.itemId);
-    if (item == nullptr || !item->dirty) continue;
+    if (!IsDirty(file, header.itemId)) continue;
+    const uint32_t size = file->index.find(header.itemId)->size;
     // A mark that stands there already may still be on its way to the disk since a sync that failed.
-    if (IsConfusable(header, item->size) && !MarkFreeBlock(file, block)) return false;
+    if (IsConfusable(header, size) && !MarkFreeBlock(file, block)) return false;
   }
   return true;
 }

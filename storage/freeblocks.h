@@ -10,7 +10,8 @@
 //                       SyncFreeBlock writes the mark
 //
 // Invariants:
-//  1. A free mark changes one byte of the block and is idempotent; a marked block is not written again.
+//  1. A free mark changes one byte of the block and is idempotent; a block whose mark is on disk for sure is not
+//     marked again.
 //  2. No free mark is written but in a pass (save.h), behind a whole backup.
 //  3. An unmarked free block whose old packet could pass for a part of its former item is marked in the same
 //     pass that writes the item (IsConfusable): what a later open finds is then the item as saved.
