@@ -67,7 +67,15 @@ bool IsSound(const Bytes& file, const vault::Item& item) {
   return true;
 }
 
-// Inserts, changes and deletes; then everything that was sound still is.
+// The packets that bear the ID, whatever becomes of them.
+size_t PacketsOf(const Bytes& file, uint32_t id) {
+  size_t packets = 0;
+  for (size_t at = 0; at < file.size(); at += vault::kBlock)
+    packets += file[at + 1] != 2 && vault::Get(&file[at + 12]) == id;
+  return packets;
+}
+
+// Inserts, changes and deletes; then everything that was sound still is, and what cannot be read is kept.
 void Use(DataBaseHandle* handle, const Bytes& file) {
   const auto items = vault::ScanFile(file).items;
   for (const auto& [id, item] : items) {
@@ -80,11 +88,14 @@ void Use(DataBaseHandle* handle, const Bytes& file) {
   const bool inserted = added != 0 && InserItemToDataBase(handle, added, bytes.data(), 1500, 1) == 0;
   if (listed != 0) DeleteItemFromDataBase(handle, listed, 1);
   Require(CloseDataBaseFile(handle) == 0, "a close");
+  const Bytes closed = ReadVault();
   handle = OpenDataBaseFile(vaultName.c_str());
   Require(handle != nullptr, "what was closed opens");
   for (const auto& [id, item] : items) {
-    if (id == 0 || id == listed || !IsSound(file, item)) continue;
-    Require(Item(handle, id) == vault::Assemble(file, item), "a sound item stays as it was");
+    if (id == 0 || id == listed) continue;
+    const auto before = vault::Assemble(file, item);
+    if (IsSound(file, item)) Require(Item(handle, id) == before, "a sound item stays as it was");
+    if (!before) Require(PacketsOf(closed, id) == PacketsOf(file, id), "no damaged item loses packets");
   }
   if (inserted) Require(Item(handle, added) == bytes, "what was inserted is there");
   Require(CloseDataBaseFile(handle) == 0, "a second close");
