@@ -61,6 +61,8 @@ void Console::message(const std::string& text) {
   Write(stderr, text + "\n");
 }
 
+// A console is spoken to, whether or not what is said needs to know its state.
+// NOLINTBEGIN(readability-convert-member-functions-to-static)
 void Console::document(const Json& value) {
   writeLine(value.dump(2, ' ', false, Json::error_handler_t::replace));
 }
@@ -68,6 +70,7 @@ void Console::document(const Json& value) {
 void Console::record(const Json& value) {
   writeLine(value.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
+// NOLINTEND(readability-convert-member-functions-to-static)
 
 void Console::bytes(const Bytes& value) {
   if (!value.empty()) static_cast<void>(std::fwrite(value.data(), 1, value.size(), stdout));

@@ -1,5 +1,6 @@
 // pmstore: looks into vaults, fills and empties them, and gets people out of trouble.
 #include <algorithm>
+#include <cstdio>
 #include <new>
 #include <sstream>
 
@@ -41,9 +42,9 @@ Failure UsageFailure(const CLI::App& app, const CLI::ParseError& error, const st
   } else if (error.get_name() == "ConversionError") {
     what += fmt::format(", which is no number from 0 to {}", UINT32_MAX);
   }
-  return Failure(ExitCode::kUsage, what,
-                 chosen.empty() ? R"("pmstore --help" lists the commands.)"
-                                : fmt::format("\"pmstore {} --help\" says more.", chosen[0]->get_name()));
+  return {ExitCode::kUsage, what,
+          chosen.empty() ? R"("pmstore --help" lists the commands.)"
+                         : fmt::format("\"pmstore {} --help\" says more.", chosen[0]->get_name())};
 }
 
 int Run(std::vector<std::string> arguments) {
