@@ -67,8 +67,10 @@ class Differential : public DataBaseTest {
     for (uint32_t id = 1000; id < 1000 + records; ++id) table.push_back({{id, ~id}, anyKind(), id, {}});
     if (records == 0) return;
     db.model.disk = vault::MakeBlocks(0, vault::MakeTable(table));
-    const Bytes packet = vault::MakeBlock(1000, Pattern(1500), 1);  // all that is left of its item
-    db.model.disk.insert(db.model.disk.end(), packet.begin(), packet.end());
+    for (uint32_t id = 1000; id < 1030; ++id) {  // and of these a second packet is left
+      const Bytes packet = vault::MakeBlock(id, Pattern(1500), 1);
+      db.model.disk.insert(db.model.disk.end(), packet.begin(), packet.end());
+    }
     WriteBytes(db.path, db.model.disk);
   }
 
@@ -250,8 +252,12 @@ class Differential : public DataBaseTest {
   void enumerate(Db& db) {
     const uint32_t kind = anyKind();
     const bool first = oneIn(3);
-    const uint32_t expected = first ? db.model.first(kind) : db.model.next(kind);
+    uint32_t expected = first ? db.model.first(kind) : db.model.next(kind);
     ASSERT_EQ((first ? FirstGetItemID : NextGetItemID)(db.handle, kind), expected);
+    for (const bool toTheEnd = oneIn(3); toTheEnd && expected != 0;) {
+      expected = db.model.next(kind);
+      ASSERT_EQ(NextGetItemID(db.handle, kind), expected);
+    }
   }
 
   void sync() {
