@@ -31,10 +31,9 @@ Census TakeCensus(const std::vector<Block>& blocks, const Item& item) {
   Census census;
   for (uint32_t number : item.blocks) {
     const PacketHeader& header = blocks[number].header;
-    if (header.packetType == storage::kSinglePacket && header.packetSeq == 0 && header.itemOffset == 0) {
+    if (storage::IsOnlyPacket(header)) {
       census.onlyPackets.push_back(number);
-    } else if (header.packetType == storage::kPartPacket && header.packetSeq != 0 &&
-               header.itemOffset == (header.packetSeq - 1U) * storage::kPacketCapacity) {
+    } else if (storage::IsNumberedPacket(header)) {
       census.numbered[header.packetSeq].push_back(number);
     } else {
       ++census.strangers;

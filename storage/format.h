@@ -83,14 +83,15 @@ inline void EncodeHeader(const PacketHeader& header, uint8_t* block) {
   StoreU32(block + 12, header.itemId);
 }
 
-// Whether a header is that of an item's only packet, or of one of several, as a save writes them.
+// Whether a header is that of an item's only packet, or of one of several, as a save writes them: never empty.
 inline bool IsOnlyPacket(const PacketHeader& header) {
-  return header.packetType == kSinglePacket && header.packetSeq == 0 && header.itemOffset == 0;
+  return header.packetType == kSinglePacket && header.packetSeq == 0 && header.itemOffset == 0 &&
+         header.dataLength != 0;
 }
 
 inline bool IsNumberedPacket(const PacketHeader& header) {
   return header.packetType == kPartPacket && header.packetSeq != 0 &&
-         header.itemOffset == (uint32_t{header.packetSeq} - 1) * kPacketCapacity;
+         header.itemOffset == (uint32_t{header.packetSeq} - 1) * kPacketCapacity && header.dataLength != 0;
 }
 
 // The number of packets, and so of blocks, that an item of `size` bytes takes.

@@ -17,6 +17,7 @@ struct Packet {
 std::vector<Packet> Current(const std::vector<Packet>& all) {
   std::vector<Packet> only, numbered;
   for (const Packet& p : all) {
+    if (p.size == 0) continue;
     if (p.type == 0 && p.seq == 0 && p.offset == 0) only.push_back(p);
     if (p.type == 1 && p.seq != 0 && p.offset == (p.seq - 1) * kRoom) numbered.push_back(p);
   }
