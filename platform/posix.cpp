@@ -237,9 +237,11 @@ bool File::sync() {
 }
 
 bool File::copyAccessRights(const File& other) {
-  struct stat status;
-  if (fstat(other.descriptor_, &status) != 0) return false;
-  return fchmod(descriptor_, status.st_mode & kAccessRights) == 0;
+  struct stat wanted, present;
+  if (fstat(other.descriptor_, &wanted) != 0 || fstat(descriptor_, &present) != 0) return false;
+  // Some file systems have one mode for all files and refuse to be asked.
+  const mode_t rights = wanted.st_mode & kAccessRights;
+  return (present.st_mode & kAccessRights) == rights || fchmod(descriptor_, rights) == 0;
 }
 
 bool File::stamp(FileStamp* result) const {
