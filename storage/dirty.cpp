@@ -5,7 +5,7 @@
 namespace storage {
 
 bool ReserveDirty(FileInfo* file) {
-  return file->dirtyItems.reserve(file->dirtyItems.size() + 1);
+  return file->dirtyItems.reserve(file->dirtyItems.size() + 2);
 }
 
 void MarkChanged(FileInfo* file, ItemInfo* item, uint32_t from, uint32_t to) {

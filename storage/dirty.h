@@ -9,7 +9,8 @@
 
 namespace storage {
 
-// Makes room for one more dirty item. False when there is no memory.
+// Makes room for two more dirty items: the caller's, and the table of IDs that tells of it, which must not fail
+// when the item is taken already. False when there is no memory.
 bool ReserveDirty(FileInfo* file);
 
 // Lists the item as dirty, its bytes from `from` to `to` changed.
