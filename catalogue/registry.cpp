@@ -61,6 +61,20 @@ void RemoveDataBaseFromRegistry(DataBaseHandle* handle) {
   ReleaseDataBaseHandle(handle);
 }
 
+// Brings item 0 of a file that is to be closed up to its table, for the engine's close to write; a transaction
+// that was not stopped takes its changes along. False when the engine does not hold the file.
+bool FlushBeforeClose(DataBaseHandle* handle) {
+  if (storage::SelectDataFile(handle->path) != storage::kOk) return false;
+  if (!storage::InTransaction()) FlushIdTable(handle);
+  return true;
+}
+
+void FlushAllTables() {
+  for (uint32_t slot = 0; slot < totalController.registry->usedEnd(); ++slot) {
+    if (DataBaseHandle* handle = At(slot); handle != nullptr) FlushBeforeClose(handle);
+  }
+}
+
 // The engine's way of making a database's file current: open it, or restore it first.
 using Opening = int32_t (*)(DataBaseHandle* handle);
 
@@ -134,6 +148,7 @@ int32_t InitPmTotalDataController() {
 
 void ReleasePmTotalDataController() {
   if (totalController.refCount <= 0 || --totalController.refCount > 0) return;
+  FlushAllTables();
   storage::ReleasePmDataController();
   ReleaseDataBaseRegistry();
 }
@@ -150,8 +165,7 @@ int32_t CloseDataBaseFile(DataBaseHandle* handle) {
   if (!IsValidDataBaseHandle(handle)) return -1;
   if (handle->openCount <= 0) return -3;
   if (--handle->openCount > 0) return 0;
-  if (storage::SelectDataFile(handle->path) != storage::kOk) return -2;
-  if (!storage::InTransaction()) FlushIdTable(handle);
+  if (!FlushBeforeClose(handle)) return -2;
   storage::CloseDataFile(handle->path);
   RemoveDataBaseFromRegistry(handle);
   return 0;
