@@ -1,7 +1,8 @@
 // Closing a data file: the order is fixed, and each step leaves a state that the recovery rule gets right.
 //
 //   sync       as ever; inside a transaction nothing is written, and its changes are dropped with the file
-//   compact    when the file holds an item; behind its own backup
+//   compact    when the file holds an item; behind its own backup. Not behind a sync that failed: blocks that
+//   are free in memory alone still hold items whose IDs are on the disk
 //   backup     deleted only beside the whole data file: a torn one keeps it for the next restore, a lost one
 //   too release
 
@@ -15,8 +16,7 @@ namespace storage {
 int32_t CloseDataFile(const PmChar* path) {
   if (SelectDataFile(path) != kOk) return kOk;
   FileInfo* file = CurrentFile();
-  SyncFile(file);
-  if (file->index.count() != 0) CompactDataFile(file);
+  if (SyncFile(file) == kOk && file->index.count() != 0) CompactDataFile(file);
   if (!file->torn && PathNamesDataFile(file)) DeleteBackupFile(file);
   CloseCurrentFile();
   return kOk;
