@@ -68,8 +68,7 @@ int32_t FlushIdTable(DataBaseHandle* handle) {
   if (handle->unsavedFrom == kAllSaved) return storage::kOk;
   if (table.slots().count() == 0) {
     // An emptied table is no item at all; its blocks are marked, so that they cannot come back.
-    const int32_t result = storage::DeleteItem(kIdTableItem, 1);
-    if (storage::FindItemInIndex(kIdTableItem) != nullptr) return result;
+    if (!storage::DropItem(kIdTableItem)) return storage::kNoItem;
     handle->unsavedFrom = kAllSaved;
     return storage::kOk;
   }

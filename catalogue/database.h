@@ -46,8 +46,8 @@ bool ReserveIdTable(DataBaseHandle* handle, uint64_t moreBytes);
 // Notes that the committed table changed from `slot` on.
 void NoteTableChange(DataBaseHandle* handle, uint32_t slot);
 
-// Brings item 0 up to the committed table, in memory. The database's file must be current. 0, or a code with
-// the change still noted: no memory, or an emptied table whose item could not be removed.
+// Brings item 0 up to the committed table, in memory. The database's file must be current. 0; or kNoItem, with
+// the change still noted, when there is no memory or item 0 cannot be read.
 int32_t FlushIdTable(DataBaseHandle* handle);
 
 // Stores the committed table: makes the database's file current, flushes and syncs; inside a transaction all

@@ -42,7 +42,8 @@ struct FileInfo {
 
   commonbase::NumberSet unmarkedBlocks;
   commonbase::GrowArray<uint32_t> freeBlockOwner;
-  bool marksDue;  // the pass under way is to write the free marks, whatever fails in between
+  bool marksDue;     // the next pass to complete has written the free marks, whatever fails before
+  bool flushFailed;  // what free blocks hold may be lost with the power: the next pass writes them anew
   bool torn;
   bool backupBehind;  // the file is whole, but an older backup may stand beside it
 

@@ -7,6 +7,18 @@
 
 namespace storage {
 
+namespace {
+
+// Takes the item out; its blocks become free in memory. Needs ReserveBlocks.
+void RemoveItem(FileInfo* file, ItemInfo* item) {
+  for (const uint32_t offset : item->fragments) InsertFreeBlock(file, offset / kBlockSize, item->id);
+  if (item->dirty) MarkClean(file, item);
+  file->index.remove(item);
+  ReleaseItem(file, item);
+}
+
+}  // namespace
+
 int32_t DeleteItem(uint32_t id, int32_t syncNow) {
   FileInfo* file = CurrentFile();
   ItemInfo* item = FindItemInIndex(id);
@@ -17,11 +29,18 @@ int32_t DeleteItem(uint32_t id, int32_t syncNow) {
     // The backup comes before the first change, so that its failure leaves the item whole.
     if (const int32_t result = BeginPass(file); result != kOk) return result;
   }
-  for (const uint32_t offset : item->fragments) InsertFreeBlock(file, offset / kBlockSize, id);
-  if (item->dirty) MarkClean(file, item);
-  file->index.remove(item);
-  ReleaseItem(file, item);
+  RemoveItem(file, item);
   return marks ? SyncFreeBlock(file) : kOk;
+}
+
+bool DropItem(uint32_t id) {
+  FileInfo* file = CurrentFile();
+  ItemInfo* item = FindItemInIndex(id);
+  if (item == nullptr) return true;
+  if (!ReserveBlocks(file, file->blockNum)) return false;
+  RemoveItem(file, item);
+  file->marksDue = true;
+  return true;
 }
 
 }  // namespace storage

@@ -83,6 +83,12 @@ inline void EncodeHeader(const PacketHeader& header, uint8_t* block) {
   StoreU32(block + 12, header.itemId);
 }
 
+// Whether a block, with its header decoded, is one of a data file.
+inline bool IsBlock(const uint8_t* block, const PacketHeader& header) {
+  return header.packetFlag <= kPacketFlag && header.formatVersion == kFormatVersion &&
+         LoadU32(block + kTrailerOffset) == kTrailerMagic;
+}
+
 // Whether a header is that of an item's only packet, or of one of several, as a save writes them: never empty.
 inline bool IsOnlyPacket(const PacketHeader& header) {
   return header.packetType == kSinglePacket && header.packetSeq == 0 && header.itemOffset == 0 &&

@@ -1,6 +1,9 @@
 #include "storage/freeblocks.h"
 
+#include <algorithm>
+
 #include "storage/blockio.h"
+#include "storage/pack.h"
 #include "storage/result.h"
 #include "storage/save.h"
 
@@ -24,6 +27,27 @@ bool IsDirty(const FileInfo* file, uint32_t id) {
 bool IsInFile(const FileInfo* file, uint32_t block) {
   platform::FileStamp stamp;
   return !file->file.stamp(&stamp) || stamp.size / kBlockSize > block;
+}
+
+// Writes the free marks of neighbouring blocks, at once when they can be read. False when a write failed.
+bool MarkFreeBlocks(FileInfo* file, uint32_t first, uint32_t count) {
+  uint8_t* bytes = controller->blockBuffer;
+  uint32_t marked = 0;
+  if (count > 1 && ReadBlocks(file, first, bytes, count)) {
+    for (uint32_t i = 0; i < count; ++i) bytes[size_t{i} * kBlockSize + kPacketTypeOffset] = kFreeBlock;
+    marked = WriteBlocks(file, first, bytes, count);
+  } else {
+    while (marked < count && WriteFreeMark(file, first + marked)) ++marked;
+  }
+  for (uint32_t i = 0; i < marked; ++i) file->unmarkedBlocks.erase(first + i);
+  return marked == count;
+}
+
+// The number of members from `first` on that follow each other, at most `most`.
+uint32_t CountNeighbours(const commonbase::NumberSet& set, uint32_t first, uint32_t most) {
+  uint32_t count = 1;
+  while (count < most && set.next(first + count) == first + count) ++count;
+  return count;
 }
 
 }  // namespace
@@ -59,30 +83,26 @@ bool IsFreeBlock(const FileInfo* file, uint32_t offset) {
   return file->freeBlocks.contains(offset / kBlockSize);
 }
 
-bool MarkFreeBlock(FileInfo* file, uint32_t block) {
-  if (!WriteFreeMark(file, block)) return false;
-  file->unmarkedBlocks.erase(block);
-  return true;
-}
-
 int32_t SyncFreeBlock(FileInfo* file) {
   if (file->inTransaction || file->unmarkedBlocks.empty()) return kOk;
+  file->marksDue = true;  // a pass that cannot begin leaves them to the next one
   if (const int32_t result = BeginPass(file); result != kOk) return result;
-  file->marksDue = true;
   return WriteFreeMarks(file);
 }
 
 int32_t WriteFreeMarks(FileInfo* file) {
   platform::FileStamp stamp;
   if (!file->file.stamp(&stamp)) return kWriteFailed;
-  for (uint32_t block = file->unmarkedBlocks.lowest(); block != commonbase::NumberSet::kNone;
-       block = file->unmarkedBlocks.next(block)) {
-    if (block >= stamp.size / kBlockSize) {
-      if (IsInFile(file, block)) return kWriteFailed;
-      file->unmarkedBlocks.erase(block);  // the file was cut behind our back: there is nothing to mark
-    } else if (!MarkFreeBlock(file, block)) {
-      return kWriteFailed;
-    }
+  const auto fileBlocks = static_cast<uint32_t>(stamp.size / kBlockSize);
+  auto& unmarked = file->unmarkedBlocks;
+  for (uint32_t block = unmarked.lowest(); block < fileBlocks; block = unmarked.next(block)) {
+    const uint32_t count = CountNeighbours(unmarked, block, std::min(kBufferBlocks, fileBlocks - block));
+    if (!MarkFreeBlocks(file, block, count)) return kWriteFailed;
+  }
+  for (uint32_t block = unmarked.lowest(); block != commonbase::NumberSet::kNone;
+       block = unmarked.next(block)) {
+    if (IsInFile(file, block)) return kWriteFailed;
+    unmarked.erase(block);  // the file was cut behind our back: there is nothing to mark
   }
   return kOk;
 }
@@ -113,16 +133,33 @@ bool MarkConfusableBlocks(FileInfo* file) {
     if (!IsDirty(file, header.itemId)) continue;
     const uint32_t size = file->index.find(header.itemId)->size;
     // A mark that stands there already may still be on its way to the disk since a sync that failed.
-    if (IsConfusable(header, size) && !MarkFreeBlock(file, block)) return false;
+    if (IsConfusable(header, size) && !MarkFreeBlocks(file, block, 1)) return false;
   }
   return true;
 }
 
-void ForgetFreeMarks(FileInfo* file) {
+void DistrustFreeBlocks(FileInfo* file) {
   const auto& free = file->freeBlocks;
   for (uint32_t block = free.lowest(); block != commonbase::NumberSet::kNone; block = free.next(block + 1)) {
     file->unmarkedBlocks.insert(block);
   }
+  file->flushFailed = true;
+}
+
+int32_t RewriteFreeBlocks(FileInfo* file) {
+  platform::FileStamp stamp;
+  if (!file->file.stamp(&stamp)) return kWriteFailed;
+  const auto& free = file->freeBlocks;
+  uint8_t* bytes = controller->blockBuffer;
+  for (uint32_t block = free.lowest(); block < stamp.size / kBlockSize; block = free.next(block + 1)) {
+    if (!ReadBlocks(file, block, bytes, 1)) return kWriteFailed;
+    if (!IsBlock(bytes, DecodeHeader(bytes))) {  // lost already, and the system says so
+      PackItemData(0, bytes, 0, 0, bytes);
+      bytes[kPacketTypeOffset] = kFreeBlock;
+    }
+    if (WriteBlocks(file, block, bytes, 1) != 1) return kWriteFailed;
+  }
+  return kOk;
 }
 
 }  // namespace storage

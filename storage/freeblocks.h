@@ -11,10 +11,12 @@
 //
 // Invariants:
 //  1. A free mark changes one byte of the block and is idempotent; a block whose mark is on disk for sure is not
-//     marked again.
+//     marked again. Marks of neighbouring blocks are written at once.
 //  2. No free mark is written but in a pass (save.h), behind a whole backup.
 //  3. An unmarked free block whose old packet could pass for a part of its former item is marked in the same
 //     pass that writes the item (IsConfusable): what a later open finds is then the item as saved.
+//  4. Nobody but a mark writes to a free block, so one whose bytes a failed flush may have lost is written whole
+//     by the next pass: a block of zeros would make the file no data file.
 #pragma once
 
 #include <cstdint>
@@ -42,8 +44,8 @@ uint32_t AllocateBlock(FileInfo* file);
 bool IsFreeBlock(const FileInfo* file, uint32_t offset);
 
 // Writes the free mark into every block that lacks it, in a pass that is left open: the next SyncDirtyData
-// completes it. 0 inside a transaction and when there is nothing to mark; the backup's code when it could not
-// be made; kWriteFailed when a mark could not be written.
+// completes it, and writes the marks that this one could not. 0 inside a transaction and when there is nothing
+// to mark; the backup's code when it could not be made; kWriteFailed when a mark could not be written.
 int32_t SyncFreeBlock(FileInfo* file);
 
 // The marks of SyncFreeBlock, in a pass: 0 or kWriteFailed.
@@ -56,10 +58,10 @@ bool IsConfusable(const PacketHeader& header, uint32_t size);
 // Marks the unmarked free blocks that hold confusable packets of dirty items. False when a write failed.
 bool MarkConfusableBlocks(FileInfo* file);
 
-// Writes the free mark of one free block. False when the write failed.
-bool MarkFreeBlock(FileInfo* file, uint32_t block);
+// After a pass that did not become durable: neither a mark nor what a free block holds is taken to be on disk.
+void DistrustFreeBlocks(FileInfo* file);
 
-// After a pass that did not become durable: no mark is taken to be on disk.
-void ForgetFreeMarks(FileInfo* file);
+// Writes every free block whole, in a pass: 0 or kWriteFailed.
+int32_t RewriteFreeBlocks(FileInfo* file);
 
 }  // namespace storage

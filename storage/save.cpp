@@ -35,6 +35,19 @@ bool CutRaggedEnd(FileInfo* file) {
          (stamp.size <= uint64_t{file->blockNum} * kBlockSize || CutBlocks(file, file->blockNum));
 }
 
+bool HasWork(const FileInfo* file) {
+  return !file->dirtyItems.empty() || file->torn || file->backupBehind ||
+         (file->marksDue && !file->unmarkedBlocks.empty());
+}
+
+// What free blocks still have to get from this pass.
+int32_t WriteFreeBlocks(FileInfo* file) {
+  if (file->flushFailed) {
+    if (const int32_t result = RewriteFreeBlocks(file); result != kOk) return result;
+  }
+  return file->marksDue ? WriteFreeMarks(file) : kOk;
+}
+
 int32_t WriteDirtyItems(FileInfo* file, uint32_t* savedNum) {
   ItemWriter writer(file);
   bool saved = true;
@@ -76,8 +89,8 @@ int32_t EndPass(FileInfo* file, bool onDisk, int32_t result, uint32_t savedNum) 
   if (!durable) {
     for (ItemInfo* item : file->dirtyItems) ForgetSaved(item);
   }
-  if (!onDisk) ForgetFreeMarks(file);
-  if (whole) file->marksDue = false;
+  if (!onDisk) DistrustFreeBlocks(file);
+  if (whole) file->marksDue = file->flushFailed = false;
   file->torn = !whole;
   file->backupBehind = whole && !durable;
   if (durable) return result;
@@ -85,10 +98,10 @@ int32_t EndPass(FileInfo* file, bool onDisk, int32_t result, uint32_t savedNum) 
 }
 
 int32_t SyncFile(FileInfo* file, PassEnd end) {
-  if (file->inTransaction || (file->dirtyItems.empty() && !file->torn && !file->backupBehind)) return kOk;
+  if (file->inTransaction || !HasWork(file)) return kOk;
   if (const int32_t result = BeginPass(file); result != kOk) return result;
   uint32_t savedNum = 0;
-  int32_t result = file->marksDue ? WriteFreeMarks(file) : kOk;
+  int32_t result = WriteFreeBlocks(file);
   if (result == kOk) result = WriteDirtyItems(file, &savedNum);
   // Only once: a medium that failed to take the bytes may answer the next time as if there were none.
   const bool onDisk = file->file.sync();

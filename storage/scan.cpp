@@ -38,11 +38,6 @@ class ReadBuffer {
   uint8_t* memory_ = nullptr;
 };
 
-bool IsBlock(const uint8_t* block, const PacketHeader& header) {
-  return header.packetFlag <= kPacketFlag && header.formatVersion == kFormatVersion &&
-         LoadU32(block + kTrailerOffset) == kTrailerMagic;
-}
-
 // Reports blocks that were read, a few at a time.
 int32_t ScanRead(const uint8_t* bytes, uint32_t first, uint32_t count, BlockVisitor visit, void* context) {
   PacketHeader headers[kBufferBlocks];

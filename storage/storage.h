@@ -89,6 +89,10 @@ uint8_t* RewriteItemTail(uint32_t id, uint32_t offset, uint32_t size);
 // result of SyncFreeBlock.
 int32_t DeleteItem(uint32_t id, int32_t syncNow);
 
+// Removes the item with the next sync, which also marks its blocks free: a crash before finds it as it was. A
+// missing one is gone already. False, with nothing changed, when there is no memory.
+bool DropItem(uint32_t id);
+
 // ---- Writing ----
 
 // Writes every dirty item, in ascending ID order, between two copies to the backup. 0 also when there is
