@@ -136,7 +136,8 @@ PM_EXPORT DataBaseHandle* PM_CALL OpenDataBaseFile(const PmChar* path);
  * squeezed out when the file holds items, the backup is deleted, and the handle and everything lent become
  * invalid. No file is current then. Pending IDs are dropped. What fails while closing is not reported: call
  * PmSyncDirtyData before, to know that the changes are on disk. After a failed write the backup stays beside
- * the file, as Backup and recovery has it.
+ * the file, as Backup and recovery has it; when the changes could not be written, free blocks stay where they
+ * are.
  *
  * Stop an open transaction first. A close inside one drops its inserts and modifications, but not the
  * deletions: their bytes are gone although their IDs are still committed.
@@ -254,6 +255,9 @@ PM_EXPORT uint32_t PM_CALL GetItemCount(DataBaseHandle* handle, uint32_t kind);
  * both or neither. An insert under a committed ID replaces the item's bytes, in memory unless `syncNow` asks
  * for the disk. Makes the file current.
  *
+ * An item of 0 bytes takes no block: it is there until the database is closed, and only its ID is when it is
+ * opened again. Give an item a byte to make it last.
+ *
  * @param handle an open database.
  * @param id a pending or committed ID, not 0.
  * @param data the bytes; they may lie in the item's own lent bytes. Null only with a size of 0.
@@ -265,8 +269,8 @@ PM_EXPORT uint32_t PM_CALL GetItemCount(DataBaseHandle* handle, uint32_t kind);
  * - -5: the ID is 0, or (tested last of these) neither pending nor committed
  * - -1: the handle is not one of an open database
  * - -2: the file of the handle is not open; no file is current then
- * - -1: the size is out of range, the bytes are null, the table of IDs would exceed 65,535,000 bytes, or
- * there is no memory; nothing has changed
+ * - -1: the size is out of range, the bytes are null, the table of IDs would exceed 65,535,000 bytes or can no
+ * longer be read from the file, or there is no memory; nothing has changed
  * - -2, -4: from the sync that `syncNow` asked for, as for PmSyncDirtyData. The bytes are kept in memory for
  * the next sync, but a pending ID stays pending: insert again to commit it
  */
@@ -288,7 +292,8 @@ PM_EXPORT int32_t PM_CALL InserItemToDataBase(DataBaseHandle* handle, uint32_t i
  * - -5: the ID is 0, or (tested last of these) not committed
  * - -1: the handle is not one of an open database
  * - -2: the file of the handle is not open; no file is current then
- * - -1: the file has no item of this ID, or there is no memory; nothing has changed, the ID stays committed
+ * - -1: the file has no item of this ID (one of 0 bytes is not in it after a reopening), the table of IDs can
+ * no longer be read from it, or there is no memory; nothing has changed, the ID stays committed
  * - -2, -4: with `syncNow`, the backup could not be made; nothing has changed
  * - -4: with `syncNow`, a mark could not be written: the item's bytes are gone while its ID stays committed
  * (an insert stores it anew), and the file is torn until a later sync completes
@@ -328,9 +333,9 @@ PM_EXPORT int32_t PM_CALL PmModifyItem(DataBaseHandle* handle, uint32_t id, cons
  * @param handle an open database.
  * @param[in,out] idThenSize holds the ID, not 0, on entry, and the item's size in bytes after a success;
  * unchanged otherwise. Not null.
- * @return the bytes, lent (not null for an item of 0 bytes either); null for an unknown handle, an ID of 0,
- * when the file of the handle is not open (no file is current then), when it has no item of this ID, when the
- * item is damaged, and when there is no memory.
+ * @return the bytes, lent (not null for an item of 0 bytes either, while there is one); null for an unknown
+ * handle, an ID of 0, when the file of the handle is not open (no file is current then), when it has no item of
+ * this ID, when the item is damaged, and when there is no memory.
  */
 PM_EXPORT const void* PM_CALL PmGetItemPtrByID(DataBaseHandle* handle, uint32_t* idThenSize);
 
@@ -341,8 +346,8 @@ PM_EXPORT const void* PM_CALL PmGetItemPtrByID(DataBaseHandle* handle, uint32_t*
  *
  * @return
  * - 0: done
- * - -1: no file is current; or there was no memory for the table of IDs, which stays unwritten, but all else
- * is on disk
+ * - -1: no file is current; or there was no memory for the table of IDs or its old bytes can no longer be
+ * read: it stays unwritten, but all else is on disk
  * - -2: the data file cannot be read for the backup, the backup cannot be created, or the path names another
  * file by now; no item was written
  * - -4: writing failed, or the file would grow beyond 2 GiB - 1024 bytes. When it failed in the data file,
