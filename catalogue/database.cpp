@@ -13,8 +13,6 @@ namespace catalogue {
 
 namespace {
 
-constexpr uint32_t kMaxPathLength = 255;
-
 // The first capacity of a loaded table: as if a record took this many bytes, and some to spare.
 constexpr uint32_t kCapacityDivisor = 24;
 constexpr uint32_t kSpareCapacity = 100;
@@ -22,7 +20,7 @@ constexpr uint32_t kSpareCapacity = 100;
 }  // namespace
 
 DataBaseHandle* NewDataBaseHandle(const PmChar* path) {
-  const PmChar* const end = std::find(path, path + kMaxPathLength, PmChar{0});
+  const PmChar* const end = std::find(path, path + storage::kMaxPath, PmChar{0});
   if (*end != 0) return nullptr;
   void* memory = std::calloc(1, sizeof(DataBaseHandle));
   if (memory == nullptr) return nullptr;

@@ -16,10 +16,11 @@
 #include <cstdint>
 
 #include "catalogue/idtable.h"
+#include "storage/storage.h"
 
 namespace catalogue {
 
-constexpr uint32_t kIdTableItem = 0;
+using storage::kIdTableItem;
 constexpr uint32_t kUserDataSizeOffset = 16;
 constexpr uint32_t kRecordHeaderSize = 20;
 

@@ -105,8 +105,7 @@ bool MuchIsStale(const FileInfo* file) {
   return file->staleBlocks.count() > file->blockNum / 4 * 3;
 }
 
-}  // namespace
-
+// The index of the first character behind the last folder separator of a path, 0 without one.
 int32_t GetFileNameOffset(const PmChar* path) {
   int32_t offset = 0;
   for (int32_t i = 0; path[i] != 0; ++i) {
@@ -114,6 +113,8 @@ int32_t GetFileNameOffset(const PmChar* path) {
   }
   return offset;
 }
+
+}  // namespace
 
 void GetBackupFileName(PmChar* backup, const PmChar* path) {
   const int32_t nameOffset = GetFileNameOffset(path);

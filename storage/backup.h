@@ -26,9 +26,6 @@ namespace storage {
 
 constexpr uint32_t kMaxBackupPath = kMaxPath + 5;  // "." before the name, ".bak" behind it
 
-// The index of the first character behind the last folder separator of a path, 0 without one.
-int32_t GetFileNameOffset(const PmChar* path);
-
 // Puts the backup's path into `backup`, a zeroed buffer of kMaxBackupPath + 1 characters.
 void GetBackupFileName(PmChar* backup, const PmChar* path);
 

@@ -23,10 +23,9 @@
 #include "platform/platform.h"
 #include "storage/format.h"
 #include "storage/itemindex.h"
+#include "storage/storage.h"
 
 namespace storage {
-
-constexpr uint32_t kMaxPath = 255;  // characters, without the terminator
 
 struct FileInfo {
   PmChar path[kMaxPath + 1];
@@ -78,9 +77,6 @@ FileInfo* NewFileInfo(const PmChar* path, uint32_t pathBytes);
 
 // Releases a record with its items; item bytes are wiped. Writes nothing.
 void ReleaseFileInfo(FileInfo* file);
-
-// Releases the current file's record and leaves no file current. Writes nothing.
-void CloseCurrentFile();
 
 // Gives an item's storage back.
 void ReleaseItem(FileInfo* file, ItemInfo* item);

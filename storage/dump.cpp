@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "commonbase/src/file.h"
-#include "storage/storage.h"
+#include "storage/controller.h"
 
 namespace storage {
 
@@ -24,8 +24,7 @@ void PrintFileInfo(const FileInfo* file, std::FILE* report) {
   std::fprintf(report, "\t free block num: %u\n", static_cast<unsigned>(file->freeBlocks.count()));
 }
 
-}  // namespace
-
+// Sixteen bytes a line, each line led by the position of its first byte.
 void PrintHexData(std::FILE* report, const uint8_t* bytes, int32_t count) {
   for (int32_t i = 0; i < count; ++i) {
     if (i % 16 != 0) {
@@ -53,6 +52,8 @@ void PrintItemInfo(const ItemInfo* item, std::FILE* report) {
     PrintHexData(report, bytes, static_cast<int32_t>(item->size));
   }
 }
+
+}  // namespace
 
 void PrintReport(const PmChar* reportPath) {
   const FileInfo* file = CurrentFile();

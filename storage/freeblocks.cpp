@@ -50,6 +50,17 @@ uint32_t CountNeighbours(const commonbase::NumberSet& set, uint32_t first, uint3
   return count;
 }
 
+// Whether a packet of the item left in a free block could be taken for a part of the item as it is saved with
+// `size` bytes.
+bool IsConfusable(const PacketHeader& header, uint32_t size) {
+  const uint32_t packets = PacketsFor(size);
+  if (!IsOnlyPacket(header) && !IsNumberedPacket(header)) return true;
+  if (packets == 0) return true;  // the item leaves no packet that would outweigh the old one
+  if (packets == 1) return header.packetSeq == 0;  // an only packet stands above numbered ones
+  // Numbered packets end at the first that is not full, so a full last one would be continued.
+  return header.packetSeq <= packets || size % kPacketCapacity == 0;
+}
+
 }  // namespace
 
 bool ReserveBlocks(FileInfo* file, uint32_t blockNum) {
@@ -105,15 +116,6 @@ int32_t WriteFreeMarks(FileInfo* file) {
     unmarked.erase(block);  // the file was cut behind our back: there is nothing to mark
   }
   return kOk;
-}
-
-bool IsConfusable(const PacketHeader& header, uint32_t size) {
-  const uint32_t packets = PacketsFor(size);
-  if (!IsOnlyPacket(header) && !IsNumberedPacket(header)) return true;
-  if (packets == 0) return true;  // the item leaves no packet that would outweigh the old one
-  if (packets == 1) return header.packetSeq == 0;  // an only packet stands above numbered ones
-  // Numbered packets end at the first that is not full, so a full last one would be continued.
-  return header.packetSeq <= packets || size % kPacketCapacity == 0;
 }
 
 bool MarkConfusableBlocks(FileInfo* file) {

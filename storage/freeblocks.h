@@ -14,7 +14,7 @@
 //     marked again. Marks of neighbouring blocks are written at once.
 //  2. No free mark is written but in a pass (save.h), behind a whole backup.
 //  3. An unmarked free block whose old packet could pass for a part of its former item is marked in the same
-//     pass that writes the item (IsConfusable): what a later open finds is then the item as saved.
+//     pass that writes the item (MarkConfusableBlocks): what a later open finds is then the item as saved.
 //  4. Nobody but a mark writes to a free block, so one whose bytes a failed flush may have lost is written whole
 //     by the next pass: a block of zeros would make the file no data file.
 #pragma once
@@ -50,10 +50,6 @@ int32_t SyncFreeBlock(FileInfo* file);
 
 // The marks of SyncFreeBlock, in a pass: 0 or kWriteFailed.
 int32_t WriteFreeMarks(FileInfo* file);
-
-// Whether a packet of the item left in a free block could be taken for a part of the item as it is saved with
-// `size` bytes.
-bool IsConfusable(const PacketHeader& header, uint32_t size);
 
 // Marks the unmarked free blocks that hold confusable packets of dirty items. False when a write failed.
 bool MarkConfusableBlocks(FileInfo* file);

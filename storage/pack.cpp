@@ -8,10 +8,17 @@
 
 namespace storage {
 
-void FillPacketPadding(uint8_t* dest, int32_t byteCount, const uint8_t* source) {
-  const uint32_t words = static_cast<uint32_t>(byteCount) / 4;
+namespace {
+
+// Fills `byteCount` bytes from `dest` on with filler words: each is the square of its number plus the word
+// that stands at that number in `source` at that moment. `dest` lies in the block that begins at `source`, so
+// later words build on earlier ones. The last byteCount % 4 bytes are left as they are.
+void FillPacketPadding(uint8_t* dest, uint32_t byteCount, const uint8_t* source) {
+  const uint32_t words = byteCount / 4;
   for (uint32_t i = 0; i < words; ++i) StoreU32(dest + 4 * i, i * i + LoadU32(source + 4 * i));
 }
+
+}  // namespace
 
 void PackItemData(uint32_t id, const uint8_t* data, uint32_t size, uint16_t packetIndex, uint8_t* block) {
   PacketHeader header{};
@@ -32,7 +39,7 @@ void PackItemData(uint32_t id, const uint8_t* data, uint32_t size, uint16_t pack
   const uint32_t fillerSize = kPacketCapacity - header.dataLength;
   std::memcpy(block + kHeaderSize, data + header.itemOffset, header.dataLength);
   std::memset(filler, 0, fillerSize);
-  FillPacketPadding(filler, static_cast<int32_t>(fillerSize), block);
+  FillPacketPadding(filler, fillerSize, block);
 
   StoreU32(block + kChecksumOffset, GetCRCValue(block, kHeaderSize + header.dataLength));
   StoreU32(block + kTrailerOffset, kTrailerMagic);

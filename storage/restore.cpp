@@ -21,15 +21,13 @@ using commonbase::LengthOf;
 using platform::Access;
 using platform::File;
 
-constexpr uint32_t kIdTable = 0;  // the item that the catalogue cannot do without
-
 // Whether the backup is a valid data file whose ID table, when it has one, can be read and is well formed.
 bool IsSound(const PmChar* backup, TableCheck isWellFormed) {
   FileInfo* file = NewFileInfo(backup, 0);
   if (file == nullptr) return false;
   bool sound = file->file.open(backup, Access::kRead) && ReadDataFile(file) == kOk;
   if (sound) {
-    ItemInfo* table = file->index.find(kIdTable);
+    ItemInfo* table = file->index.find(kIdTableItem);
     sound = table == nullptr || (BuildItemData(file, table) == kOk && isWellFormed(table->data, table->size));
   }
   ReleaseFileInfo(file);

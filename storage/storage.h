@@ -16,6 +16,9 @@ namespace storage {
 
 struct ItemInfo;
 
+constexpr uint32_t kMaxPath = 255;    // characters, without the terminator
+constexpr uint32_t kIdTableItem = 0;  // the item that holds the catalogue's table of IDs
+
 // ---- The engine and its files ----
 
 // Brings the engine up: 0, kNoItem when the list of open files, kNoController when anything else cannot be
@@ -46,7 +49,7 @@ bool InTransaction();
 // current. A file left torn by a failed write keeps its backup and is not compacted.
 int32_t CloseDataFile(const PmChar* path);
 
-// Releases the current file's record; nothing is written.
+// Releases the current file's record, and leaves no file current; nothing is written.
 void CloseCurrentFile();
 
 // Copies the backup over the data file of that path, opens it and makes it current. kNoItem when there is no
