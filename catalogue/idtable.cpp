@@ -6,6 +6,7 @@
 
 #include "catalogue/tableformat.h"
 #include "commonbase/src/pmstring.h"
+#include "platform/platform.h"
 
 namespace catalogue {
 
@@ -40,7 +41,7 @@ IdTable::~IdTable() {
 
 bool IdTable::reserveBatch(uint32_t records, size_t memory) {
   if (!slots_.reserve(records)) return false;
-  batch_ = static_cast<uint8_t*>(std::malloc(memory));
+  batch_ = static_cast<uint8_t*>(platform::AllocateLarge(memory));
   if (batch_ == nullptr && memory != 0) return false;
   batchSize_ = memory;
   return true;

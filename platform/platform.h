@@ -9,7 +9,7 @@
 //     process.
 //  2. sync() and the functions on names report a failure of the medium; nothing here retries one. Only a file
 //     that another program holds is waited for, and not for long.
-//  3. Nothing here allocates on the heap, except where the system does so itself.
+//  3. Nothing but AllocateLarge() allocates on the heap, except where the system does so itself.
 #pragma once
 
 #include <cstdint>
@@ -121,6 +121,10 @@ PmChar FolderSeparator();
 
 // Whether `c` ends the folder part of a path.
 bool IsFolderSeparator(PmChar c);
+
+// Memory that may be large, to be given back with free; null when there is none. Where the system has large
+// pages, it stands in them: most of what filling it for the first time costs is being given its pages one by one.
+void* AllocateLarge(size_t size);
 
 // Overwrites memory with zeros in a way the compiler does not remove.
 void Wipe(void* bytes, size_t size);

@@ -8,7 +8,9 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <limits.h>
+#include <stdlib.h>
 #include <string.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -34,6 +36,7 @@ auto Uninterrupted(Call call) {
   return result;
 }
 
+constexpr size_t kLargePage = size_t{2} << 20;
 constexpr uint64_t kWriteBackPiece = uint64_t{512} << 10;
 
 // Lets the medium begin with what was written to the pieces of a file from number `first` to `end`. Nothing
@@ -365,6 +368,16 @@ PmChar FolderSeparator() {
 
 bool IsFolderSeparator(PmChar c) {
   return c == '/' || c == '\\';
+}
+
+void* AllocateLarge(size_t size) {
+  if (size < kLargePage) return malloc(size);
+  // The rest of a page is worth a large one when it is most of it.
+  size = std::max(size, (size + kLargePage / 2) / kLargePage * kLargePage);
+  void* memory = nullptr;
+  if (posix_memalign(&memory, kLargePage, size) != 0) return nullptr;
+  madvise(memory, size, MADV_HUGEPAGE);  // only a wish
+  return memory;
 }
 
 void Wipe(void* bytes, size_t size) {

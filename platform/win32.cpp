@@ -8,6 +8,7 @@
 #include <io.h>
 #include <sys/stat.h>
 
+#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 
@@ -286,6 +287,10 @@ PmChar FolderSeparator() {
 
 bool IsFolderSeparator(PmChar c) {
   return c == L'\\';
+}
+
+void* AllocateLarge(size_t size) {
+  return std::malloc(size);  // pages are all of one size
 }
 
 void Wipe(void* bytes, size_t size) {

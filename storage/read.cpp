@@ -51,7 +51,7 @@ bool PlaceAll(const FileInfo* file, ItemInfo* item) {
 }  // namespace
 
 uint8_t* NewItemBytes(uint32_t size) {
-  return static_cast<uint8_t*>(Malloc(size != 0 ? size : 1));
+  return static_cast<uint8_t*>(platform::AllocateLarge(size != 0 ? size : 1));
 }
 
 int32_t BuildItemData(const FileInfo* file, ItemInfo* item) {

@@ -8,7 +8,10 @@
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
+
+#include "platform/platform.h"
 
 namespace commonbase {
 
@@ -27,7 +30,7 @@ class ChainTable {
   // Makes buckets for `members` in one go, where there is memory.
   void expect(uint32_t members) {
     uint32_t bits = bits_;
-    while (bits < kMaxBits && members >> bits > 1) ++bits;
+    while (bits < kMaxBits && members >> bits != 0) ++bits;
     if (bits > bits_) rehash(bits);
   }
 
@@ -95,8 +98,10 @@ class ChainTable {
   }
 
   void rehash(uint32_t bits) {
-    auto** buckets = static_cast<T**>(std::calloc(size_t{1} << bits, sizeof(T*)));
+    const size_t size = sizeof(T*) << bits;
+    auto** buckets = static_cast<T**>(platform::AllocateLarge(size));
     if (buckets == nullptr) return;
+    std::memset(static_cast<void*>(buckets), 0, size);
     T** const old = buckets_;
     const uint32_t oldNum = uint32_t{1} << bits_;
     buckets_ = buckets;

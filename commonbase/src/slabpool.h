@@ -5,9 +5,12 @@
 //  2. Slabs are never returned before the pool is; a record given back is the next one taken.
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <type_traits>
+
+#include "platform/platform.h"
 
 namespace commonbase {
 
@@ -19,7 +22,7 @@ class SlabPool {
   SlabPool() = default;
   ~SlabPool() {
     while (slabs_ != nullptr) {
-      Slab* next = slabs_->next;
+      Place* next = slabs_->next;
       std::free(slabs_);
       slabs_ = next;
     }
@@ -32,9 +35,9 @@ class SlabPool {
     if (free_ == nullptr && unused_ == 0 && !addSlab()) return nullptr;
     Place* place = free_;
     if (place != nullptr) {
-      free_ = place->nextFree;
+      free_ = place->next;
     } else {
-      place = &slabs_->places[--unused_];
+      place = &slabs_[unused_--];
     }
     std::memset(static_cast<void*>(place), 0, sizeof *place);
     return &place->record;
@@ -42,32 +45,31 @@ class SlabPool {
 
   void give(T* record) {
     Place* place = reinterpret_cast<Place*>(record);
-    place->nextFree = free_;
+    place->next = free_;
     free_ = place;
   }
 
  private:
   union Place {
     T record;
-    Place* nextFree;
+    Place* next;
   };
-  static constexpr size_t kPlaces = 16 * 1024 / sizeof(Place);
-  struct Slab {
-    Slab* next;
-    Place places[kPlaces];
-  };
+  // A few records cost little memory, and many stand in large pages.
+  static constexpr size_t kFirstSize = size_t{16} << 10, kLargestSize = size_t{2} << 20;
 
   bool addSlab() {
-    auto* slab = static_cast<Slab*>(std::malloc(sizeof(Slab)));
+    auto* slab = static_cast<Place*>(platform::AllocateLarge(slabSize_));
     if (slab == nullptr) return false;
     slab->next = slabs_;
     slabs_ = slab;
-    unused_ = kPlaces;
+    unused_ = slabSize_ / sizeof(Place) - 1;
+    slabSize_ = std::min(slabSize_ * 8, kLargestSize);
     return true;
   }
 
-  Slab* slabs_ = nullptr;
-  size_t unused_ = 0;  // places of the newest slab that were never taken
+  Place* slabs_ = nullptr;        // the newest; the first place of each leads to the one before
+  size_t slabSize_ = kFirstSize;  // of the next one
+  size_t unused_ = 0;             // places of the newest slab that were never taken
   Place* free_ = nullptr;
 };
 
