@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "commonbase/src/nodepool.h"
+#include "platform/platform.h"
 #include "storage/blockio.h"
 #include "storage/pack.h"
 #include "storage/storage.h"
