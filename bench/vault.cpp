@@ -69,9 +69,7 @@ Vault::Vault(uint32_t count, uint32_t spare) : count_(count), items_(count + spa
     draw(&entry, &random);
     // An odd multiplier makes the IDs different, and 0 only for a number that no vault reaches.
     ids_[number] = (number + 1) * 2654435761U;
-    if (number >= count) continue;
-    payload_ += entry.size;
-    leastSize_ += uint64_t{(entry.size + 999) / 1000} * 1024;
+    if (number < count) payload_ += entry.size;
   }
 }
 
@@ -83,6 +81,15 @@ void Vault::draw(Entry* entry, Random* random) const {
   entry->offset = random->below(kOffsets);
   entry->size = DrawSize(random);
   entry->checksum = Checksum(bytesOf(*entry));
+}
+
+uint64_t Vault::leastSize() const {
+  constexpr uint64_t kBlockSize = 1024, kPacketCapacity = 1000, kRecordHeaderSize = 20;
+  constexpr uint64_t kRecordSize = kRecordHeaderSize + 2 * (sizeof Entry::userData + 1);
+  const auto blocksFor = [](uint64_t size) { return (size + kPacketCapacity - 1) / kPacketCapacity; };
+  uint64_t blocks = blocksFor(count_ * kRecordSize);
+  for (uint32_t number = 0; number < count_; ++number) blocks += blocksFor(items_[number].size);
+  return blocks * kBlockSize;
 }
 
 Item Vault::item(uint32_t number) const {

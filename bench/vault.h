@@ -55,9 +55,8 @@ class Vault {
   void verify(uint32_t number, std::string_view bytes) const;
 
   uint64_t payload() const { return payload_; }  // item bytes of the first count() items
-  uint64_t leastSize() const {
-    return leastSize_;
-  }  // bytes of the 1024-byte blocks that they need, at 1000 a block
+  // Bytes of the fewest blocks that can hold them and the table of their IDs; docs/format.md has the sizes.
+  uint64_t leastSize() const;
 
  private:
   struct Entry {
@@ -76,7 +75,6 @@ class Vault {
   std::vector<Entry> items_;
   uint32_t* ids_;  // shared with forked processes
   uint64_t payload_ = 0;
-  uint64_t leastSize_ = 0;
 };
 
 }  // namespace bench

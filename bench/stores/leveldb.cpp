@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "bench/store.h"
+#include "bench/stores/keyvalue.h"
 #include "bench/stores/record.h"
 
 namespace bench {
@@ -23,7 +23,7 @@ std::string_view View(const leveldb::Slice& slice) {
   return {slice.data(), slice.size()};
 }
 
-class LevelDb final : public Store {
+class LevelDb final : public KeyValueStore {
  public:
   void open() override {
     leveldb::Options options;
@@ -37,46 +37,6 @@ class LevelDb final : public Store {
 
   void close() override { db_.reset(); }
 
-  void begin() override { inTransaction_ = true; }
-
-  void commit() override {
-    inTransaction_ = false;
-    finish();
-  }
-
-  uint32_t insert(const Item& item) override {
-    EncodeRecord({item.kind, item.userData, item.bytes}, &encoded_);
-    batch_.Put(ItemKey(item.id), encoded_);
-    batch_.Put(NameKey(item.kind, item.userData), EncodeId(item.id));
-    finish();
-    return item.id;
-  }
-
-  void replace(uint32_t id, std::string_view bytes) override {
-    const Record record = get(id);
-    EncodeRecord({record.kind, record.userData, bytes}, &encoded_);
-    batch_.Put(ItemKey(id), encoded_);
-    finish();
-  }
-
-  void remove(uint32_t id) override {
-    const Record record = get(id);
-    batch_.Delete(NameKey(record.kind, record.userData));
-    batch_.Delete(ItemKey(id));
-    finish();
-  }
-
-  std::string_view read(uint32_t id) override {
-    const leveldb::Status status = db_->Get(read_, ItemKey(id), &value_);
-    if (status.IsNotFound()) return {};
-    Check(status);
-    return DecodeRecord(value_).bytes;
-  }
-
-  uint32_t lookUp(uint32_t kind, std::string_view userData) override {
-    return db_->Get(read_, NameKey(kind, userData), &value_).ok() ? DecodeId(value_) : 0;
-  }
-
   void enumerate(uint32_t kind, const std::function<void(uint32_t)>& visit) override {
     const std::string prefix = NameKey(kind, {});
     const std::unique_ptr<leveldb::Iterator> position(db_->NewIterator(read_));
@@ -87,13 +47,17 @@ class LevelDb final : public Store {
   }
 
  private:
-  Record get(uint32_t id) {
-    Check(db_->Get(read_, ItemKey(id), &value_));
-    return DecodeRecord(value_);
+  void put(const std::string& key, std::string_view value) override { batch_.Put(key, Bytes(value)); }
+  void erase(const std::string& key) override { batch_.Delete(key); }
+
+  bool get(const std::string& key, std::string* value) override {
+    const leveldb::Status status = db_->Get(read_, key, value);
+    if (status.IsNotFound()) return false;
+    Check(status);
+    return true;
   }
 
-  void finish() {
-    if (inTransaction_) return;
+  void flush() override {
     Check(db_->Write(write_, &batch_));
     batch_.Clear();
   }
@@ -102,8 +66,6 @@ class LevelDb final : public Store {
   leveldb::ReadOptions read_;
   leveldb::WriteOptions write_;
   leveldb::WriteBatch batch_;
-  bool inTransaction_ = false;
-  std::string encoded_, value_;
 };
 
 }  // namespace

@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-#include "bench/store.h"
+#include "bench/stores/keyvalue.h"
 #include "bench/stores/record.h"
 
 namespace bench {
@@ -16,75 +16,36 @@ void Check(const tkrzw::Status& status) {
   if (status != tkrzw::Status::SUCCESS) throw std::runtime_error("tkrzw: " + tkrzw::ToString(status));
 }
 
-class Tkrzw final : public Store {
+class Tkrzw final : public KeyValueStore {
  public:
   void open() override { Check(db_.Open("vault.tkt", true)); }
   void close() override { Check(db_.Close()); }
-
-  void begin() override { inTransaction_ = true; }
-
-  void commit() override {
-    inTransaction_ = false;
-    finish();
-  }
-
-  uint32_t insert(const Item& item) override {
-    EncodeRecord({item.kind, item.userData, item.bytes}, &encoded_);
-    Check(db_.Set(ItemKey(item.id), encoded_, false));
-    Check(db_.Set(NameKey(item.kind, item.userData), EncodeId(item.id), false));
-    finish();
-    return item.id;
-  }
-
-  void replace(uint32_t id, std::string_view bytes) override {
-    const Record record = get(id);
-    EncodeRecord({record.kind, record.userData, bytes}, &encoded_);
-    Check(db_.Set(ItemKey(id), encoded_));
-    finish();
-  }
-
-  void remove(uint32_t id) override {
-    const Record record = get(id);
-    Check(db_.Remove(NameKey(record.kind, record.userData)));
-    Check(db_.Remove(ItemKey(id)));
-    finish();
-  }
-
-  std::string_view read(uint32_t id) override {
-    const tkrzw::Status status = db_.Get(ItemKey(id), &value_);
-    if (status == tkrzw::Status::NOT_FOUND_ERROR) return {};
-    Check(status);
-    return DecodeRecord(value_).bytes;
-  }
-
-  uint32_t lookUp(uint32_t kind, std::string_view userData) override {
-    return db_.Get(NameKey(kind, userData), &value_).IsOK() ? DecodeId(value_) : 0;
-  }
 
   void enumerate(uint32_t kind, const std::function<void(uint32_t)>& visit) override {
     const std::string prefix = NameKey(kind, {});
     const auto position = db_.MakeIterator();
     Check(position->Jump(prefix));
-    std::string key;
-    while (position->Get(&key, &value_).IsOK() && key.compare(0, prefix.size(), prefix) == 0) {
-      visit(DecodeId(value_));
+    std::string key, value;
+    while (position->Get(&key, &value).IsOK() && key.compare(0, prefix.size(), prefix) == 0) {
+      visit(DecodeId(value));
       Check(position->Next());
     }
   }
 
  private:
-  Record get(uint32_t id) {
-    Check(db_.Get(ItemKey(id), &value_));
-    return DecodeRecord(value_);
+  void put(const std::string& key, std::string_view value) override { Check(db_.Set(key, value)); }
+  void erase(const std::string& key) override { Check(db_.Remove(key)); }
+
+  bool get(const std::string& key, std::string* value) override {
+    const tkrzw::Status status = db_.Get(key, value);
+    if (status == tkrzw::Status::NOT_FOUND_ERROR) return false;
+    Check(status);
+    return true;
   }
 
-  void finish() {
-    if (!inTransaction_) Check(db_.Synchronize(true));
-  }
+  void flush() override { Check(db_.Synchronize(true)); }
 
   tkrzw::TreeDBM db_;
-  bool inTransaction_ = false;
-  std::string encoded_, value_;
 };
 
 }  // namespace

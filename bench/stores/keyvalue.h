@@ -1,0 +1,36 @@
+// What the stores of plain keys and values have in common: items and names stand side by side, as record.h says.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "bench/store.h"
+
+namespace bench {
+
+class KeyValueStore : public Store {
+ public:
+  void begin() final { inTransaction_ = true; }
+  void commit() final;
+  uint32_t insert(const Item& item) final;
+  void replace(uint32_t id, std::string_view bytes) final;
+  void remove(uint32_t id) final;
+  std::string_view read(uint32_t id) final;
+  uint32_t lookUp(uint32_t kind, std::string_view userData) final;
+
+ protected:
+  virtual void put(const std::string& key, std::string_view value) = 0;
+  virtual void erase(const std::string& key) = 0;
+  // False when there is no such key.
+  virtual bool get(const std::string& key, std::string* value) = 0;
+  // Carries what changed to the medium.
+  virtual void flush() = 0;
+
+ private:
+  void finish();
+
+  bool inTransaction_ = false;
+  std::string encoded_, value_;
+};
+
+}  // namespace bench
