@@ -7,42 +7,45 @@
 
 namespace {
 
+std::string givenBack;
+bool outOfNodes = false;
+AvlNode* (*getNode)(void*) = nullptr;
+
 // A tree of letters that runs out of nodes on demand and notes what is given back.
-class AvlTreeTest : public testing::Test {
- protected:
-  AvlTreeTest() {
-    getNode_ = tree_->GetAvlNode;
-    tree_->GetAvlNode = [](void* context) { return outOfNodes_ ? nullptr : getNode_(context); };
-    tree_->FreeAvlElement = [](void*, void* element) { givenBack_ += Letter(element); };
-  }
+AvlTree* MakeTree() {
+  AvlTree* tree = CreateAvlTree(nullptr, nullptr, 3, nullptr, 0);
+  getNode = tree->GetAvlNode;
+  tree->GetAvlNode = [](void* context) { return outOfNodes ? nullptr : getNode(context); };
+  tree->FreeAvlElement = [](void*, void* element) { givenBack += Letter(element); };
+  return tree;
+}
 
-  void insert(char letter) { EXPECT_EQ(InsertAvlNode(Element(letter), tree_, tree_->root), tree_->root); }
-  void remove(char letter) { EXPECT_EQ(DeleteAvlNode(Element(letter), tree_, tree_->root), tree_->root); }
+void Insert(char letter, AvlTree* tree) {
+  EXPECT_EQ(InsertAvlNode(Element(letter), tree, tree->root), tree->root);
+}
 
-  std::string walk(void (*order)(AvlNode*, AvlVisit, void*)) const {
-    std::string letters;
-    const auto visit = [](AvlNode* node, void* context) {
-      *static_cast<std::string*>(context) += Letter(AvlTreeElement(node));
-      return 0;
-    };
-    order(tree_->root, visit, &letters);
-    return letters;
-  }
+void Remove(char letter, AvlTree* tree) {
+  EXPECT_EQ(DeleteAvlNode(Element(letter), tree, tree->root), tree->root);
+}
 
-  // Every subtree as "(left letter height right)".
-  static std::string shape(const AvlNode* node) {
-    if (node == nullptr) return "";
-    const std::string top = Letter(node->element) + std::to_string(node->height);
-    return "(" + shape(node->left) + top + shape(node->right) + ")";
-  }
+std::string Walk(const AvlTree* tree, void (*order)(AvlNode*, AvlVisit, void*)) {
+  std::string letters;
+  const auto visit = [](AvlNode* node, void* context) {
+    *static_cast<std::string*>(context) += Letter(AvlTreeElement(node));
+    return 0;
+  };
+  order(tree->root, visit, &letters);
+  return letters;
+}
 
-  static inline std::string givenBack_;
-  static inline bool outOfNodes_ = false;
-  static inline AvlNode* (*getNode_)(void*) = nullptr;
-  AvlTree* tree_ = CreateAvlTree(nullptr, nullptr, 3, nullptr, 0);
-};
+// Every subtree as "(left letter height right)".
+std::string Shape(const AvlNode* node) {
+  if (node == nullptr) return "";
+  return "(" + Shape(node->left) + Letter(node->element) + std::to_string(node->height) + Shape(node->right) +
+         ")";
+}
 
-TEST_F(AvlTreeTest, TurnsAboutADifferenceOfTwoThatAnInsertionMeets) {
+TEST(AvlTree, TurnsAboutADifferenceOfTwoThatAnInsertionMeets) {
   const struct {
     std::string changes, shape, postorder;  // a capital letter is deleted
   } rows[] = {{"abB", "(a1)", "a"},
@@ -58,46 +61,48 @@ TEST_F(AvlTreeTest, TurnsAboutADifferenceOfTwoThatAnInsertionMeets) {
               {"fbhadgicejDIJGHe", "(((a0)b2((c0)e1))f3)", "acebf"},
               {"hdlbfjnacegikmoABCDEFGp", "(h4(((i0)j1(k0))l3((m0)n2(o1(p0)))))", "ikjmponlh"}};
   for (const auto& row : rows) {
-    for (const char c : row.changes) c >= 'a' ? insert(c) : remove(static_cast<char>(c + 'a' - 'A'));
-    EXPECT_EQ(shape(tree_->root), row.shape) << row.changes;
-    EXPECT_EQ(walk(PostorderTravAvlTree), row.postorder);
-    for (const char c : row.postorder) remove(c);
+    AvlTree* tree = MakeTree();
+    for (const char c : row.changes)
+      c >= 'a' ? Insert(c, tree) : Remove(static_cast<char>(c + 'a' - 'A'), tree);
+    EXPECT_EQ(Shape(tree->root), row.shape) << row.changes;
+    EXPECT_EQ(Walk(tree, PostorderTravAvlTree), row.postorder);
+    givenBack.clear();
+    ReleaseAvlTree(tree);
+    EXPECT_EQ(givenBack, row.postorder);
   }
-  for (const char c : {'b', 'a', 'c'}) insert(c);
-  givenBack_.clear();
-  ReleaseAvlTree(tree_);
-  EXPECT_EQ(givenBack_, "acb");
 }
 
-TEST_F(AvlTreeTest, BehavesLikeASetWithOrWithoutMemory) {
+TEST(AvlTree, BehavesLikeASetWithOrWithoutMemory) {
   Random random;
   std::set<char> model;
+  AvlTree* tree = MakeTree();
   for (int step = 0; step < 10000 && !HasFailure(); ++step) {
     const char letter = random.letter(60);
-    const std::string before = shape(tree_->root);
+    const std::string before = Shape(tree->root);
     // Phases that grow and phases that shrink, so that heights go badly stale, now and then to nothing.
     const size_t insertions[] = {8, 3, 8, 0};
     if (step < 100 || random.below(10) < insertions[step / 200 % 4]) {
-      outOfNodes_ = random.oneIn(6);
-      insert(letter);
-      EXPECT_TRUE(!outOfNodes_ || InsertAvlNode(Element(letter), tree_, nullptr) == nullptr);
-      if (!outOfNodes_) model.insert(letter);
-      EXPECT_TRUE(model.count(letter) == 1 || shape(tree_->root) == before);
-      outOfNodes_ = false;
+      outOfNodes = random.oneIn(6);
+      Insert(letter, tree);
+      EXPECT_TRUE(!outOfNodes || InsertAvlNode(Element(letter), tree, nullptr) == nullptr);
+      if (!outOfNodes) model.insert(letter);
+      EXPECT_TRUE(model.count(letter) == 1 || Shape(tree->root) == before);
+      outOfNodes = false;
     } else {
-      givenBack_.clear();
-      remove(letter);
-      EXPECT_EQ(givenBack_, std::string(model.erase(letter), letter));
+      givenBack.clear();
+      Remove(letter, tree);
+      EXPECT_EQ(givenBack, std::string(model.erase(letter), letter));
     }
-    EXPECT_TRUE(step >= 100 || model.empty() || tree_->root->height <= 7) << "60 letters need no more";
-    EXPECT_EQ(walk(InorderTravAvlTree), std::string(model.begin(), model.end()));
+    const std::string letters(model.begin(), model.end());
+    EXPECT_TRUE(step >= 100 || model.empty() || tree->root->height <= 7) << "60 letters need no more";
+    EXPECT_EQ(Walk(tree, InorderTravAvlTree), letters);
     const auto letterOf = [](const AvlNode* node) { return node == nullptr ? '\0' : Letter(node->element); };
-    EXPECT_EQ(letterOf(FindAvlNode(Element(letter), tree_, tree_->root)),
+    EXPECT_EQ(letterOf(FindAvlNode(Element(letter), tree, tree->root)),
               model.count(letter) == 0 ? 0 : letter);
-    EXPECT_EQ(letterOf(FindMinAvlNode(tree_->root)), model.empty() ? 0 : *model.begin());
-    EXPECT_EQ(letterOf(FindMaxAvlNode(tree_->root)), model.empty() ? 0 : *model.rbegin());
+    EXPECT_EQ(letterOf(FindMinAvlNode(tree->root)), letters.c_str()[0]);
+    EXPECT_EQ(letterOf(FindMaxAvlNode(tree->root)), letters.empty() ? 0 : letters.back());
   }
-  ReleaseAvlTree(tree_);
+  ReleaseAvlTree(tree);
 }
 
 TEST(AvlTree, CyclesItsAreasAndGoesToTheHeapPastThem) {
@@ -113,15 +118,13 @@ TEST(AvlTree, CyclesItsAreasAndGoesToTheHeapPastThem) {
       EXPECT_TRUE(c == 'c' || element == area + (c - 'a') * size);
       InsertAvlNode(std::memset(element, c, static_cast<size_t>(size)), tree, tree->root);
     }
-    EXPECT_EQ(tree->freeElements, nullptr);
-    EXPECT_EQ(tree->root, &tree->nodeArea[1]);
+    EXPECT_TRUE(tree->freeElements == nullptr && tree->root == &tree->nodeArea[1]);
     DeleteAvlNode("cccc", tree, tree->root);  // the heap's
-    EXPECT_TRUE(tree->freeElementNum == 0 && tree->freeNodeNum == 0);
+    EXPECT_EQ(tree->freeElementNum + tree->freeNodeNum, 0);
     DeleteAvlNode("aaaa", tree, tree->root);
-    EXPECT_TRUE(tree->freeElementNum == 1 && tree->freeNodeNum == 1);
-    EXPECT_EQ(tree->freeNodes, &tree->nodeArea[0]);
+    EXPECT_TRUE(tree->freeElementNum == 1 && tree->freeNodeNum == 1 && tree->freeNodes == tree->nodeArea);
     EXPECT_EQ(tree->GetAvlElement(tree), area);
-    EXPECT_EQ(std::string(area, area + size), std::string(static_cast<size_t>(size), '\0'));
+    EXPECT_EQ(std::count(area, area + size, '\0'), size);
     tree->FreeAvlElement(tree, area);
     tree->FreeAvlElement(tree, nullptr);
     ReleaseAvlTree(tree);
@@ -138,8 +141,7 @@ TEST(AvlTree, CreationTakesOnlyWhatCanWork) {
       EXPECT_EQ(CreateAvlTree(own, nullptr, count, nullptr, size), nullptr) << count << ", " << size;
   }
   EXPECT_EQ(CreateAvlTree(header, nullptr, 70000, nullptr, -24), header);
-  EXPECT_EQ(header->elementSize, 24);
-  EXPECT_EQ(header->elementArea, nullptr);
+  EXPECT_TRUE(header->elementSize == 24 && header->elementArea == nullptr);
   EXPECT_EQ(header->freeNodeNum, static_cast<int16_t>(70000 - 65536));
   InsertAvlNode(header->GetAvlElement(header), header, header->root);
   ReleaseAvlTree(header);

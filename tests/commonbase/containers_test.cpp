@@ -37,8 +37,7 @@ TEST(NumberSet, IsASetWhateverTheLimit) {
       const auto next = model.lower_bound(number);
       ASSERT_EQ(set.next(number), next == model.end() ? commonbase::NumberSet::kNone : *next);
       ASSERT_EQ(set.lowest(), model.empty() ? commonbase::NumberSet::kNone : *model.begin());
-      ASSERT_EQ(set.contains(number), model.count(number) == 1);
-      ASSERT_EQ(set.count(), model.size());
+      ASSERT_TRUE(set.contains(number) == (model.count(number) == 1) && set.count() == model.size());
     }
   }
 }
@@ -53,15 +52,14 @@ uint32_t Hash(const Record* record) {
   return record->hash;
 }
 
-// Records from the pool, chained in the table and listed in the array.
-TEST(Containers, KeepEveryRecordWhileTheyGrowAndShrink) {
+TEST(Containers, KeepEveryRecordOfThePoolInTableAndArray) {
   Random random;
   commonbase::SlabPool<Record> pool;
   commonbase::ChainTable<Record, &Record::next, Hash> table;
   commonbase::GrowArray<Record*> array;
   std::set<Record*> model;
   const Record zeros = {};
-  for (int step = 0; step < 20000 && !testing::Test::HasFailure(); ++step) {
+  for (int step = 0; step < 20000 && !HasFailure(); ++step) {
     if (array.empty() || random.below(10) < 6) {
       Record* record = pool.take();
       ASSERT_TRUE(record != nullptr && array.reserve(array.size() + 1));
@@ -87,11 +85,9 @@ TEST(Containers, KeepEveryRecordWhileTheyGrowAndShrink) {
       while (each != nullptr && each != record) each = each->next;
       listed.insert(each);
     }
-    EXPECT_EQ(listed, model);
     EXPECT_TRUE(table.forEach([&](Record* record) { return chained.insert(record).second; }));
-    EXPECT_EQ(chained, model);
+    EXPECT_TRUE(listed == model && chained == model && table.count() == model.size());
     EXPECT_TRUE(model.empty() || !table.forEach([](Record*) { return false; }));
-    EXPECT_EQ(table.count(), model.size());
     EXPECT_FALSE(array.reserve(UINT32_MAX));
   }
   table.clear([&](Record* record) { EXPECT_EQ(model.erase(record), 1u); });

@@ -20,8 +20,6 @@ class Random {
     std::cout << "PMSTORE_TEST_SEED=" << seed << std::endl;
     engine_.seed(static_cast<uint32_t>(seed));
   }
-
-  // A number below `limit`.
   size_t below(size_t limit) { return std::uniform_int_distribution<size_t>(0, limit - 1)(engine_); }
   bool oneIn(size_t n) { return below(n) == 0; }
   char letter(size_t number) { return static_cast<char>('A' + below(number)); }
@@ -36,4 +34,9 @@ inline void* Element(char letter) {
 
 inline char Letter(const void* element) {
   return static_cast<char>(reinterpret_cast<uintptr_t>(element));
+}
+
+inline std::string Sorted(std::string letters) {
+  std::sort(letters.begin(), letters.end());
+  return letters;
 }
