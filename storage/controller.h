@@ -44,6 +44,7 @@ struct FileInfo {
   bool marksDue;     // the next pass to complete has written the free marks, whatever fails before
   bool flushFailed;  // what free blocks hold may be lost with the power: the next pass writes them anew
   bool torn;
+  bool syncFailed;    // blocks that are free in memory alone may hold items that the file on disk lists
   bool backupBehind;  // the file is whole, but an older backup may stand beside it
 
   commonbase::NumberSet staleBlocks;

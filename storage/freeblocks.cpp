@@ -97,8 +97,9 @@ bool IsFreeBlock(const FileInfo* file, uint32_t offset) {
 int32_t SyncFreeBlock(FileInfo* file) {
   if (file->inTransaction || file->unmarkedBlocks.empty()) return kOk;
   file->marksDue = true;  // a pass that cannot begin leaves them to the next one
-  if (const int32_t result = BeginPass(file); result != kOk) return result;
-  return WriteFreeMarks(file);
+  const int32_t result = BeginPass(file);
+  file->syncFailed = result != kOk;
+  return result == kOk ? WriteFreeMarks(file) : result;
 }
 
 int32_t WriteFreeMarks(FileInfo* file) {

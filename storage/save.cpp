@@ -97,8 +97,9 @@ int32_t EndPass(FileInfo* file, bool onDisk, int32_t result, uint32_t savedNum) 
   return ours ? kWriteFailed : kCannotOpen;
 }
 
-int32_t SyncFile(FileInfo* file, PassEnd end) {
-  if (file->inTransaction || !HasWork(file)) return kOk;
+namespace {
+
+int32_t RunPass(FileInfo* file, PassEnd end) {
   if (const int32_t result = BeginPass(file); result != kOk) return result;
   uint32_t savedNum = 0;
   int32_t result = WriteFreeBlocks(file);
@@ -107,6 +108,15 @@ int32_t SyncFile(FileInfo* file, PassEnd end) {
   const bool onDisk = file->file.sync();
   if (end == PassEnd::kLater && result == kOk && onDisk) return kOk;
   return EndPass(file, onDisk, result, savedNum);
+}
+
+}  // namespace
+
+int32_t SyncFile(FileInfo* file, PassEnd end) {
+  if (file->inTransaction) return kOk;
+  const int32_t result = HasWork(file) ? RunPass(file, end) : kOk;
+  file->syncFailed = result != kOk;
+  return result;
 }
 
 int32_t SyncDirtyData(PassEnd end) {
