@@ -52,24 +52,27 @@ void Count(Census* census) {
   }
 }
 
-// Whether every packet that `keep` names passes its check. A header that no check vouches for must not take
-// the rest of its item away.
+// Finds out whether every packet that `keep` names passes its check. A header that no check vouches for must not
+// take the rest of its item away. False when one cannot be read: that is no damage, and may pass.
 template <typename Keep>
-bool AreSound(const FileInfo* file, const ItemInfo* item, const Census& census, Keep keep) {
-  for (uint32_t i = 0; i < census.headers.size(); ++i) {
+bool CheckSound(const FileInfo* file, const ItemInfo* item, const Census& census, Keep keep, bool* sound) {
+  *sound = true;
+  for (uint32_t i = 0; i < census.headers.size() && *sound; ++i) {
     uint8_t* block = controller->blockBuffer;
     if (!keep(census.headers[i])) continue;
-    if (!ReadBlocks(file, item->fragments[i] / kBlockSize, block, 1) || CheckPacket(block) != kOk)
-      return false;
+    if (!ReadBlocks(file, item->fragments[i] / kBlockSize, block, 1)) return false;
+    *sound = CheckPacket(block) == kOk;
   }
   return true;
 }
 
 // Keeps the item's packets that `keep` names, in their order; the others become free in memory. All are kept
-// when one of those is damaged.
+// when one of those is damaged. False as SettleItem.
 template <typename Keep>
 bool KeepOnly(FileInfo* file, ItemInfo* item, const Census& census, Keep keep) {
-  if (!AreSound(file, item, census, keep)) return true;
+  bool sound;
+  if (!CheckSound(file, item, census, keep, &sound)) return false;
+  if (!sound) return true;
   if (!ReserveBlocks(file, file->blockNum)) return false;
   item->fragments.count = 0;
   item->size = 0;

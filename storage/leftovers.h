@@ -21,7 +21,7 @@ namespace storage {
 bool GoesOnInOrder(const ItemInfo* item, const PacketHeader& header);
 
 // Looks over an item with more than one packet that did not stand in order. False when there is no memory or
-// a header cannot be read.
+// a block cannot be read.
 bool SettleItem(FileInfo* file, ItemInfo* item);
 
 }  // namespace storage
