@@ -85,8 +85,11 @@ class File {
 #endif
 };
 
-// Whether an entry of that name (a file or a directory) exists.
+// Whether an entry of that name (a file or a directory) exists; no when the system does not say.
 bool Exists(const PmChar* path);
+
+// Whether the system says that there is no entry of that name.
+bool IsMissing(const PmChar* path);
 
 // The size in bytes, 0 for a directory, -1 when no entry of that name exists.
 int64_t SizeOf(const PmChar* path);

@@ -267,6 +267,11 @@ bool Exists(const PmChar* path) {
   return lstat(Utf8Path(path).get(), &status) == 0;
 }
 
+bool IsMissing(const PmChar* path) {
+  struct stat status;
+  return lstat(Utf8Path(path).get(), &status) != 0 && errno == ENOENT;
+}
+
 int64_t SizeOf(const PmChar* path) {
   struct stat status;
   if (stat(Utf8Path(path).get(), &status) != 0) return Exists(path) ? 0 : -1;

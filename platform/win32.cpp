@@ -221,6 +221,11 @@ bool Exists(const PmChar* path) {
   return Look(path, &entry);
 }
 
+bool IsMissing(const PmChar* path) {
+  WIN32_FIND_DATAW entry;
+  return !Look(path, &entry) && GetLastError() == ERROR_FILE_NOT_FOUND;
+}
+
 int64_t SizeOf(const PmChar* path) {
   WIN32_FIND_DATAW entry;
   if (!Look(path, &entry)) return -1;

@@ -143,8 +143,7 @@ bool PathNamesDataFile(const FileInfo* file) {
 bool DropBackup(FileInfo* file) {
   const BackupNames names(file->path);
   file->backupKnown = false;
-  // One that seems to be gone is gone when the folder answers.
-  return (platform::Remove(names.backup) || !platform::Exists(names.backup)) &&
+  return (platform::Remove(names.backup) || platform::IsMissing(names.backup)) &&
          platform::SyncFolder(file->path);
 }
 
