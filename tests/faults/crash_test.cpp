@@ -158,8 +158,8 @@ class PowerFailure : public Crash {
     }
   }
 
-  // A drawn session, on what a crash has left or on what calls have made, where all goes well or some call
-  // fails, or all from that one on; the power fails nevertheless.
+  // A drawn session, on what a crash has left or on what calls have made, where all goes well, or some call
+  // fails, or all from that one on, or some now and then; the power fails nevertheless.
   void tryDrawn(uint32_t seed) {
     folder_.clear();
     seam::Arm(seam::Fault::kNone);
@@ -173,8 +173,9 @@ class PowerFailure : public Crash {
     tryAll("seed " + std::to_string(seed), &s, seed, [&] {
       std::mt19937 random(seed);
       constexpr seam::Fault kFaults[] = {seam::Fault::kError, seam::Fault::kFailedFlush,
-                                         seam::Fault::kShortWrite};
-      if (seed % 3 == 2) seam::Arm(kFaults[random() % 3], static_cast<int>(random() % 80), random() % 2 == 0);
+                                         seam::Fault::kShortWrite, seam::Fault::kStorm};
+      if (seed % 3 == 2)
+        seam::Arm(kFaults[random() % 4], 3 + static_cast<int>(random() % 80), random() % 2 == 0, seed);
       RunDrawn(s, ~seed, 12);
     });
   }

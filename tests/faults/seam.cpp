@@ -10,6 +10,7 @@
 #include <cstdarg>
 #include <filesystem>
 #include <map>
+#include <random>
 
 // The linker's names: __wrap_x stands in for x, and __real_x is the system's own.
 extern "C" {
@@ -36,6 +37,7 @@ bool untilDisarmed, struck, suspended;
 const char* watched;
 std::vector<Change>* recorded;
 std::map<ino_t, int> numbers;
+std::mt19937 storm;
 
 bool CanStrike(int traits) {
   if (armed == Fault::kNoMemory || traits == kAllocates)
@@ -53,7 +55,11 @@ bool Strikes(int traits) {
   if (traits != kAllocates) ++callNum;
   if (!CanStrike(traits)) return false;
   const int number = eligibleNum++;
-  if (number < strikeAt || (number > strikeAt && !untilDisarmed)) return false;
+  if (armed == Fault::kStorm) {
+    if (storm() % static_cast<unsigned>(strikeAt) != 0) return false;
+  } else if (number < strikeAt || (number > strikeAt && !untilDisarmed)) {
+    return false;
+  }
   if (armed == Fault::kDeath) _exit(0);
   struck = true;
   errno = armed == Fault::kNoSpace ? ENOSPC : EIO;
@@ -94,7 +100,7 @@ void NoteWrite(int descriptor, off64_t at, ssize_t written) {
 template <typename Call>
 ssize_t Write(int descriptor, off64_t at, size_t size, Call call) {
   if (Strikes(kNeedsRoom | kWrites)) {
-    if (armed != Fault::kShortWrite) return -1;
+    if (armed != Fault::kShortWrite && (armed != Fault::kStorm || storm() % 2 == 0)) return -1;
     size /= 2;
   }
   const ssize_t written = call(size);
@@ -113,8 +119,9 @@ int Flush(int descriptor) {
 
 }  // namespace
 
-void Arm(Fault fault, int at, bool fromThenOn) {
+void Arm(Fault fault, int at, bool fromThenOn, uint32_t seed) {
   armed = fault;
+  storm.seed(seed);
   strikeAt = at;
   untilDisarmed = fromThenOn;
   struck = false;

@@ -16,11 +16,13 @@ enum class Fault {
   kShortWrite,   // calls that write: half of the bytes, down to none
   kFailedFlush,  // fsync, fdatasync, close
   kDeath,        // any call: the process ends before it
+  kStorm,        // any call now and then, one in `at`: an error, or half of the bytes
   kNoMemory,     // allocations, and no call
 };
 
-// From now on, number `at` (from 0) of what the fault can strike fails, or all from that one on.
-void Arm(Fault fault, int at = 0, bool fromThenOn = false);
+// From now on, number `at` (from 0) of what the fault can strike fails, or all from that one on. The seed is that
+// of a storm.
+void Arm(Fault fault, int at = 0, bool fromThenOn = false, uint32_t seed = 0);
 void Disarm();
 void Suspend(bool suspended);  // nothing is struck or counted meanwhile
 bool Struck();                 // whether anything failed since Arm

@@ -130,11 +130,25 @@ void Session::close(int v) {
   if (!isOpen(v)) return;
   call(v, [&](Vault& vault) {
     EXPECT_EQ(CloseDataBaseFile(vault.handle), 0);
-    vault.handle = nullptr;
-    if (!vault.inTransaction) return seam::Struck() ? kPerhapsWritten : kWritten;
-    dropTransaction(&vault);
-    return kPerhapsWritten;
+    return closed(&vault);
   });
+}
+
+void Session::takeDown() {
+  ReleasePmTotalDataController();
+  EXPECT_EQ(InitPmTotalDataController(), 1);
+  for (Vault& vault : vaults_) {
+    if (vault.handle == nullptr) continue;
+    if (closed(&vault) == kWritten) vault.durable.clear();
+    vault.durable.push_back(vault.memory);
+  }
+}
+
+Session::Outcome Session::closed(Vault* vault) {
+  vault->handle = nullptr;
+  if (!vault->inTransaction) return seam::Struck() ? kPerhapsWritten : kWritten;
+  dropTransaction(vault);
+  return kPerhapsWritten;
 }
 
 // What an open transaction changed goes with the close, but the blocks that it freed are squeezed out: those

@@ -70,6 +70,7 @@ class Session {
   void start(int v);
   void stop(int v);
   void sync(int v);
+  void takeDown();  // the library, with the vaults that are open; and brings it up again
 
   // The first item that the engine holds for clean and that does not stand in the data file so; else an empty
   // text.
@@ -97,6 +98,7 @@ class Session {
 
   template <typename Body>
   void call(int v, Body body);
+  static Outcome closed(Vault* vault);
   static void dropTransaction(Vault* vault);
   static Outcome synced(const Vault& vault, int32_t result);
   int32_t noted(int32_t result);
