@@ -90,6 +90,8 @@ const Row kRows[] = {
      [](Stage& s) { return Done(InserItemToDataBase(s.handle, 7, s.bytes.data(), 2500, 0)); }},
     {"insert, committed", true,
      [](Stage& s) { return Done(InserItemToDataBase(s.handle, 1, s.bytes.data(), 2500, 0)); }},
+    {"insert, large", true,
+     [](Stage& s) { return Done(InserItemToDataBase(s.handle, 1, Bytes(3 << 20).data(), 3 << 20, 0)); }},
     {"modify", true, [](Stage& s) { return Done(PmModifyItem(s.handle, 2, s.bytes.data(), 5, 900, 0)); }},
     {"get", true,
      [](Stage& s) {

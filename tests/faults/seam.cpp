@@ -245,6 +245,8 @@ PASS(kNeedsRoom, -1, int, setxattr,
 PASS(kAllocates, nullptr, void*, malloc, (size_t size), (size))
 PASS(kAllocates, nullptr, void*, calloc, (size_t number, size_t size), (number, size))
 PASS(kAllocates, nullptr, void*, realloc, (void* memory, size_t size), (memory, size))
+PASS(kAllocates, ENOMEM, int, posix_memalign, (void** memory, size_t alignment, size_t size),
+     (memory, alignment, size))
 #undef PASS
 
 void __wrap_free(void* memory) {

@@ -162,7 +162,7 @@ void Session::dropTransaction(Vault* vault) {
       none = none && item.bytes.empty();
     }
     vault->durable.push_back(world);
-    if (none) vault->durable.emplace_back();
+    if (none) vault->durable.push_back({{}, world.strays});
   }
   vault->memory = squeezed.back();
   vault->inTransaction = false;
