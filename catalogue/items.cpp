@@ -27,11 +27,9 @@ bool Select(const DataBaseHandle* handle) {
   return storage::SelectDataFile(handle->path) == storage::kOk;
 }
 
-// Undoes ReserveIdTable's making of item 0 for a database that stored nothing. One that is about to go still
-// stands for IDs on the disk.
+// Undoes ReserveIdTable's making of item 0 for a database that stored nothing.
 void DropEmptyTable(const DataBaseHandle* handle) {
-  if (handle->committedIds.slots().count() == 0 && handle->unsavedFrom == kAllSaved)
-    storage::DeleteItem(kIdTableItem, 0);
+  if (handle->committedIds.slots().count() == 0) storage::DeleteItem(kIdTableItem, 0);
 }
 
 int32_t InsertPending(DataBaseHandle* handle, ItemIdRecord* record, const void* data, uint32_t size,
