@@ -83,7 +83,13 @@ void Use(DataBaseHandle* handle, const Bytes& file) {
   }
   const uint32_t listed = FirstGetItemID(handle, 1);
   const Bytes bytes(1500, 'x');
-  if (listed != 0) PmModifyItem(handle, listed, bytes.data(), 3, 1500, 1);
+  const bool lost = listed != 0 && !Item(handle, listed);
+  const bool changed = listed != 0 && PmModifyItem(handle, listed, bytes.data(), 3, 1500, 1) == 0;
+  if (lost) {
+    Require(!changed && ReadVault() == file, "what cannot be read is not changed");
+    Require(InserItemToDataBase(handle, listed, bytes.data(), 1500, 1) == 0, "it can be replaced");
+    Require(Item(handle, listed) == bytes, "what replaced it is there");
+  }
   const uint32_t added = CreateNewItemID(handle, 1, u"new");
   const bool inserted = added != 0 && InserItemToDataBase(handle, added, bytes.data(), 1500, 1) == 0;
   if (listed != 0) DeleteItemFromDataBase(handle, listed, 1);
@@ -117,7 +123,9 @@ Bytes WithItem(const Bytes& table, size_t size) {
 
 void OpenAndUse(const Bytes& file) {
   const Library library;
-  if (DataBaseHandle* handle = OpenWith(file)) return Use(handle, file);
+  DataBaseHandle* handle = OpenWith(file);
+  Require((handle != nullptr) == vault::Opens(file), "what is a data file opens, and nothing else");
+  if (handle != nullptr) return Use(handle, file);
   Require(ReadVault() == file, "a refused file is untouched");
 }
 
@@ -141,7 +149,7 @@ void Restore(const Bytes& backup) {
   Write(vaultPath, sound);
   Write(backupPath, backup);
   const int32_t result = PmRestoreBackupFile(vaultName.c_str());
-  Require(result == 0 || result == -2, "a documented result");
+  Require(result == (vault::Opens(backup) ? 0 : -2), "what is a data file restores, and nothing else");
   Require(ReadVault() == (result == 0 ? backup : sound), "restored or untouched");
   if (result == 0) Use(OpenDataBaseFile(vaultName.c_str()), backup);
 }

@@ -1,5 +1,11 @@
 // Every result code of every function that takes a handle or a path, by what brings it about.
 
+#if !defined(_WIN32)
+#include <sys/resource.h>
+
+#include <csignal>
+#endif
+
 #include "storage/storage.h"
 #include "tests/support/fixture.h"
 
@@ -102,6 +108,53 @@ TEST_F(ResultCodes, OfAFileThatWasCutBehindOurBack) {
   EXPECT_EQ(CloseDataBaseFile(db), 0);
   EXPECT_EQ(get(open(), kept), Pattern(900));
 }
+
+#if !defined(_WIN32)
+
+void LimitFileSize(rlim_t bytes) {
+  rlimit limit;
+  getrlimit(RLIMIT_FSIZE, &limit);
+  limit.rlim_cur = bytes;
+  setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+TEST_F(ResultCodes, OfAFullDisk) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  const uint32_t id = add(open(), Pattern(900));
+  restart();
+  const auto before = ReadBytes(file());
+  EXPECT_EQ(modify(open(), id, Pattern(3500), -1, 0), 0);
+  for (const rlim_t room : {1 * vault::kBlock, 3 * vault::kBlock + 300}) {  // for no backup, for half a block
+    LimitFileSize(room);
+    EXPECT_EQ(PmSyncDirtyData(), -4);
+    LimitFileSize(RLIM_INFINITY);
+    const bool begun = room > 2 * vault::kBlock;
+    EXPECT_EQ(ReadBytes(file())->size(), (begun ? 3 : 2) * vault::kBlock)
+        << "neither a ragged end nor a hole";
+    EXPECT_EQ(ReadBytes(begun ? BackupOf(file()) : file()), before) << "the only whole state";
+    EXPECT_FALSE(exists(BackupOf(file()).replace_extension(".pmt")));
+  }
+  EXPECT_EQ(PmSyncDirtyData(), 0);
+  EXPECT_EQ(ReadBytes(BackupOf(file())), ReadBytes(file()));
+  restart();
+  EXPECT_EQ(get(open(), id), Pattern(3500));
+}
+
+// Windows does not let a file that is open be replaced.
+TEST_F(ResultCodes, OfAFileThatTookTheVaultsPlace) {
+  DataBaseHandle* db = open();
+  const uint32_t id = add(db, Pattern(900));
+  EXPECT_EQ(PmSyncDirtyData(), 0);
+  const Bytes other = *ReadBytes(file());
+  WriteBytes(file("other"), other);
+  std::filesystem::rename(file("other"), file());
+  EXPECT_EQ(modify(db, id, Pattern(1500), 0, 1), -2);
+  EXPECT_EQ(CloseDataBaseFile(db), 0);
+  EXPECT_EQ(ReadBytes(file()), other) << "it is left alone";
+  EXPECT_TRUE(std::filesystem::remove(BackupOf(file()))) << "the lost file has no other copy";
+}
+
+#endif
 
 TEST_F(ResultCodes, OfPathsAndCounts) {
   ReleasePmTotalDataController();

@@ -166,17 +166,24 @@ std::optional<std::vector<Record>> ReadTable(const Bytes& item) {
   return records;
 }
 
+bool Opens(const Bytes& file) {
+  if (file.size() % kBlock != 0) return false;
+  for (size_t at = 0; at < file.size(); at += kBlock) {
+    if ((file[at] & 0xFE) != 0x40 || Get(&file[at + 1020]) != kTrailer) return false;
+  }
+  const auto items = ScanFile(file).items;
+  const auto table = items.find(0);
+  const std::optional<Bytes> bytes = table == items.end() ? Bytes() : Assemble(file, table->second);
+  return bytes && ReadTable(*bytes);
+}
+
 std::string Fault(const Bytes& file) {
-  if (file.size() % kBlock != 0) return "ends inside a block";
+  if (!Opens(file)) return "it would not open";
   for (size_t b = 0; b < file.size() / kBlock; ++b) {
-    const uint8_t* at = file.data() + b * kBlock;
-    if ((at[0] != 0x40 && at[0] != 0x41) || at[1] > 2 || Get(at + 1020) != kTrailer)
-      return "block " + std::to_string(b);
+    if (file[b * kBlock + 1] > 2) return "block " + std::to_string(b);
   }
   for (const auto& [id, item] : ScanFile(file).items) {
-    const std::optional<Bytes> bytes = Assemble(file, item);
-    if (!bytes) return "item " + std::to_string(id);
-    if (id == 0 && !ReadTable(*bytes)) return "the table of IDs";
+    if (!Assemble(file, item)) return "item " + std::to_string(id);
   }
   return "";
 }

@@ -59,8 +59,10 @@ struct Record {
 Bytes MakeTable(const std::vector<Record>& records);
 std::optional<std::vector<Record>> ReadTable(const Bytes& item);  // nothing when it is malformed
 
-// What is wrong with a closed data file, or an empty text: every block sound, every item whole, the table
-// readable.
+// Whether it is a data file: whole blocks of the format, and no table or one that can be read.
+bool Opens(const Bytes& file);
+
+// What is wrong with a closed data file, or an empty text: it opens, and every item is whole.
 std::string Fault(const Bytes& file);
 
 }  // namespace vault
