@@ -12,6 +12,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -39,7 +40,8 @@ enum class Errc : int32_t {
   kNotOpened = -101,   /**< the vault cannot be opened: no valid data file, damaged, or not to be written */
   kNotRestored = -102, /**< a backup was left by a crash and cannot be restored */
   kNotCreated = -103,  /**< no ID: the kind and user data are in use, or there is no memory */
-  kNotLibrary = -104   /**< the library could not be brought up */
+  kNotLibrary = -104,  /**< the library could not be brought up */
+  kNoVault = -105      /**< no vault is open */
 };
 
 }  // namespace pmstore
@@ -77,6 +79,8 @@ class Category : public std::error_category {
         return "no ID was made";
       case Errc::kNotLibrary:
         return "the library could not be brought up";
+      case Errc::kNoVault:
+        return "no vault is open";
     }
     return "unknown error";
   }
@@ -139,26 +143,26 @@ class Vault {
   /** No vault, until one is opened or moved in. */
   Vault() noexcept = default;
 
-  /** The same without exceptions; closes what was open before. */
-  void open(const std::filesystem::path& path, std::error_code& error) {
-    close(error);
-    const Text name = nameOf(path);
-    if (InitPmTotalDataController() != 1) {
-      error = Errc::kNotLibrary;
-      return;
+  /** The same without exceptions. A vault that was open before is closed, and stays open when its changes cannot
+   * be written. */
+  void open(const std::filesystem::path& path, std::error_code& error) noexcept {
+    error.clear();
+    if (handle_ != nullptr) sync(error);
+    if (!error) close(error);
+    if (error) return;
+    Text name, backup;
+    try {
+      name = nameOf(path);
+      backup = backupOf(name);
+    } catch (const std::exception&) {  // no memory, or no text
     }
-    const bool left = FExists(backupOf(name).c_str()) == 0;
-    if (left && PmRestoreBackupFile(name.c_str()) != 0) {
-      error = Errc::kNotRestored;
-    } else if ((handle_ = OpenDataBaseFile(name.c_str())) == nullptr) {
+    if (backup.empty() || name.find(PmChar{0}) != Text::npos) {
       error = Errc::kNotOpened;
+    } else if (InitPmTotalDataController() != 1) {
+      error = Errc::kNotLibrary;
     } else {
-      if (left) CloseDataBaseFile(handle_);  // the restore counted as an open of its own
-      restored_ = left;
-      error.clear();
-      return;
+      openOrRestore(name, FExists(backup.c_str()) == 0, error);
     }
-    ReleasePmTotalDataController();
   }
 
   ~Vault() {
@@ -171,7 +175,7 @@ class Vault {
   /** Takes a vault over. */
   Vault(Vault&& other) noexcept
       : handle_(std::exchange(other.handle_, nullptr)), restored_(std::exchange(other.restored_, false)) {}
-  /** Closes this vault and takes another over. */
+  /** Closes this vault, as the destructor without a report, and takes another over. */
   Vault& operator=(Vault&& other) noexcept {
     Vault taken(std::move(other));
     std::swap(handle_, taken.handle_);
@@ -202,16 +206,19 @@ class Vault {
   /** Whether opening restored the vault from a backup. Of a vault that was open already it says nothing. */
   bool restored() const noexcept { return restored_; }
 
-  /** Stores bytes under a new random ID with a kind and, when not null, a user-data string. */
+  /** Stores bytes under a new random ID with a kind and, when not null, a user-data string. 0 when that failed:
+   * no ID lists the bytes then. An ID together with an error is stored, and waits for the next sync. */
   uint32_t add(uint32_t kind, const PmChar* userData, std::string_view bytes,
                std::error_code& error) noexcept {
     const uint32_t id = CreateNewItemID(handle_, kind, userData);
     if (id == 0) {
       error = Errc::kNotCreated;
-    } else {
-      put(id, bytes, Sync::kNow, error);
+      return 0;
     }
-    return error ? 0 : id;
+    store(id, bytes, Sync::kNow, error);
+    if (error) return 0;
+    set(error, PmSyncDirtyData());  // how the table of IDs fared
+    return id;
   }
   /** @copydoc add(uint32_t,const PmChar*,std::string_view,std::error_code&) */
   uint32_t add(uint32_t kind, const PmChar* userData, std::string_view bytes) {
@@ -223,11 +230,8 @@ class Vault {
 
   /** Makes bytes the whole content of an item. */
   void put(uint32_t id, std::string_view bytes, Sync when, std::error_code& error) noexcept {
-    const bool fits = bytes.size() <= UINT32_MAX;
-    set(error, fits ? InserItemToDataBase(handle_, id, bytes.data(), static_cast<uint32_t>(bytes.size()),
-                                          static_cast<int32_t>(when))
-                    : static_cast<int32_t>(Errc::kRefused));
-    if (!error && when == Sync::kNow) set(error, PmSyncDirtyData());  // how the table of IDs fared
+    store(id, bytes, when, error);
+    if (!error && when == Sync::kNow) set(error, PmSyncDirtyData());
   }
   /** @copydoc put(uint32_t,std::string_view,Sync,std::error_code&) */
   void put(uint32_t id, std::string_view bytes, Sync when = Sync::kNow) {
@@ -298,8 +302,7 @@ class Vault {
 
   /** Writes all changes. Inside a transaction it writes nothing. */
   void sync(std::error_code& error) noexcept {
-    select();
-    set(error, PmSyncDirtyData());
+    set(error, select() ? PmSyncDirtyData() : static_cast<int32_t>(Errc::kNoVault));
   }
   /** @copydoc sync(std::error_code&) */
   void sync() {
@@ -319,9 +322,32 @@ class Vault {
     error = result != 0 ? make_error_code(static_cast<Errc>(result)) : std::error_code();
   }
 
+  // Opens a vault, restored first when a crash left a backup. Counts the library's user off when that fails.
+  void openOrRestore(const Text& name, bool left, std::error_code& error) noexcept {
+    if (left && PmRestoreBackupFile(name.c_str()) != 0) {
+      error = Errc::kNotRestored;
+    } else if ((handle_ = OpenDataBaseFile(name.c_str())) == nullptr) {
+      error = Errc::kNotOpened;
+    }
+    if (error) return ReleasePmTotalDataController();
+    if (left) CloseDataBaseFile(handle_);  // the restore counted as an open of its own
+    restored_ = left;
+  }
+
+  void store(uint32_t id, std::string_view bytes, Sync when, std::error_code& error) noexcept {
+    const bool fits = bytes.size() <= UINT32_MAX;
+    set(error, fits ? InserItemToDataBase(handle_, id, bytes.data(), static_cast<uint32_t>(bytes.size()),
+                                          static_cast<int32_t>(when))
+                    : static_cast<int32_t>(Errc::kRefused));
+  }
+
   // Makes the vault's file the current one: a change that is always refused, but only once the file is
-  // current.
-  void select() const noexcept { PmModifyItem(handle_, 1, nullptr, -2, 0, 0); }
+  // current. False when no vault is open.
+  bool select() const noexcept {
+    if (handle_ == nullptr) return false;
+    PmModifyItem(handle_, 1, nullptr, -2, 0, 0);
+    return true;
+  }
 
   static Text nameOf(const std::filesystem::path& path) {
 #if defined(_WIN32)
@@ -352,10 +378,10 @@ class Vault {
  */
 class Transaction {
  public:
-  /** Starts one. The vault stays open, and in its place, as long as the transaction. */
+  /** Starts one. The vault stays open, and in its place, as long as the transaction; where none is open, commit()
+   * says so. */
   explicit Transaction(const Vault& vault) noexcept : vault_(&vault) {
-    vault_->select();
-    PmStartTransaction();
+    if (vault_->select()) PmStartTransaction();
   }
 
   ~Transaction() {
@@ -370,8 +396,8 @@ class Transaction {
   void commit(std::error_code& error) noexcept {
     error.clear();
     if (vault_ == nullptr) return;
-    std::exchange(vault_, nullptr)->select();
-    Vault::set(error, PmStopTransaction());
+    const bool open = std::exchange(vault_, nullptr)->select();
+    Vault::set(error, open ? PmStopTransaction() : static_cast<int32_t>(Errc::kNoVault));
   }
   /** @copydoc commit(std::error_code&) */
   void commit() {

@@ -16,11 +16,29 @@ from contextlib import contextmanager
 __all__ = ["Error", "Vault"]
 
 
+class _Word(ctypes.c_uint32):
+    """A number of 32 bits as an argument; ctypes itself would cut a larger one."""
+
+    @classmethod
+    def from_param(cls, value):
+        if not 0 <= value < 1 << 32:
+            raise OverflowError(f"{value} is no number of 32 bits")
+        return cls(value)
+
+
+class _Offset(ctypes.c_int32):
+    @classmethod
+    def from_param(cls, value):
+        if not -(1 << 31) <= value < 1 << 31:
+            raise OverflowError(f"{value} is no offset")
+        return cls(value)
+
+
 def _load():
     default = "pmstore.dll" if sys.platform == "win32" else "libpmstore.so.1"
     library = ctypes.CDLL(os.environ.get("PMSTORE_LIBRARY", default))
-    handle, text, word, code = ctypes.c_void_p, ctypes.c_char_p, ctypes.c_uint32, ctypes.c_int32
-    word_out = ctypes.POINTER(word)
+    handle, text, word, flag = ctypes.c_void_p, ctypes.c_char_p, _Word, ctypes.c_int32
+    code, number, word_out = ctypes.c_int32, ctypes.c_uint32, ctypes.POINTER(ctypes.c_uint32)
     for name, result, *arguments in (
         ("InitPmTotalDataController", code),
         ("ReleasePmTotalDataController", None),
@@ -28,16 +46,16 @@ def _load():
         ("OpenDataBaseFile", handle, text),
         ("CloseDataBaseFile", code, handle),
         ("PmRestoreBackupFile", code, text),
-        ("CreateNewItemID", word, handle, word, text),
+        ("CreateNewItemID", number, handle, word, text),
         ("RetainID", code, handle, word, word, text),
-        ("GetItemIDByUserdata", word, handle, word, text),
+        ("GetItemIDByUserdata", number, handle, word, text),
         ("GetItemAddons", ctypes.c_void_p, handle, word, word_out),
-        ("FirstGetItemID", word, handle, word),
-        ("NextGetItemID", word, handle, word),
-        ("GetItemCount", word, handle, word),
-        ("InserItemToDataBase", code, handle, word, text, word, code),
-        ("DeleteItemFromDataBase", code, handle, word, code),
-        ("PmModifyItem", code, handle, word, text, code, word, code),
+        ("FirstGetItemID", number, handle, word),
+        ("NextGetItemID", number, handle, word),
+        ("GetItemCount", number, handle, word),
+        ("InserItemToDataBase", code, handle, word, text, word, flag),
+        ("DeleteItemFromDataBase", code, handle, word, flag),
+        ("PmModifyItem", code, handle, word, text, _Offset, word, flag),
         ("PmGetItemPtrByID", ctypes.c_void_p, handle, word_out),
         ("PmSyncDirtyData", code),
         ("PmStartTransaction", code),
@@ -90,7 +108,8 @@ def _backup_of(path):
 class Vault:
     """An open vault, closed by close() or at the end of a with statement.
 
-    A missing file is made. A backup that a crash left beside the file is restored first; `restored` says so.
+    IDs, kinds and sizes are numbers of 32 bits; others are refused with an OverflowError or a ctypes.ArgumentError. A
+    missing file is made. A backup that a crash left beside the file is restored first; `restored` says so.
     """
 
     _handle = None
@@ -156,7 +175,7 @@ class Vault:
 
     def __getitem__(self, item):
         """A copy of the item's bytes. KeyError when there is no such item or when it is damaged."""
-        word = ctypes.c_uint32(item)
+        word = _Word.from_param(item)
         address = _library.PmGetItemPtrByID(self._handle, ctypes.byref(word))
         if not address:
             raise KeyError(item)
@@ -202,6 +221,8 @@ class Vault:
 
     def _select(self):
         """Makes the file current: a change that is always refused, but only once the file is current."""
+        if self._handle is None:
+            raise Error("the vault is closed")
         _library.PmModifyItem(self._handle, 1, None, -2, 0, 0)
 
     def sync(self):

@@ -80,4 +80,37 @@ TEST_F(WrapperTest, MovesAndReportsErrors) {
   EXPECT_THROW(Vault(file("no") / "such" / "folder"), pmstore::Error);
 }
 
+TEST_F(WrapperTest, WithoutAVaultNothingHappensToAnother) {
+  Vault vault(file()), none;
+  const uint32_t id = vault.add(1, nullptr, "one");
+  const auto before = ReadBytes(file());
+  Transaction transaction(vault);
+  vault.put(id, "two", Sync::kLater);
+  std::error_code error;
+  Transaction(none).commit(error);
+  EXPECT_EQ(error, Errc::kNoVault);
+  none.sync(error);
+  EXPECT_EQ(error, Errc::kNoVault);
+  EXPECT_EQ(ReadBytes(file()), before) << "the transaction goes on";
+  none.open(file().string() + std::string("\0x", 2), error);
+  EXPECT_EQ(error, Errc::kNotOpened);
+}
+
+#if !defined(_WIN32)  // where an open file has a name for good
+TEST_F(WrapperTest, AVaultThatCannotBeWrittenStaysOpen) {
+  Vault vault(file());
+  const uint32_t id = vault.add(1, nullptr, "one");
+  vault.put(id, "two", Sync::kLater);
+  std::filesystem::rename(file(), file("away"));
+  std::error_code error;
+  vault.open(file("other.db"), error);
+  EXPECT_EQ(error, Errc::kCannotOpen);
+  EXPECT_EQ(textOf(vault, id), "two");
+  std::filesystem::rename(file("away"), file());
+  vault.open(file("other.db"), error);
+  EXPECT_FALSE(error);
+  EXPECT_EQ(textOf(Vault(file()), id), "two");
+}
+#endif
+
 }  // namespace
