@@ -218,4 +218,18 @@ TEST_F(PowerFailure, EveryStateIsTheOneBeforeOrAfterTheCall) {
   EXPECT_GE(states_.size(), seconds != nullptr ? fixed : kStates);
 }
 
+TEST_F(PowerFailure, WhatAFailedFlushLostIsWrittenAnew) {
+  for (int at = 0; at < 6; ++at) {
+    folder_.clear();
+    seam::Arm(seam::Fault::kNone);
+    Session s(folder_.path);
+    s.open(0), s.insert(0, 1, 500);
+    tryAll("flush " + std::to_string(at), &s, 1, [&] {
+      seam::Arm(seam::Fault::kFailedFlush, at);
+      // The blocks are given up, and marked, many of them at once; of the last one, only the mark is written.
+      s.insert(0, 1, 64000, 1), s.remove(0, 1), s.close(0);
+    });
+  }
+}
+
 }  // namespace
