@@ -20,7 +20,7 @@ class WrapperTest(unittest.TestCase):
             for number in (item + (1 << 32), -1):
                 for call in (lambda: vault[number], lambda: vault.__setitem__(number, b"lost"), lambda: vault.retain(number, 1),
                              lambda: vault.__delitem__(number), lambda: vault.write(number, 0, b"lost"),
-                             lambda: vault.items(number), lambda: vault.write(item, number << 1, b"lost")):
+                             lambda: vault.items(number), lambda: vault.write(item, 1 << 31, b"lost")):
                     self.assertRaises((OverflowError, ctypes.ArgumentError), call)
             self.assertEqual(vault[item], b"kept")
 
