@@ -30,23 +30,25 @@ void Take(const fs::directory_entry& entry, const std::string& name, Walk& walk)
   }
 }
 
+// Names that mean something else than themselves on the system that is to hold the file.
+#if defined(_WIN32)
 bool IsDeviceName(std::string part) {
   part = part.substr(0, part.find('.'));
   std::transform(part.begin(), part.end(), part.begin(), [](unsigned char c) { return std::toupper(c); });
   if (part == "CON" || part == "PRN" || part == "AUX" || part == "NUL") return true;
-  return part.size() == 4 && (part.substr(0, 3) == "COM" || part.substr(0, 3) == "LPT") && part[3] >= '0';
+  return part.size() == 4 && (part.substr(0, 3) == "COM" || part.substr(0, 3) == "LPT") && part[3] >= '0' &&
+         part[3] <= '9';
 }
 
-// Names that mean something else than themselves on the system that is to hold the file.
 bool IsSpecialHere(const std::string& part) {
-#if defined(_WIN32)
   return part.find_first_of("<>:\"|?*") != std::string::npos || part.back() == '.' || part.back() == ' ' ||
          IsDeviceName(part);
-#else
-  static_cast<void>(IsDeviceName);
-  return part.size() > 255;
-#endif
 }
+#else
+bool IsSpecialHere(const std::string& part) {
+  return part.size() > 255;
+}
+#endif
 
 }  // namespace
 
@@ -124,7 +126,6 @@ void WriteWholeFile(const fs::path& path, const Bytes& bytes, bool overwrite) {
 std::string WhyUnsafe(const std::string& name) {
   if (name.empty()) return "is empty";
   if (name.find('\0') != std::string::npos) return "holds a zero character";
-  if (name.size() > 1 && name[1] == ':') return "names a drive";
   for (size_t begin = 0; begin <= name.size();) {
     const size_t end = std::min(name.find_first_of("/\\", begin), name.size());
     const std::string part = name.substr(begin, end - begin);

@@ -22,7 +22,6 @@ constexpr size_t kScanBlocks = 1024;  // blocks read at once
 struct Census {
   std::vector<uint32_t> onlyPackets;                   // blocks that say they are the whole item
   std::map<uint32_t, std::vector<uint32_t>> numbered;  // blocks by packet number
-  size_t strangers = 0;                                // neither
   std::vector<uint32_t> run;  // packets 1, 2, …, each there once and, but for the last, full
   bool runEnds = false;       // the last one of the run is not full
 };
@@ -35,8 +34,6 @@ Census TakeCensus(const std::vector<Block>& blocks, const Item& item) {
       census.onlyPackets.push_back(number);
     } else if (storage::IsNumberedPacket(header)) {
       census.numbered[header.packetSeq].push_back(number);
-    } else {
-      ++census.strangers;
     }
   }
   for (const auto& [sequence, numbers] : census.numbered) {
@@ -141,23 +138,27 @@ void Image::scan() {
   for (auto& [id, item] : items_) formItem(item);
 }
 
+bool Image::areSound(const std::vector<uint32_t>& numbers) const {
+  return std::all_of(numbers.begin(), numbers.end(),
+                     [this](uint32_t number) { return storage::CheckPacket(readBlock(number).data()) == 0; });
+}
+
 // Which of an item's blocks are the item, as the library decides on opening: all when they form one whole;
 // else the one packet that says it is the whole item; else the numbered packets up to the first that is not
-// full; else all, and reading the item will tell.
+// full, where what is chosen passes its checksums; else all, and reading the item will tell.
 void Image::formItem(Item& item) {
-  std::vector<uint32_t> chosen;
   const Census census = TakeCensus(blocks_, item);
-  if (census.strangers == 0 && census.run.size() != item.blocks.size()) {
-    if (census.onlyPackets.size() == 1) chosen = census.onlyPackets;
-    if (census.onlyPackets.empty() && census.runEnds) chosen = census.run;
-  }
   const bool onlyPacket = item.blocks.size() == 1 && census.onlyPackets.size() == 1;
-  item.whole = onlyPacket || !chosen.empty() || census.run.size() == item.blocks.size();
-  if (!chosen.empty()) {
+  item.whole = onlyPacket || census.run.size() == item.blocks.size();
+  std::vector<uint32_t> chosen;
+  if (!item.whole && census.onlyPackets.size() == 1) chosen = census.onlyPackets;
+  if (!item.whole && census.onlyPackets.empty() && census.runEnds) chosen = census.run;
+  if (!chosen.empty() && areSound(chosen)) {
     for (uint32_t number : item.blocks) blocks_[number].state = BlockState::kStale;
     for (uint32_t number : chosen) blocks_[number].state = BlockState::kUsed;
     std::sort(chosen.begin(), chosen.end());
     item.blocks = chosen;
+    item.whole = true;
   }
   for (uint32_t number : item.blocks) item.size += blocks_[number].header.dataLength;
 }

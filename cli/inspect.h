@@ -111,6 +111,7 @@ class Image {
   void openFile(const PmString& path);
   void scan();
   void judgeBlock(const uint8_t* bytes, uint32_t number);
+  bool areSound(const std::vector<uint32_t>& numbers) const;
   void formItem(Item& item);
   void loadTable();
 

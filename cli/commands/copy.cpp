@@ -19,6 +19,16 @@ void Declare(CLI::App& command, Options& options) {
   command.add_flag("--force,-f", options.force, "Copy a damaged vault as it is");
 }
 
+void RequireEqual(const Image& image, const VaultPath& target) {
+  RequireUnchanged(image);
+  const Image copy(target);
+  for (uint32_t i = 0; i < image.blocks().size(); ++i) {
+    if (image.fileSize() == copy.fileSize() && image.readBlock(i) == copy.readBlock(i)) continue;
+    throw Failure(ExitCode::kIoError,
+                  fmt::format("{} is not equal to {} at {}", target.shown, image.fileShown(), BlockText(i)));
+  }
+}
+
 ExitCode Copy(const Options& options, Console& console) {
   const VaultPath path(options.read.vault);
   const VaultPath target(options.target);
@@ -30,21 +40,20 @@ ExitCode Copy(const Options& options, Console& console) {
                   "\"pmstore salvage\" saves what is intact; --force copies the file as it is.");
   }
   CopyToNewFile(image.isBackup() ? path.backup : path.file, target.file, target.shown);
-  RequireUnchanged(image);
-  const Image copy(target);
-  for (uint32_t i = 0; i < image.blocks().size(); ++i) {
-    if (image.blocks().size() == copy.blocks().size() && image.readBlock(i) == copy.readBlock(i)) continue;
-    throw Failure(ExitCode::kIoError,
-                  fmt::format("{} is not equal to {} at {}", target.shown, image.fileShown(), BlockText(i)));
+  try {
+    RequireEqual(image, target);
+  } catch (...) {
+    platform::Remove(target.file.c_str());  // what is not proved is no copy
+    throw;
   }
   if (console.json) {
     console.document({{"file", image.fileShown()},
                       {"copy", target.shown},
-                      {"size", copy.fileSize()},
+                      {"size", image.fileSize()},
                       {"sound", findings.empty()}});
   } else {
     console.note("{} copied to {} and compared, {}{}", image.fileShown(), target.shown,
-                 SizeText(copy.fileSize()), findings.empty() ? "" : ", its damage with it");
+                 SizeText(image.fileSize()), findings.empty() ? "" : ", its damage with it");
   }
   return findings.empty() ? ExitCode::kFine : ExitCode::kProblems;
 }

@@ -77,6 +77,12 @@ ExitCode Run(const Options& options, Console& console) {
   const VaultPath path(options.vault);
   const bool named = !options.from.empty();
   const VaultPath source(named ? options.from : path.backupShown);
+  if (named && platform::Exists(source.backup.c_str())) {
+    throw Failure(
+        ExitCode::kRefused,
+        fmt::format("{} has a backup, which is what counts while it stands", source.shown),
+        fmt::format("Name the backup, {}, or restore {} itself first.", source.backupShown, source.shown));
+  }
   const Contents expected = ReadSource(path, source, console);
   const std::vector<Difference> differences = Compare(ReadPresent(path, expected, console), expected);
   if (options.dryRun) {
