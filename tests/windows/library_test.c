@@ -72,7 +72,8 @@ static void TestProgramFolder(void) {
   CHECK(wcscmp(folder, program) == 0);
 }
 
-int main(void) {
+int main(int argc, char** argv) {
+  if (argc == 2 && strcmp(argv[1], "crash") == 0) *(volatile int*)NULL = 0;
   if (!CHECK(LoadPmstore() == 80)) return 1;
   EnterFolder();
   TestImage();
