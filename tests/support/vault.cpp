@@ -57,11 +57,6 @@ uint32_t Checksum(const uint8_t* bytes, size_t size) {
   return sum;
 }
 
-void Reseal(Bytes* file, uint32_t block) {
-  uint8_t* at = file->data() + block * kBlock;
-  Put(at + 1016, Checksum(at, 16 + std::min(Get(at + 4), kRoom)));
-}
-
 uint32_t BlocksFor(size_t size) {
   return static_cast<uint32_t>((size + kRoom - 1) / kRoom);
 }
@@ -79,7 +74,7 @@ Bytes MakeBlock(uint32_t id, const Bytes& item, uint32_t index) {
   Put(at + 12, id);
   std::copy_n(item.begin() + index * kRoom, size, block.begin() + 16);
   for (uint32_t i = 0; i < (kRoom - size) / 4; ++i) Put(at + 16 + size + 4 * i, i * i + Get(at + 4 * i));
-  Reseal(&block, 0);
+  Put(at + 1016, Checksum(at, 16 + size));
   Put(at + 1020, kTrailer);
   return block;
 }

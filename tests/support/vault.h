@@ -26,9 +26,6 @@ void Put(uint8_t* at, uint32_t value, int width = 4);
 // The block checksum, bit by bit.
 uint32_t Checksum(const uint8_t* bytes, size_t size);
 
-// Gives a block its checksum again after its header or data were changed.
-void Reseal(Bytes* file, uint32_t block);
-
 uint32_t BlocksFor(size_t size);
 
 // Packet `index` (from 0) of an item as a whole block, and the item's blocks one after the other.
