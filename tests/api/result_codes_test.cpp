@@ -145,13 +145,14 @@ TEST_F(ResultCodes, OfAFileThatTookTheVaultsPlace) {
   DataBaseHandle* db = open();
   const uint32_t id = add(db, Pattern(900));
   EXPECT_EQ(PmSyncDirtyData(), 0);
-  const Bytes other = *ReadBytes(file());
-  WriteBytes(file("other"), other);
+  const Bytes lost = *ReadBytes(file());
+  WriteBytes(file("other"), Bytes());
   std::filesystem::rename(file("other"), file());
   EXPECT_EQ(modify(db, id, Pattern(1500), 0, 1), -2);
   EXPECT_EQ(CloseDataBaseFile(db), 0);
-  EXPECT_EQ(ReadBytes(file()), other) << "it is left alone";
-  EXPECT_TRUE(std::filesystem::remove(BackupOf(file()))) << "the lost file has no other copy";
+  EXPECT_EQ(ReadBytes(file()), Bytes()) << "it is left alone";
+  EXPECT_EQ(ReadBytes(BackupOf(file())), lost) << "the lost file has no other copy";
+  std::filesystem::remove(BackupOf(file()));
 }
 
 #endif
