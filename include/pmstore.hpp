@@ -135,9 +135,7 @@ class Vault {
  public:
   /** Opens a vault, making a missing one. A backup that a crash left beside it is restored first. */
   explicit Vault(const std::filesystem::path& path) {
-    std::error_code error;
-    open(path, error);
-    check(error, "open");
+    orThrow("open", [&](std::error_code& error) { open(path, error); });
   }
 
   /** No vault, until one is opened or moved in. */
@@ -194,9 +192,7 @@ class Vault {
   }
   /** @copydoc close(std::error_code&) */
   void close() {
-    std::error_code error;
-    close(error);
-    check(error, "close");
+    orThrow("close", [&](std::error_code& error) { close(error); });
   }
 
   /** Whether a vault is open. */
@@ -206,8 +202,8 @@ class Vault {
   /** Whether opening restored the vault from a backup. Of a vault that was open already it says nothing. */
   bool restored() const noexcept { return restored_; }
 
-  /** Stores bytes under a new random ID with a kind and, when not null, a user-data string. 0 when that failed:
-   * no ID lists the bytes then. An ID together with an error is stored, and waits for the next sync. */
+  /** Stores bytes under a new random ID with a kind and, when not null, a user-data string. 0 when nothing was
+   * stored. An ID together with an error: the item is stored in memory, and waits there for the next sync. */
   uint32_t add(uint32_t kind, const PmChar* userData, std::string_view bytes,
                std::error_code& error) noexcept {
     const uint32_t id = CreateNewItemID(handle_, kind, userData);
@@ -215,29 +211,26 @@ class Vault {
       error = Errc::kNotCreated;
       return 0;
     }
-    store(id, bytes, Sync::kNow, error);
+    store(id, bytes, error);
     if (error) return 0;
-    set(error, PmSyncDirtyData());  // how the table of IDs fared
+    set(error, PmSyncDirtyData());
     return id;
   }
-  /** @copydoc add(uint32_t,const PmChar*,std::string_view,std::error_code&) */
+  /** The same, throwing; an item that waits in memory is found by find() and ids(). */
   uint32_t add(uint32_t kind, const PmChar* userData, std::string_view bytes) {
-    std::error_code error;
-    const uint32_t id = add(kind, userData, bytes, error);
-    check(error, "add");
+    uint32_t id = 0;
+    orThrow("add", [&](std::error_code& error) { id = add(kind, userData, bytes, error); });
     return id;
   }
 
   /** Makes bytes the whole content of an item. */
   void put(uint32_t id, std::string_view bytes, Sync when, std::error_code& error) noexcept {
-    store(id, bytes, when, error);
+    store(id, bytes, error);
     if (!error && when == Sync::kNow) set(error, PmSyncDirtyData());
   }
   /** @copydoc put(uint32_t,std::string_view,Sync,std::error_code&) */
   void put(uint32_t id, std::string_view bytes, Sync when = Sync::kNow) {
-    std::error_code error;
-    put(id, bytes, when, error);
-    check(error, "put");
+    orThrow("put", [&](std::error_code& error) { put(id, bytes, when, error); });
   }
 
   /** Writes bytes into an item at an offset, lengthening it when they reach past its end. */
@@ -251,9 +244,7 @@ class Vault {
   }
   /** @copydoc modify(uint32_t,uint32_t,std::string_view,Sync,std::error_code&) */
   void modify(uint32_t id, uint32_t offset, std::string_view bytes, Sync when = Sync::kNow) {
-    std::error_code error;
-    modify(id, offset, bytes, when, error);
-    check(error, "modify");
+    orThrow("modify", [&](std::error_code& error) { modify(id, offset, bytes, when, error); });
   }
 
   /** Removes an item and its ID, and marks its blocks free on the disk. */
@@ -263,9 +254,7 @@ class Vault {
   }
   /** @copydoc remove(uint32_t,std::error_code&) */
   void remove(uint32_t id) {
-    std::error_code error;
-    remove(id, error);
-    check(error, "remove");
+    orThrow("remove", [&](std::error_code& error) { remove(id, error); });
   }
 
   /** An item's bytes; nothing when there is no such item or when it is damaged. */
@@ -306,15 +295,17 @@ class Vault {
   }
   /** @copydoc sync(std::error_code&) */
   void sync() {
-    std::error_code error;
-    sync(error);
-    check(error, "sync");
+    orThrow("sync", [&](std::error_code& error) { sync(error); });
   }
 
  private:
   friend class Transaction;
 
-  static void check(const std::error_code& error, const char* what) {
+  // Throws what the call reports.
+  template <typename Call>
+  static void orThrow(const char* what, Call call) {
+    std::error_code error;
+    call(error);
     if (error) throw Error(error, what);
   }
 
@@ -334,10 +325,10 @@ class Vault {
     restored_ = left;
   }
 
-  void store(uint32_t id, std::string_view bytes, Sync when, std::error_code& error) noexcept {
+  // Stores in memory, the bytes and the ID or neither: what the disk refuses then waits for the next sync.
+  void store(uint32_t id, std::string_view bytes, std::error_code& error) noexcept {
     const bool fits = bytes.size() <= UINT32_MAX;
-    set(error, fits ? InserItemToDataBase(handle_, id, bytes.data(), static_cast<uint32_t>(bytes.size()),
-                                          static_cast<int32_t>(when))
+    set(error, fits ? InserItemToDataBase(handle_, id, bytes.data(), static_cast<uint32_t>(bytes.size()), 0)
                     : static_cast<int32_t>(Errc::kRefused));
   }
 
@@ -358,12 +349,7 @@ class Vault {
   }
 
   static Text backupOf(const Text& name) {
-#if defined(_WIN32)
-    const size_t end = name.find_last_of(PM_TEXT("\\"));
-#else
-    const size_t end = name.find_last_of(PM_TEXT("/\\"));
-#endif
-    const size_t file = end == Text::npos ? 0 : end + 1;
+    const size_t file = name.find_last_of(PM_TEXT("/\\")) + 1;  // 0 when there is no folder
     return name.substr(0, file) + PM_TEXT(".") + name.substr(file) + PM_TEXT(".bak");
   }
 
@@ -401,9 +387,7 @@ class Transaction {
   }
   /** @copydoc commit(std::error_code&) */
   void commit() {
-    std::error_code error;
-    commit(error);
-    Vault::check(error, "commit");
+    Vault::orThrow("commit", [&](std::error_code& error) { commit(error); });
   }
 
  private:

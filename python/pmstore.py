@@ -155,7 +155,11 @@ class Vault:
             self._handle = None
 
     def add(self, kind, name, data):
-        """Stores bytes under a new random ID with a kind and a name (or None); the ID."""
+        """Stores bytes under a new random ID with a kind and a name (or None); the ID.
+
+        When the disk refuses them, the Error's code is -2 or -4: the item is stored in memory then, among items(kind),
+        and waits there for the next sync.
+        """
         item = _library.CreateNewItemID(self._handle, kind, _text(name))
         if item == 0:
             raise Error(f"no ID was made: kind {kind} and name {name!r} may be in use")
@@ -170,8 +174,8 @@ class Vault:
     def __setitem__(self, item, data):
         """Stores bytes as the whole item, on the disk at return."""
         data = bytes(data)
-        _check("store", _library.InserItemToDataBase(self._handle, item, data, len(data), 1))
-        _check("store", _library.PmSyncDirtyData())  # how the table of IDs fared
+        _check("store", _library.InserItemToDataBase(self._handle, item, data, len(data), 0))
+        _check("write what was stored", _library.PmSyncDirtyData())
 
     def __getitem__(self, item):
         """A copy of the item's bytes. KeyError when there is no such item or when it is damaged."""

@@ -106,10 +106,15 @@ TEST_F(WrapperTest, AVaultThatCannotBeWrittenStaysOpen) {
   vault.open(file("other.db"), error);
   EXPECT_EQ(error, Errc::kCannotOpen);
   EXPECT_EQ(textOf(vault, id), "two");
+  const uint32_t added = vault.add(1, PM_TEXT("waits"), "three", error);
+  EXPECT_EQ(error, Errc::kCannotOpen);
+  EXPECT_EQ(vault.find(1, PM_TEXT("waits")), added);
   std::filesystem::rename(file("away"), file());
   vault.open(file("other.db"), error);
   EXPECT_FALSE(error);
-  EXPECT_EQ(textOf(Vault(file()), id), "two");
+  vault.open(file(), error);
+  EXPECT_EQ(textOf(vault, id), "two");
+  EXPECT_EQ(textOf(vault, added), "three");
 }
 #endif
 
