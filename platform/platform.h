@@ -25,12 +25,16 @@ struct FileStamp {
   uint64_t number = 0;
   uint64_t size = 0;
   int64_t time = 0;
+  bool sameFile(const FileStamp& other) const { return volume == other.volume && number == other.number; }
   bool operator==(const FileStamp& other) const {
-    return volume == other.volume && number == other.number && size == other.size && time == other.time;
+    return sameFile(other) && size == other.size && time == other.time;
   }
 };
 
 enum class Access { kRead, kReadWrite };
+
+// The byte that File::lock() locks: far above every length that a file may have.
+constexpr uint64_t kLockPosition = uint64_t{1} << 62;
 
 // An open file; the destructor closes it.
 class File {
@@ -60,8 +64,17 @@ class File {
 
   bool setSize(uint64_t size);
 
+  // Takes room on the medium for `size` bytes from `position` on, the file's length staying as it is.
+  // kUnknown where the system cannot promise that.
+  enum class Room { kTaken, kNone, kUnknown };
+  Room reserve(uint64_t position, uint64_t size);
+
   // Carries everything written so far to the medium.
   bool sync();
+
+  // Locks the file for this open file, until it is closed or its process ends. False when another open file,
+  // of this process or another one, holds the lock. On a file system without locks nobody ever does.
+  bool lock();
 
   // Gives this file the access rights of `other`, where the system keeps them with a file.
   bool copyAccessRights(const File& other);
@@ -96,6 +109,19 @@ int64_t SizeOf(const PmChar* path);
 
 bool StampOf(const PmChar* path, FileStamp* result);
 
+// Whether a file was written so lately that the system may give another write the same time.
+bool IsFresh(const FileStamp& stamp);
+
+// Whether the file system takes a name: no when it is too long for it, or holds what no name may.
+bool TakesName(const PmChar* path);
+
+// The longest path that FollowLinks() gives, without its terminator.
+constexpr size_t kMaxRealPath = 4095;
+
+// Puts the path of the file itself into `real`, a buffer of kMaxRealPath + 1 characters: `path` as it is, but
+// that of its target when it names a symbolic link. False when that leads nowhere.
+bool FollowLinks(const PmChar* path, PmChar* real);
+
 bool Remove(const PmChar* path);
 
 // Gives a file another name in the same folder, replacing a file that has it. The names are durable after the
@@ -128,6 +154,9 @@ bool IsFolderSeparator(PmChar c);
 // Memory that may be large, to be given back with free; null when there is none. Where the system has large
 // pages, it stands in them: most of what filling it for the first time costs is being given its pages one by one.
 void* AllocateLarge(size_t size);
+
+// Fills memory with random bytes that nobody can foresee. False when the system has none to give.
+bool Random(void* bytes, size_t size);
 
 // Overwrites memory with zeros in a way the compiler does not remove.
 void Wipe(void* bytes, size_t size);

@@ -11,8 +11,10 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/mman.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -145,6 +147,25 @@ uint32_t NextCharacter(const unsigned char*& text) {
   return character <= 0x10FFFF ? character : kReplacement;
 }
 
+// UTF-8 text as UTF-16 in a buffer of `size` characters, without a terminator; the number of characters, `size`
+// when it was cut.
+int32_t ToUtf16(const char* bytes, PmChar* buffer, int32_t size) {
+  int32_t length = 0;
+  const auto append = [&](uint32_t unit) {
+    if (length < size) buffer[length++] = static_cast<PmChar>(unit);
+  };
+  for (auto text = reinterpret_cast<const unsigned char*>(bytes); *text != 0;) {
+    const uint32_t character = NextCharacter(text);
+    if (character < 0x10000) {
+      append(character);
+    } else {
+      append(0xD800 + ((character - 0x10000) >> 10));
+      append(0xDC00 + (character & 0x3FF));
+    }
+  }
+  return length;
+}
+
 }  // namespace
 
 File::~File() {
@@ -235,6 +256,25 @@ bool File::setSize(uint64_t size) {
   return Uninterrupted([&] { return ftruncate(descriptor_, static_cast<off_t>(size)); }) == 0;
 }
 
+File::Room File::reserve(uint64_t position, uint64_t size) {
+  const auto take = [&] {
+    return fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(position),
+                     static_cast<off_t>(size));
+  };
+  if (Uninterrupted(take) == 0) return Room::kTaken;
+  return errno == EOPNOTSUPP || errno == ENOSYS || errno == EINVAL ? Room::kUnknown : Room::kNone;
+}
+
+bool File::lock() {
+  struct flock lock = {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = static_cast<off_t>(kLockPosition);
+  lock.l_len = 1;
+  if (Uninterrupted([&] { return fcntl(descriptor_, F_OFD_SETLK, &lock); }) == 0) return true;
+  return errno != EAGAIN && errno != EACCES;
+}
+
 bool File::sync() {
   return Uninterrupted([&] { return fdatasync(descriptor_); }) == 0;
 }
@@ -283,6 +323,37 @@ bool StampOf(const PmChar* path, FileStamp* result) {
   if (stat(Utf8Path(path).get(), &status) != 0) return false;
   *result = ToStamp(status);
   return true;
+}
+
+bool IsFresh(const FileStamp& stamp) {
+  // Files get their times from a clock that steps a hundred times a second, or faster.
+  constexpr int64_t kSteps = 30000000;
+  struct timespec now;
+  if (clock_gettime(CLOCK_REALTIME, &now) != 0) return true;
+  return int64_t{now.tv_sec} * 1000000000 + now.tv_nsec - stamp.time < kSteps;
+}
+
+bool TakesName(const PmChar* path) {
+  struct stat status;
+  return lstat(Utf8Path(path).get(), &status) == 0 || (errno != ENAMETOOLONG && errno != EINVAL);
+}
+
+bool FollowLinks(const PmChar* path, PmChar* real) {
+  struct stat status;
+  const Utf8Path name(path);
+  if (lstat(name.get(), &status) != 0 || !S_ISLNK(status.st_mode)) {
+    const PmChar* end = path;
+    while (*end != 0) ++end;
+    if (static_cast<size_t>(end - path) > kMaxRealPath) return false;
+    std::copy(path, end + 1, real);
+    return true;
+  }
+  char target[PATH_MAX];
+  if (realpath(name.get(), target) == nullptr) return false;
+  int32_t length = ToUtf16(target, real, kMaxRealPath);
+  real[length] = 0;
+  // A name that is no text would come back as another one.
+  return strcmp(Utf8Path(real).get(), target) == 0;
 }
 
 bool Remove(const PmChar* path) {
@@ -350,19 +421,7 @@ int32_t ProgramPath(PmChar* buffer, int32_t size) {
   if (read <= 0) return 0;
   bytes[read] = '\0';
 
-  int32_t length = 0;
-  const auto append = [&](uint32_t unit) {
-    if (length < size) buffer[length++] = static_cast<PmChar>(unit);
-  };
-  for (auto text = reinterpret_cast<const unsigned char*>(bytes); *text != 0;) {
-    const uint32_t character = NextCharacter(text);
-    if (character < 0x10000) {
-      append(character);
-    } else {
-      append(0xD800 + ((character - 0x10000) >> 10));
-      append(0xDC00 + (character & 0x3FF));
-    }
-  }
+  const int32_t length = ToUtf16(bytes, buffer, size);
   buffer[std::min(length, size - 1)] = 0;
   return length;
 }
@@ -383,6 +442,17 @@ void* AllocateLarge(size_t size) {
   if (posix_memalign(&memory, kLargePage, size) != 0) return nullptr;
   madvise(memory, size, MADV_HUGEPAGE);  // only a wish
   return memory;
+}
+
+bool Random(void* bytes, size_t size) {
+  auto* to = static_cast<char*>(bytes);
+  while (size != 0) {
+    const ssize_t got = Uninterrupted([&] { return getrandom(to, size, 0); });
+    if (got <= 0) return false;
+    to += got;
+    size -= static_cast<size_t>(got);
+  }
+  return true;
 }
 
 void Wipe(void* bytes, size_t size) {
