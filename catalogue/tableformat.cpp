@@ -22,33 +22,44 @@ uint8_t* StoreRecord(const ItemIdRecord* record, uint8_t* bytes) {
   return bytes + StoredSize(record);
 }
 
+RecordResult DecodeRecord(const uint8_t* bytes, uint32_t size, uint32_t* position, StoredRecord* record) {
+  const uint32_t rest = size - *position;
+  if (rest <= 1) return RecordResult::kEnd;
+  if (rest < kRecordHeaderSize) return RecordResult::kCutShort;
+  const uint8_t* at = bytes + *position;
+  const uint32_t userDataSize = LoadU32(at + kUserDataSizeOffset);
+  if (userDataSize > rest - kRecordHeaderSize) return RecordResult::kRunsPastEnd;
+  if (userDataSize % sizeof(PmChar) != 0) return RecordResult::kOddSize;
+  const uint8_t* end = at + kRecordHeaderSize + userDataSize;
+  if (userDataSize != 0 && (end[-1] | end[-2]) != 0) return RecordResult::kNoTerminator;
+  *record = {LoadU32(at),      LoadU32(at + 4), LoadU32(at + 8),
+             LoadU32(at + 12), userDataSize,    at + kRecordHeaderSize};
+  *position += kRecordHeaderSize + userDataSize;
+  return RecordResult::kRecord;
+}
+
 bool MeasureTable(const uint8_t* bytes, uint32_t size, TableMeasure* measure) {
-  *measure = {};
-  for (uint32_t position = 0; size - position > 1;) {
-    if (size - position < kRecordHeaderSize) return false;
-    const uint32_t userDataSize = LoadU32(bytes + position + kUserDataSizeOffset);
-    position += kRecordHeaderSize;
-    // A negative size is larger than any item.
-    if (userDataSize > size - position || userDataSize % sizeof(PmChar) != 0) return false;
-    position += userDataSize;
-    if (userDataSize != 0 && (bytes[position - 1] | bytes[position - 2]) != 0) return false;
+  *measure = {size, 0, 0};
+  StoredRecord record;
+  RecordResult result;
+  for (uint32_t position = 0;
+       (result = DecodeRecord(bytes, size, &position, &record)) == RecordResult::kRecord;) {
     ++measure->records;
-    measure->memory += RecordMemory(userDataSize);
+    measure->memory += RecordMemory(record.userDataSize);
   }
-  return true;
+  return result == RecordResult::kEnd;
 }
 
 bool LoadTable(const uint8_t* bytes, const TableMeasure& measure, IdTable* table) {
   if (!table->reserveBatch(measure.records, measure.memory)) return false;
-  for (uint32_t i = 0; i < measure.records; ++i) {
-    const uint32_t userDataSize = LoadU32(bytes + kUserDataSizeOffset);
-    ItemIdRecord* record =
-        table->make(LoadU32(bytes + 12), LoadU32(bytes + 8), bytes + kRecordHeaderSize, userDataSize);
+  StoredRecord stored;
+  for (uint32_t position = 0;
+       DecodeRecord(bytes, measure.size, &position, &stored) == RecordResult::kRecord;) {
+    ItemIdRecord* record = table->make(stored.itemId, stored.kind, stored.userData, stored.userDataSize);
     if (record == nullptr) return false;
-    record->reserved0 = LoadU32(bytes);
-    record->reserved1 = LoadU32(bytes + 4);
+    record->reserved0 = stored.reserved0;
+    record->reserved1 = stored.reserved1;
     table->add(record);
-    bytes += kRecordHeaderSize + userDataSize;
   }
   return true;
 }

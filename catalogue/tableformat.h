@@ -9,7 +9,7 @@
 //       16     4          userDataSize
 //       20  userDataSize  user data: UTF-16 code units, terminator included
 //
-// All numbers are little-endian.
+// All numbers are little-endian. Whoever reads a stored table goes over it record by record with DecodeRecord.
 #pragma once
 
 #include <cstddef>
@@ -31,15 +31,37 @@ inline uint64_t StoredSize(const ItemIdRecord* record) {
 // Writes the record at `bytes`; the position behind it.
 uint8_t* StoreRecord(const ItemIdRecord* record, uint8_t* bytes);
 
+// One record as it stands in the table's bytes.
+struct StoredRecord {
+  uint32_t reserved0;
+  uint32_t reserved1;
+  uint32_t kind;
+  uint32_t itemId;
+  uint32_t userDataSize;    // bytes, terminator included; even
+  const uint8_t* userData;  // in the table's bytes, at any alignment
+};
+
+enum class RecordResult {
+  kRecord,
+  kEnd,           // no record follows: one byte behind the last one is no record and no damage
+  kCutShort,      // the bytes end within the record's numbers
+  kRunsPastEnd,   // its user data would end behind the bytes; so does a negative size
+  kOddSize,       // the user data is no run of code units
+  kNoTerminator,  // the user data does not end in a zero code unit
+};
+
+// Decodes the record at `*position` of a table of `size` bytes and moves `*position` behind it. For anything but
+// kRecord neither has changed.
+RecordResult DecodeRecord(const uint8_t* bytes, uint32_t size, uint32_t* position, StoredRecord* record);
+
 // What loading a stored table takes.
 struct TableMeasure {
+  uint32_t size;  // of the table in bytes
   uint32_t records;
   size_t memory;
 };
 
-// Goes over the table's `size` bytes without building anything. False when a record is malformed: when it
-// runs past the end, when its userDataSize is negative or odd, or when its user data lacks the terminator.
-// One byte behind the last record is no record and no damage.
+// Goes over the table's `size` bytes without building anything. False when a record is malformed.
 bool MeasureTable(const uint8_t* bytes, uint32_t size, TableMeasure* measure);
 
 // Loads a sound stored table into an empty one. False when there is no memory.
