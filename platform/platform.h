@@ -44,7 +44,9 @@ class File {
   File(const File&) = delete;
   File& operator=(const File&) = delete;
 
-  // Opens an existing regular file. False when it cannot be opened; a directory never can.
+  // Opens an existing regular file. False when it cannot be opened; a directory never can. Others may read and write
+  // it meanwhile. Windows keeps names in place: a file that is open to writing nobody renames or removes, the process
+  // itself included, until it is closed; one that is open to reading alone stands in nobody's way.
   bool open(const PmChar* path, Access access);
 
   // Makes a new empty file for reading and writing, for its owner alone. False when an entry of that name
@@ -88,6 +90,7 @@ class File {
  private:
 #if defined(_WIN32)
   void* handle_ = nullptr;
+  bool locked_ = false;
 #else
   // The medium works on one piece of a file while the next ones are written: on a piece as soon as a write
   // goes to another one.
@@ -122,6 +125,11 @@ constexpr size_t kMaxRealPath = 4095;
 // that of its target when it names a symbolic link. False when that leads nowhere.
 bool FollowLinks(const PmChar* path, PmChar* real);
 
+// Removes a caller's file, as the system does it.
+bool Delete(const PmChar* path);
+
+// Removes a file of our own, also one that was made read-only. True only when its name is free: Windows keeps the name
+// of a removed file as long as another program has it open.
 bool Remove(const PmChar* path);
 
 // Gives a file another name in the same folder, replacing a file that has it. The names are durable after the

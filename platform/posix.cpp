@@ -356,8 +356,12 @@ bool FollowLinks(const PmChar* path, PmChar* real) {
   return strcmp(Utf8Path(real).get(), target) == 0;
 }
 
-bool Remove(const PmChar* path) {
+bool Delete(const PmChar* path) {
   return unlink(Utf8Path(path).get()) == 0;
+}
+
+bool Remove(const PmChar* path) {
+  return Delete(path);
 }
 
 bool Rename(const PmChar* from, const PmChar* to) {

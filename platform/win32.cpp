@@ -6,8 +6,10 @@
 
 #include <fcntl.h>
 #include <io.h>
+#include <ntsecapi.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <cwchar>
@@ -48,12 +50,15 @@ class SystemPath {
   const PmChar* name_;
 };
 
-constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+// Who only looks stands in nobody's way; a file that we write to nobody else removes or renames meanwhile.
+constexpr DWORD kShareContent = FILE_SHARE_READ | FILE_SHARE_WRITE;
+constexpr DWORD kShareAll = kShareContent | FILE_SHARE_DELETE;
 
 // The handle of a file on a disk, or null: names of devices and pipes open too, and are closed again here.
 HANDLE OpenDiskFile(const PmChar* path, DWORD access, DWORD disposition) {
+  const DWORD share = (access & GENERIC_WRITE) != 0 ? kShareContent : kShareAll;
   HANDLE handle =
-      CreateFileW(SystemPath(path), access, kShareAll, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
+      CreateFileW(SystemPath(path), access, share, nullptr, disposition, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (handle == INVALID_HANDLE_VALUE) return nullptr;
   if (GetFileType(handle) == FILE_TYPE_DISK) return handle;
   CloseHandle(handle);
@@ -96,14 +101,13 @@ struct AccessRights {
   }
 };
 
-// Calls what fails while another program holds the file without sharing it. Virus scanners and indexers do so
-// for some milliseconds with every file that is new or renamed, so it is tried again for a fifth of a second.
+// Calls what fails with a sharing violation while another program holds the file. Virus scanners and indexers do
+// so for some milliseconds with every file that is new or renamed, so it is tried again for a fifth of a second.
 template <typename Call>
 bool Patiently(Call call) {
   constexpr int kRetries = 10;
   for (int retry = 0; !call(); ++retry) {
-    const DWORD error = GetLastError();
-    if (retry == kRetries || (error != ERROR_SHARING_VIOLATION && error != ERROR_ACCESS_DENIED)) return false;
+    if (retry == kRetries || GetLastError() != ERROR_SHARING_VIOLATION) return false;
     Sleep(20);
   }
   return true;
@@ -115,6 +119,39 @@ bool Look(const PmChar* path, WIN32_FIND_DATAW* entry) {
   if (search == INVALID_HANDLE_VALUE) return false;
   FindClose(search);
   return true;
+}
+
+// Whether a name is free. One that another program still has open is so only when that lets go; until then it is
+// held.
+bool IsGone(const PmChar* path) {
+  WIN32_FIND_DATAW entry;
+  if (!Look(path, &entry)) return GetLastError() == ERROR_FILE_NOT_FOUND;
+  SetLastError(ERROR_SHARING_VIOLATION);
+  return false;
+}
+
+// Whether somebody has a file open.
+bool IsHeld(const PmChar* path) {
+  HANDLE handle = CreateFileW(path, GENERIC_READ, 0, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (handle == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_SHARING_VIOLATION;
+  CloseHandle(handle);
+  return false;
+}
+
+// Takes the read-only attribute, which keeps a file from being removed or replaced, off a file of ours. False when it
+// has none; the last error stays what it was.
+bool ClearReadOnly(const PmChar* path) {
+  const DWORD error = GetLastError();
+  const DWORD attributes = GetFileAttributesW(path);
+  const bool cleared = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0 &&
+                       (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 &&
+                       SetFileAttributesW(path, attributes & ~DWORD{FILE_ATTRIBUTE_READONLY});
+  SetLastError(error);
+  return cleared;
+}
+
+bool IsFull(DWORD error) {
+  return error == ERROR_DISK_FULL || error == ERROR_HANDLE_DISK_FULL || error == ERROR_FILE_TOO_LARGE;
 }
 
 }  // namespace
@@ -189,6 +226,37 @@ bool File::setSize(uint64_t size) {
   return SetFilePointerEx(handle_, end, nullptr, FILE_BEGIN) && SetEndOfFile(handle_);
 }
 
+File::Room File::reserve(uint64_t position, uint64_t size) {
+  // A file that the system stores packed or with holes has room for its bytes when they are written only.
+  constexpr DWORD kElsewhere = FILE_ATTRIBUTE_COMPRESSED | FILE_ATTRIBUTE_SPARSE_FILE;
+  BY_HANDLE_FILE_INFORMATION info;
+  if (!GetFileInformationByHandle(handle_, &info) || (info.dwFileAttributes & kElsewhere) != 0) {
+    return Room::kUnknown;
+  }
+  // Room that is set below the file's length would cut the file.
+  const uint64_t end = std::max(position + size, Join(info.nFileSizeHigh, info.nFileSizeLow));
+  const auto isTaken = [&] {
+    FILE_STANDARD_INFO standard;
+    return GetFileInformationByHandleEx(handle_, FileStandardInfo, &standard, sizeof standard) &&
+           static_cast<uint64_t>(standard.AllocationSize.QuadPart) >= end;
+  };
+  if (isTaken()) return Room::kTaken;
+  FILE_ALLOCATION_INFO room = {};
+  room.AllocationSize.QuadPart = static_cast<LONGLONG>(end);
+  if (!SetFileInformationByHandle(handle_, FileAllocationInfo, &room, sizeof room)) {
+    return IsFull(GetLastError()) ? Room::kNone : Room::kUnknown;
+  }
+  return isTaken() ? Room::kTaken : Room::kUnknown;  // a network's server may only say that it did it
+}
+
+bool File::lock() {
+  if (locked_) return true;  // this system refuses a second lock to the file that has the first
+  OVERLAPPED place = At(kLockPosition);
+  constexpr DWORD kFlags = LOCKFILE_EXCLUSIVE_LOCK | LOCKFILE_FAIL_IMMEDIATELY;
+  locked_ = LockFileEx(handle_, kFlags, 0, 1, 0, &place) != 0;
+  return locked_ || (GetLastError() != ERROR_LOCK_VIOLATION && GetLastError() != ERROR_IO_PENDING);
+}
+
 bool File::sync() {
   return FlushFileBuffers(handle_) != 0;
 }
@@ -213,6 +281,7 @@ bool File::close() {
   if (handle_ == nullptr) return true;
   bool closed = CloseHandle(handle_) != 0;
   handle_ = nullptr;
+  locked_ = false;
   return closed;
 }
 
@@ -240,15 +309,70 @@ bool StampOf(const PmChar* path, FileStamp* result) {
   return known;
 }
 
-bool Remove(const PmChar* path) {
+bool IsFresh(const FileStamp& stamp) {
+  // A time is that of a clock which steps each 16 ms, rounded to 10 ms by some file systems and to 2 s by the oldest,
+  // whose times are whole multiples of it.
+  constexpr int64_t kSecond = 10000000;
+  const int64_t steps = stamp.time % (2 * kSecond) == 0 ? 2 * kSecond + kSecond / 10 : kSecond * 3 / 100;
+  FILETIME now;
+  GetSystemTimeAsFileTime(&now);
+  return static_cast<int64_t>(Join(now.dwHighDateTime, now.dwLowDateTime)) - stamp.time < steps;
+}
+
+bool TakesName(const PmChar* path) {
+  constexpr ptrdiff_t kLongestName = 255;  // on every file system of this system
+  const PmChar* end = path + std::wcslen(path);
+  const PmChar* name = end;
+  while (name > path && !IsFolderSeparator(name[-1])) --name;
+  if (end - name > kLongestName) return false;
+  if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES) return true;
+  const DWORD error = GetLastError();
+  return error != ERROR_INVALID_NAME && error != ERROR_BAD_PATHNAME && error != ERROR_FILENAME_EXCED_RANGE &&
+         error != ERROR_BUFFER_OVERFLOW;
+}
+
+bool FollowLinks(const PmChar* path, PmChar* real) {
+  WIN32_FIND_DATAW entry;
+  const bool isLink = Look(path, &entry) && (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+                      entry.dwReserved0 == IO_REPARSE_TAG_SYMLINK;
+  if (!isLink) {
+    const size_t length = std::wcslen(path);
+    if (length > kMaxRealPath) return false;
+    std::wmemcpy(real, path, length + 1);
+    return true;
+  }
+  HANDLE handle = OpenDiskFile(path, FILE_READ_ATTRIBUTES, OPEN_EXISTING);
+  if (handle == nullptr) return false;
+  const DWORD length = GetFinalPathNameByHandleW(handle, real, kMaxRealPath + 1, FILE_NAME_NORMALIZED);
+  CloseHandle(handle);
+  return length != 0 && length <= kMaxRealPath;
+}
+
+bool Delete(const PmChar* path) {
   const SystemPath name(path);
   return Patiently([&] { return DeleteFileW(name); });
+}
+
+bool Remove(const PmChar* path) {
+  const SystemPath name(path);
+  const auto remove = [&] { return DeleteFileW(name) || (ClearReadOnly(name) && DeleteFileW(name)); };
+  return Patiently(remove) && Patiently([&] { return IsGone(name); });
 }
 
 bool Rename(const PmChar* from, const PmChar* to) {
   constexpr DWORD kFlags = MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH;
   const SystemPath source(from), target(to);
-  return Patiently([&] { return MoveFileExW(source, target, kFlags); });
+  return Patiently([&] {
+    if (MoveFileExW(source, target, kFlags) ||
+        (ClearReadOnly(target) && MoveFileExW(source, target, kFlags))) {
+      return true;
+    }
+    // A target that somebody holds is refused like one without the right to it.
+    if (GetLastError() == ERROR_ACCESS_DENIED) {
+      SetLastError(IsHeld(target) ? ERROR_SHARING_VIOLATION : ERROR_ACCESS_DENIED);
+    }
+    return false;
+  });
 }
 
 // Nothing is left to do: a rename is written through, and the file system logs changes of names in their
@@ -296,6 +420,10 @@ bool IsFolderSeparator(PmChar c) {
 
 void* AllocateLarge(size_t size) {
   return std::malloc(size);  // pages are all of one size
+}
+
+bool Random(void* bytes, size_t size) {
+  return RtlGenRandom(bytes, static_cast<ULONG>(size)) != 0;
 }
 
 void Wipe(void* bytes, size_t size) {

@@ -67,7 +67,7 @@ int32_t GetCurDir(int32_t size, PmChar* buffer) {
 }
 
 int32_t FDelete(const PmChar* path) {
-  return platform::Remove(path) ? 0 : -1;
+  return platform::Delete(path) ? 0 : -1;
 }
 
 int32_t FTruncate(const PmChar* path, int32_t size) {
