@@ -4,8 +4,8 @@
 //  1. An ID stands in at most one of the two tables.
 //  2. The committed table in memory is the authority; item 0 of the data file is read when the database is
 //     opened and rewritten by SaveIdTable alone.
-//  3. Item 0 as the engine holds it agrees with the committed table up to the record in slot unsavedFrom;
-//     inside a transaction that may stay behind, and FlushIdTable makes it up before anybody looks.
+//  3. Item 0 as the engine holds it agrees with the committed table up to the record in slot unsavedFrom. Inside a
+//     transaction, and behind a save that failed, that may stay behind; it is made up before the next sync.
 #pragma once
 
 #include <cstdint>
@@ -39,21 +39,26 @@ uint32_t PathBytes(const DataBaseHandle* handle);
 // is malformed, or when there is no memory.
 bool LoadIdTable(DataBaseHandle* handle);
 
-// Makes room in item 0 for the committed table as it will be with `moreBytes` more. False when there is no
-// memory or when item 0 would grow larger than an item may be. The database's file must be current.
+// The committed table as it is to be: with `record`, or with none, in `slot`.
+struct SlotEdit {
+  uint32_t slot;
+  const ItemIdRecord* record;
+};
+constexpr SlotEdit kNoEdit = {kAllSaved, nullptr};
+
+// What follows works on item 0 of the database's file, which must be current, within a change.
+
+// Makes room in item 0 for the committed table as it will be with `moreBytes` more. False when there is no memory or
+// when item 0 would grow larger than an item may be.
 bool ReserveIdTable(DataBaseHandle* handle, uint64_t moreBytes);
 
-// Notes that the committed table changed from `slot` on.
-void NoteTableChange(DataBaseHandle* handle, uint32_t slot);
+// Brings item 0 up to the committed table with an edit, in memory; an emptied table goes. Inside a transaction, which
+// ends in it, only that. 0; kNoItem when there is no memory, or what kept the removal from being staged.
+int32_t StoreIdTable(DataBaseHandle* handle, const SlotEdit& edit);
 
-// Brings item 0 up to the committed table, in memory. The database's file must be current. 0; or kNoItem, with
-// the change still noted, when there is no memory or item 0 cannot be read.
+// The same for what is still unsaved, also inside a transaction; NoteTableSaved when the change has happened.
 int32_t FlushIdTable(DataBaseHandle* handle);
-
-// Stores the committed table: makes the database's file current, flushes and syncs; inside a transaction all
-// of it waits for the transaction's end. Reports nothing: a failure leaves the change noted for the next
-// save.
-void SaveIdTable(DataBaseHandle* handle);
+void NoteTableSaved(DataBaseHandle* handle);
 
 // Moves the record of a pending ID to the committed table. Needs room there.
 void CommitPendingId(DataBaseHandle* handle, ItemIdRecord* record);

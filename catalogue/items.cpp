@@ -27,24 +27,67 @@ bool Select(const DataBaseHandle* handle) {
   return storage::SelectDataFile(handle->path) == storage::kOk;
 }
 
-// Undoes ReserveIdTable's making of item 0 for a database that stored nothing.
-void DropEmptyTable(const DataBaseHandle* handle) {
-  if (handle->committedIds.slots().count() == 0) storage::DeleteItem(kIdTableItem, 0);
+using storage::OneChange;
+
+// Item 0 takes part in every sync, as far as the table has changed since it was saved last.
+int32_t FlushBeforeSync(DataBaseHandle* handle) {
+  return storage::InTransaction() || handle == nullptr ? storage::kOk : FlushIdTable(handle);
 }
 
+// Ends a change behind which item 0 agrees with the table if it happened.
+int32_t EndSaving(OneChange* one, DataBaseHandle* handle, int32_t result) {
+  result = one->end(result);
+  if (result == storage::kOk && handle != nullptr && !storage::InTransaction()) NoteTableSaved(handle);
+  return result;
+}
+
+// Runs an operation that syncs when `syncNow` says so.
+template <typename Operation>
+int32_t Run(DataBaseHandle* handle, int32_t syncNow, Operation operation) {
+  if (syncNow == 0) return operation();
+  OneChange one;
+  const int32_t flushed = FlushBeforeSync(handle);
+  return EndSaving(&one, handle, flushed == storage::kOk ? operation() : flushed);
+}
+
+// Stores an item and, by the same change, its ID.
 int32_t InsertPending(DataBaseHandle* handle, ItemIdRecord* record, const void* data, uint32_t size,
                       int32_t syncNow) {
-  if (!handle->committedIds.reserve() || !ReserveIdTable(handle, StoredSize(record))) return kNoMemory;
-  int32_t result = storage::InsertItem(record->itemId, data, size, 0);
-  // The pass stays open until the ID table is written too: a crash finds the item and its ID, or neither.
-  if (result == storage::kOk && syncNow != 0) result = storage::SyncDirtyData(storage::PassEnd::kLater);
-  if (result < 0) {
-    DropEmptyTable(handle);
-    return result;
-  }
+  OneChange one;
+  if (!handle->committedIds.reserve() || !ReserveIdTable(handle, StoredSize(record)))
+    return one.end(kNoMemory);
+  int32_t result = syncNow != 0 ? FlushBeforeSync(handle) : storage::kOk;
+  if (result == storage::kOk) result = storage::InsertItem(record->itemId, data, size, syncNow);
+  if (result < 0) return one.end(result);
+  result = StoreIdTable(handle, {handle->committedIds.slots().nextSlot(), record});
+  if (result == storage::kOk) result = storage::SyncDirtyData();
+  result = one.end(result);
+  if (result < 0 && syncNow != 0) return result;
+  // Without syncNow, the item and its ID are stored in memory, whatever became of writing them.
   CommitPendingId(handle, record);
-  SaveIdTable(handle);
-  return result;
+  if (result == storage::kOk && !storage::InTransaction()) NoteTableSaved(handle);
+  return storage::kOk;
+}
+
+// Removes an item and, by the same change, its ID.
+int32_t Delete(DataBaseHandle* handle, ItemIdRecord* record, int32_t syncNow) {
+  const uint32_t id = record->itemId;
+  OneChange one;
+  if (!ReserveIdTable(handle, 0)) return one.end(kNoMemory);
+  int32_t result = syncNow != 0 ? FlushBeforeSync(handle) : storage::kOk;
+  if (result == storage::kOk) result = storage::DeleteItem(id, syncNow);
+  if (result < 0) return one.end(result);
+  result = StoreIdTable(handle, {record->slot, nullptr});
+  if (result == storage::kOk) result = storage::SyncTable();
+  result = one.end(result);
+  if (result < 0) {
+    if (syncNow != 0) return result;
+    // In memory the item is gone, whatever became of writing that.
+    if (storage::DeleteItem(id, 0) != storage::kOk) return kNoMemory;
+  }
+  RemoveCommittedId(handle, record);
+  if (result == storage::kOk && !storage::InTransaction()) NoteTableSaved(handle);
+  return storage::kOk;
 }
 
 // The next record of the kind from the cursor on; its ID, or 0 at the end.
@@ -55,12 +98,6 @@ uint32_t StepCursor(DataBaseHandle* handle, uint32_t kind) {
     if (record != nullptr && record->kind == kind) return record->itemId;
   }
   return 0;
-}
-
-// Item 0 as the current database's table has it by now.
-int32_t FlushCurrentTable() {
-  DataBaseHandle* handle = CurrentDataBase();
-  return handle != nullptr ? FlushIdTable(handle) : storage::kOk;
 }
 
 }  // namespace
@@ -79,7 +116,7 @@ int32_t InserItemToDataBase(DataBaseHandle* handle, uint32_t id, const void* dat
   ItemIdRecord* pending = handle->pendingIds.find(id);
   if (!committed && pending == nullptr) return kBadId;
   if (!Select(handle)) return kNotOpen;
-  if (committed) return storage::InsertItem(id, data, size, syncNow);
+  if (committed) return Run(handle, syncNow, [&] { return storage::InsertItem(id, data, size, syncNow); });
   return InsertPending(handle, pending, data, size, syncNow);
 }
 
@@ -89,12 +126,7 @@ int32_t DeleteItemFromDataBase(DataBaseHandle* handle, uint32_t id, int32_t sync
   ItemIdRecord* record = handle->committedIds.find(id);
   if (record == nullptr) return kBadId;
   if (!Select(handle)) return kNotOpen;
-  if (!ReserveIdTable(handle, 0)) return kNoMemory;
-  const int32_t result = storage::DeleteItem(id, syncNow);
-  if (result < 0) return result;
-  RemoveCommittedId(handle, record);
-  SaveIdTable(handle);
-  return result;
+  return Delete(handle, record, syncNow);
 }
 
 int32_t PmModifyItem(DataBaseHandle* handle, uint32_t id, const void* data, int32_t offset, uint32_t size,
@@ -102,7 +134,7 @@ int32_t PmModifyItem(DataBaseHandle* handle, uint32_t id, const void* data, int3
   if (!IsValidDataBaseHandle(handle)) return kBadHandle;
   if (id == kIdTableItem) return kBadModifyId;
   if (!Select(handle)) return kNotOpen;
-  return storage::ModifyItem(id, data, offset, size, syncNow);
+  return Run(handle, syncNow, [&] { return storage::ModifyItem(id, data, offset, size, syncNow); });
 }
 
 const void* PmGetItemPtrByID(DataBaseHandle* handle, uint32_t* idThenSize) {
@@ -143,9 +175,7 @@ uint32_t GetItemCount(DataBaseHandle* handle, uint32_t kind) {
 }
 
 int32_t PmSyncDirtyData() {
-  const int32_t flushed = storage::InTransaction() ? storage::kOk : FlushCurrentTable();
-  const int32_t synced = storage::SyncDirtyData();
-  return synced != storage::kOk ? synced : flushed;
+  return Run(CurrentDataBase(), 1, storage::SyncDirtyData);
 }
 
 int32_t PmStartTransaction() {
@@ -153,14 +183,19 @@ int32_t PmStartTransaction() {
 }
 
 int32_t PmStopTransaction() {
-  const int32_t flushed = FlushCurrentTable();
+  DataBaseHandle* handle = CurrentDataBase();
+  OneChange one;
+  const int32_t flushed = handle != nullptr ? FlushIdTable(handle) : storage::kOk;
   const int32_t stopped = storage::StopTransaction();
-  return stopped != storage::kOk ? stopped : flushed;
+  return EndSaving(&one, handle, flushed != storage::kOk ? flushed : stopped);
 }
 
 void PrintAllItemInfo(const PmChar* reportPath) {
-  if (storage::InTransaction())
-    FlushCurrentTable();  // elsewhere nothing is behind, and a report writes nothing
+  if (storage::InTransaction()) {  // elsewhere nothing is behind, and a report writes nothing
+    DataBaseHandle* handle = CurrentDataBase();
+    OneChange one;
+    if (handle != nullptr && one.end(FlushIdTable(handle)) == storage::kOk) NoteTableSaved(handle);
+  }
   storage::PrintReport(reportPath);
 }
 

@@ -65,7 +65,9 @@ void RemoveDataBaseFromRegistry(DataBaseHandle* handle) {
 // that was not stopped takes its changes along. False when the engine does not hold the file.
 bool FlushBeforeClose(DataBaseHandle* handle) {
   if (storage::SelectDataFile(handle->path) != storage::kOk) return false;
-  if (!storage::InTransaction()) FlushIdTable(handle);
+  if (storage::InTransaction()) return true;
+  storage::OneChange one;
+  if (one.end(FlushIdTable(handle)) == storage::kOk) NoteTableSaved(handle);
   return true;
 }
 

@@ -27,6 +27,9 @@ class SlotArray {
   // The capacity that an empty array starts from.
   void setCapacity(uint32_t capacity) { capacity_ = capacity; }
 
+  // The lowest free slot: where the next entry goes.
+  uint32_t nextSlot() const { return freeSlots_.empty() ? slots_.size() : freeSlots_.lowest(); }
+
   // Puts an entry into the lowest free slot; the slot's number.
   uint32_t add(T* entry) {
     const uint32_t slot = take(entry);
@@ -52,13 +55,13 @@ class SlotArray {
 
  private:
   uint32_t take(T* entry) {
-    if (freeSlots_.empty()) {
+    const uint32_t slot = nextSlot();
+    if (slot == slots_.size()) {
       slots_.add(entry);
-      return slots_.size() - 1;
+    } else {
+      freeSlots_.erase(slot);
+      slots_[slot] = entry;
     }
-    const uint32_t slot = freeSlots_.lowest();
-    freeSlots_.erase(slot);
-    slots_[slot] = entry;
     return slot;
   }
 

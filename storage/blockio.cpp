@@ -1,5 +1,10 @@
 #include "storage/blockio.h"
 
+#include <algorithm>
+
+#include "storage/overlay.h"
+#include "storage/pack.h"
+
 namespace storage {
 
 namespace {
@@ -8,34 +13,58 @@ uint64_t OffsetOf(uint32_t block) {
   return uint64_t{block} * kBlockSize;
 }
 
+void MarkFree(uint8_t* block) {
+  // What a medium has lost is still to be a block: the file would open no more.
+  if (!IsBlock(block, DecodeHeader(block))) PackItemData(0, block, 0, 0, block);
+  block[kPacketTypeOffset] = kFreeBlock;
+}
+
 }  // namespace
 
 bool ReadBlocks(const FileInfo* file, uint32_t block, uint8_t* bytes, uint32_t count) {
+  if (file->overlay != nullptr) return file->overlay->read(file->file, block, bytes, count);
   const size_t size = size_t{count} * kBlockSize;
   return file->file.readAt(OffsetOf(block), bytes, size) == size;
 }
 
-uint32_t WriteBlocks(FileInfo* file, uint32_t block, const uint8_t* bytes, uint32_t count) {
+bool WriteBlocks(FileInfo* file, uint32_t block, const uint8_t* bytes, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) file->staleBlocks.insert(block + i);
-  const size_t written = file->file.writeAt(OffsetOf(block), bytes, size_t{count} * kBlockSize);
-  return static_cast<uint32_t>(written / kBlockSize);
+  const size_t size = size_t{count} * kBlockSize;
+  return file->file.writeAt(OffsetOf(block), bytes, size) == size;
 }
 
-bool WriteFreeMark(FileInfo* file, uint32_t block) {
-  const uint8_t mark = kFreeBlock;
-  file->staleBlocks.insert(block);
-  return file->file.writeAt(OffsetOf(block) + kPacketTypeOffset, &mark, sizeof mark) == sizeof mark;
+bool WriteFreeMarks(FileInfo* file, uint32_t block, uint32_t count) {
+  uint8_t* bytes = controller->blockBuffer;
+  for (uint32_t done = 0, num; done < count; done += num) {
+    num = std::min(kBufferBlocks, count - done);
+    if (!ReadBlocks(file, block + done, bytes, num)) return false;
+    for (uint32_t i = 0; i < num; ++i) MarkFree(bytes + size_t{i} * kBlockSize);
+    if (!WriteBlocks(file, block + done, bytes, num)) return false;
+  }
+  return true;
 }
 
 bool ReadHeader(const FileInfo* file, uint32_t block, PacketHeader* header) {
-  uint8_t bytes[kHeaderSize];
-  if (file->file.readAt(OffsetOf(block), bytes, sizeof bytes) != sizeof bytes) return false;
+  uint8_t bytes[kBlockSize];
+  if (!ReadBlocks(file, block, bytes, 1)) return false;
   *header = DecodeHeader(bytes);
   return true;
 }
 
 bool CutBlocks(FileInfo* file, uint32_t blockNum) {
   return file->file.setSize(OffsetOf(blockNum));
+}
+
+bool SumBlocks(const platform::File& file, uint32_t blockNum, uint64_t* sum) {
+  *sum = 0;
+  uint8_t* bytes = controller->blockBuffer;
+  for (uint32_t first = 0, count; first < blockNum; first += count) {
+    count = std::min(kBufferBlocks, blockNum - first);
+    const size_t size = size_t{count} * kBlockSize;
+    if (file.readAt(OffsetOf(first), bytes, size) != size) return false;
+    for (uint32_t i = 0; i < count; ++i) *sum += BlockPart(first + i, bytes + size_t{i} * kBlockSize);
+  }
+  return true;
 }
 
 }  // namespace storage

@@ -10,19 +10,24 @@
 
 namespace storage {
 
-// Whether all `count` blocks from `block` on were read.
+// Whether all `count` blocks from `block` on were read; as another program's journal has them, where it lies over
+// the file.
 bool ReadBlocks(const FileInfo* file, uint32_t block, uint8_t* bytes, uint32_t count);
 
-// Writes `count` blocks; the number of whole blocks that were written.
-uint32_t WriteBlocks(FileInfo* file, uint32_t block, const uint8_t* bytes, uint32_t count);
+// Whether all `count` blocks were written.
+bool WriteBlocks(FileInfo* file, uint32_t block, const uint8_t* bytes, uint32_t count);
 
-// Marks a block free on disk: only its packetType changes. False when the write failed.
-bool WriteFreeMark(FileInfo* file, uint32_t block);
+// Marks blocks free in the file: only their packetType changes. A block that is none any more becomes a whole free
+// one. False when a write failed.
+bool WriteFreeMarks(FileInfo* file, uint32_t block, uint32_t count);
 
 // The header of a block of the file. False when it cannot be read.
 bool ReadHeader(const FileInfo* file, uint32_t block, PacketHeader* header);
 
 // Cuts the file to `blockNum` blocks; false when that failed.
 bool CutBlocks(FileInfo* file, uint32_t blockNum);
+
+// The sum of BlockPart over the file's blocks, as they stand. False when one cannot be read.
+bool SumBlocks(const platform::File& file, uint32_t blockNum, uint64_t* sum);
 
 }  // namespace storage

@@ -1,24 +1,62 @@
-// Closing a data file: the order is fixed, and each step leaves a state that the recovery rule gets right.
+// Closing a data file.
 //
 //   sync       as ever; inside a transaction nothing is written, and its changes are dropped with the file
-//   compact    when the file holds an item; behind its own backup. Not when the last sync outside a transaction
-//   failed: blocks that are free in memory alone still hold items that the file lists
-//   backup     deleted only beside the whole data file: a torn one keeps it for the next restore, a lost one
-//   too release
+//   compact    when the file holds an item; not while blocks are free in memory whose items the file still lists,
+//              since a sync failed: those that an open transaction freed go
+//   flush      the data file, into which everything was carried out
+//   backup     deleted, durably; then the journal
+//
+// Invariants:
+//  1. Where a step fails, or a flush failed before, backup and journal stay: the next open recovers.
+//  2. A file that another program holds, or has changed, keeps what stands beside it.
+//  3. Where the path names another file by now, only what is ours by its identity goes; the journal is set aside.
 
 #include "storage/backup.h"
+#include "storage/commit.h"
 #include "storage/compact.h"
-#include "storage/save.h"
+#include "storage/names.h"
+#include "storage/room.h"
 #include "storage/storage.h"
 
 namespace storage {
 
+namespace {
+
+// Whether every block that is free in memory is so for the file too.
+bool MayCompact(const FileInfo* file) {
+  if (file->transaction == Transaction::kOpen) return true;
+  return file->transaction == Transaction::kNone && file->dirtyItems.empty() && file->unlistedBlocks.empty();
+}
+
+// Everything is in the data file, durably.
+bool Settle(FileInfo* file) {
+  const JournalState state = file->journal.state();
+  if (state == JournalState::kPoisoned || state == JournalState::kDead) return false;
+  if (!CarryOut(file)) return false;
+  ReleaseRoom(file);
+  return state == JournalState::kNone || FlushDataFile(file);
+}
+
+void RemoveWhatIsBeside(FileInfo* file) {
+  const bool ours = NamesDataFile(file);
+  if (file->journal.state() == JournalState::kNone) {
+    if (ours && TakeOver(file)) DeleteBackupFile(file);
+  } else if (ours) {
+    if (DeleteBackupFile(file)) file->journal.remove();
+  } else if (DeleteOwnBackup(file) && file->journal.isInPlace()) {
+    file->journal.leave();
+    SetAside(file->journal.path(), ".pmo");
+  }
+}
+
+}  // namespace
+
 int32_t CloseDataFile(const PmChar* path) {
   if (SelectDataFile(path) != kOk) return kOk;
   FileInfo* file = CurrentFile();
-  SyncFile(file);
-  if (!file->syncFailed && file->index.count() != 0) CompactDataFile(file);
-  if (!file->torn && PathNamesDataFile(file)) DeleteBackupFile(file);
+  SyncDirtyData();
+  if (MayCompact(file) && file->index.count() != 0) CompactDataFile(file);
+  if (Settle(file)) RemoveWhatIsBeside(file);
   CloseCurrentFile();
   return kOk;
 }

@@ -1,4 +1,5 @@
-// Compaction: live blocks from the end of a file move into its free blocks, and the end is cut off.
+// Compaction: live blocks from the end of a file move into its free blocks, and the end is cut off. All of it happens,
+// or nothing.
 #pragma once
 
 #include <cstdint>
@@ -7,11 +8,8 @@
 
 namespace storage {
 
-// Run only while closing: fragments and blockNum are out of date afterwards. 0; kCannotOpen when the backup
-// could not be made (nothing has changed then); kWriteFailed when the file was left torn.
-//
-// When a move fails, the file is not cut below the highest live block, and the blocks below the cut that were
-// moved away are marked free, so that no packet stands twice.
+// Run only while closing: fragments and free blocks are out of date afterwards. 0, or the code of what failed, with
+// nothing changed.
 int32_t CompactDataFile(FileInfo* file);
 
 }  // namespace storage

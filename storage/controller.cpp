@@ -5,6 +5,7 @@
 
 #include "commonbase/src/nodepool.h"
 #include "commonbase/src/pmstring.h"
+#include "storage/overlay.h"
 #include "storage/result.h"
 #include "storage/storage.h"
 
@@ -87,6 +88,10 @@ void ReleaseItem(FileInfo* file, ItemInfo* item) {
 
 void ReleaseFileInfo(FileInfo* file) {
   file->index.clear([file](ItemInfo* item) { ReleaseItem(file, item); });
+  if (file->overlay != nullptr) {
+    file->overlay->~Overlay();
+    Free(file->overlay);
+  }
   file->~FileInfo();
   Free(file);
 }

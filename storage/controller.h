@@ -4,13 +4,13 @@
 // index is stored: it is rebuilt from the block headers whenever a file is opened.
 //
 // Invariants, at the return of every operation:
-//  1. blockNum * 1024 is the length of the data file, unless the file is torn.
+//  1. blockNum * 1024 is the length of the data file, and blockSum the sum over its blocks, unless the journal is
+//     behind; then they are what carrying it out will give.
 //  2. Every block is in exactly one place: the fragments of one item, or freeBlocks.
-//  3. unmarkedBlocks is the part of freeBlocks whose free mark is not on disk, or not for sure; for each that
-//     this session gave up, freeBlockOwner names the item whose old packet the block still holds, when known.
+//  3. unmarkedBlocks is the part of freeBlocks whose free mark is not in the file; unlistedBlocks the part of those
+//     that no durable frame names either.
 //  4. dirtyItems are the items whose bytes are newer than the file; item->dirtySlot is their place in it.
-//  5. A file is torn from the first write of a pass until a pass has completed. While it is, the backup
-//     beside it is the only whole state: it is neither replaced nor deleted, and the file is not compacted.
+//  5. The file is locked while a journal stands (journal.h), and changes only then.
 //  6. staleBlocks are the blocks written since the backup last equalled the file (see backup.h).
 #pragma once
 
@@ -23,9 +23,18 @@
 #include "platform/platform.h"
 #include "storage/format.h"
 #include "storage/itemindex.h"
+#include "storage/journal.h"
 #include "storage/storage.h"
 
 namespace storage {
+
+class Overlay;
+
+enum class Transaction : uint8_t {
+  kNone,
+  kOpen,
+  kOpenOnUnsaved,  // begun while a sync that failed before had not been made good
+};
 
 struct FileInfo {
   PmChar path[kMaxPath + 1];
@@ -35,21 +44,21 @@ struct FileInfo {
   commonbase::NumberSet freeBlocks;
   uint32_t openFlags;
   commonbase::GrowArray<ItemInfo*> dirtyItems;
-  bool inTransaction;
+  Transaction transaction;
 
   commonbase::SlabPool<ItemInfo> itemPool;  // the storage of the index's records
 
+  Journal journal;
+  Overlay* overlay;  // what another program's journal lays over the file; null when there was none
+  uint64_t blockSum;
+  uint32_t roomEnd;  // room on the medium is taken up to this block, when that lies behind the file's end
   commonbase::NumberSet unmarkedBlocks;
-  commonbase::GrowArray<uint32_t> freeBlockOwner;
-  bool marksDue;     // the next pass to complete has written the free marks, whatever fails before
-  bool flushFailed;  // what free blocks hold may be lost with the power: the next pass writes them anew
-  bool torn;
-  bool syncFailed;    // blocks that are free in memory alone may hold items that the file on disk lists
-  bool backupBehind;  // the file is whole, but an older backup may stand beside it
+  commonbase::NumberSet unlistedBlocks;
 
   commonbase::NumberSet staleBlocks;
-  bool backupKnown;  // the backup on disk is the one this record's stamps and staleBlocks speak of
-  platform::FileStamp dataStamp;
+  platform::File backup;  // the one that this record's stamps and staleBlocks speak of, while it is open
+  uint32_t backupRoomEnd;
+  platform::FileStamp dataStamp;  // of the file as the engine found or left it
   platform::FileStamp backupStamp;
 };
 

@@ -16,6 +16,10 @@ void MarkChanged(FileInfo* file, ItemInfo* item, uint32_t from, uint32_t to) {
   }
   item->changedFrom = from;
   item->changedTo = to;
+  MarkDirty(file, item);
+}
+
+void MarkDirty(FileInfo* file, ItemInfo* item) {
   item->dirty = true;
   item->dirtySlot = file->dirtyItems.size();
   file->dirtyItems.add(item);
@@ -33,12 +37,9 @@ void MarkClean(FileInfo* file, ItemInfo* item) {
 void NoteSaved(ItemInfo* item) {
   item->savedSize = item->size;
   item->inOrder = true;
+  item->hasLeftovers = false;
   item->changedFrom = UINT32_MAX;
   item->changedTo = 0;
-}
-
-void ForgetSaved(ItemInfo* item) {
-  item->inOrder = false;
 }
 
 bool PacketIsOnDisk(const ItemInfo* item, uint32_t index) {

@@ -16,14 +16,14 @@ bool ReserveDirty(FileInfo* file);
 // Lists the item as dirty, its bytes from `from` to `to` changed.
 void MarkChanged(FileInfo* file, ItemInfo* item, uint32_t from, uint32_t to);
 
+// Lists an item that was listed before, with what was noted of it then. There is room for it.
+void MarkDirty(FileInfo* file, ItemInfo* item);
+
 // Takes a dirty item off the list.
 void MarkClean(FileInfo* file, ItemInfo* item);
 
 // The packets of the item were written, all of them as they stand in memory.
 void NoteSaved(ItemInfo* item);
-
-// The packets of the item on disk are no longer known: its next save writes all of them.
-void ForgetSaved(ItemInfo* item);
 
 // Whether packet `index` of the item, as it stands in memory, is on disk already. Needs block `index` to have
 // been the item's before.

@@ -15,10 +15,12 @@ struct ItemInfo {
   uint8_t* data;  // null until the bytes have been read or set
   Fragments fragments;
   bool dirty;
+  bool staged;  // the change under way writes it
 
   // What the last save, or the scan, left on disk: which packets need no writing again (see dirty.h).
   bool inOrder;          // fragment i holds packet i, exactly as the engine writes it
   bool numbered;         // the packet that the scan met last bears a number
+  bool hasLeftovers;     // packets that are not the item stand among its blocks
   uint32_t savedSize;    // the size those packets were made for
   uint32_t changedFrom;  // the bytes changed since then, while dirty
   uint32_t changedTo;

@@ -3,6 +3,8 @@
 //
 // Invariant: everything that can fail for want of memory comes before the first change.
 
+#include "storage/modify.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -96,30 +98,31 @@ int32_t ModifyItem(uint32_t id, const void* data, int32_t offset, uint32_t size,
   return syncNow != 0 ? SyncDirtyData() : kOk;
 }
 
-bool ReserveItem(uint32_t id, uint32_t size) {
-  FileInfo* file = CurrentFile();
-  if (file == nullptr || size > kMaxItemSize) return false;
+int32_t ReserveItem(FileInfo* file, uint32_t id, uint32_t size) {
+  if (size > kMaxItemSize) return kNoItem;
   bool made;
   ItemInfo* item = FindOrMakeItem(file, id, &made);
-  if (item == nullptr) return false;
-  if (!made && item->data == nullptr && BuildItemData(file, item) != kOk) return false;
+  if (item == nullptr) return kNoItem;
+  if (!made && item->data == nullptr) {
+    if (const int32_t result = BuildItemData(file, item); result != kOk) return result;
+  }
   uint8_t* replaced = nullptr;
   uint32_t replacedCapacity = 0;
   if ((made || size > item->capacity) && !GrowBuffer(item, item->size, size, &replaced, &replacedCapacity)) {
     if (made) ReleaseItem(file, item);
-    return false;
+    return kNoItem;
   }
   ReleaseItemBytes(replaced, replacedCapacity);
   if (made) file->index.insert(item);
-  return true;
+  return kOk;
 }
 
-uint8_t* RewriteItemTail(uint32_t id, uint32_t offset, uint32_t size) {
-  if (offset > size || !ReserveItem(id, size)) return nullptr;
-  ItemInfo* item = FindItemInIndex(id);
-  item->size = size;
-  MarkChanged(CurrentFile(), item, offset, size);
-  return item->data;
+bool ReplaceUnread(FileInfo* file, ItemInfo* item, uint32_t size) {
+  uint8_t* replaced = nullptr;
+  uint32_t replacedCapacity = 0;
+  if (!ReserveDirty(file) || !GrowBuffer(item, 0, size, &replaced, &replacedCapacity)) return false;
+  item->inOrder = false;
+  return true;
 }
 
 }  // namespace storage

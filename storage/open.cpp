@@ -1,8 +1,16 @@
 #include "storage/open.h"
 
+#include <new>
+
+#include "commonbase/src/nodepool.h"
+#include "commonbase/src/pmstring.h"
 #include "storage/backup.h"
+#include "storage/commit.h"
 #include "storage/freeblocks.h"
 #include "storage/leftovers.h"
+#include "storage/names.h"
+#include "storage/overlay.h"
+#include "storage/recovery.h"
 #include "storage/scan.h"
 #include "storage/storage.h"
 
@@ -66,9 +74,35 @@ bool VisitBlocks(void* context, uint32_t first, const PacketHeader* headers, uin
   return true;
 }
 
-bool OpenOrCreate(FileInfo* file) {
-  if (platform::Exists(file->path)) return file->file.open(file->path, platform::Access::kReadWrite);
-  return file->file.createNew(file->path) && platform::SyncFolder(file->path);
+// Lays the journal of the program that has the file open over it.
+int32_t LayOver(FileInfo* file) {
+  auto* memory = Malloc(sizeof(Overlay));
+  if (memory == nullptr) return kCannotOpen;
+  file->overlay = new (memory) Overlay();
+  const Overlay::Outcome outcome = file->overlay->open(file->journal.path(), file->file);
+  return outcome == Overlay::kLaid ? kOk : kIncomplete;
+}
+
+// Whether another program changed the file while it was read.
+bool WasChanged(const FileInfo* file) {
+  if (file->overlay != nullptr) return !file->overlay->isCurrent();
+  return file->journal.state() == JournalState::kNone && !platform::IsMissing(file->journal.path());
+}
+
+// Recovers and reads the file as it is at this moment.
+int32_t ReadNow(FileInfo* file, bool* recovered) {
+  const Recovery recovery = RecoverDataFile(file);
+  *recovered = recovery == Recovery::kCarriedOut;
+  if (recovery == Recovery::kFailed) return kCannotOpen;
+  if (recovery == Recovery::kHeld) {
+    if (const int32_t result = LayOver(file); result != kOk) return result;
+  }
+  const int32_t result = ReadDataFile(file);
+  return WasChanged(file) ? kIncomplete : result;
+}
+
+bool AppendToOpenFiles(FileInfo* file) {
+  return AppendNodeTosList(file, controller->openFiles) == 0;
 }
 
 }  // namespace
@@ -81,33 +115,52 @@ ItemInfo* NewItemInfo(FileInfo* file, uint32_t id) {
 
 int32_t ReadDataFile(FileInfo* file) {
   Scan scan{file, nullptr, {}};
-  platform::FileStamp stamp;
-  if (file->file.stamp(&stamp) && stamp.size <= kMaxFileSize)
-    file->index.expect(static_cast<uint32_t>(stamp.size / kBlockSize));
-  if (const int32_t result = ScanBlocks(file->file, VisitBlocks, &scan); result != kOk) {
-    return result;
-  }
+  if (!file->file.stamp(&file->dataStamp)) return kBadData;
+  // A write that came so shortly before would not be told from one that comes now.
+  if (platform::IsFresh(file->dataStamp)) file->dataStamp.time = 0;
+  if (file->dataStamp.size <= kMaxFileSize)
+    file->index.expect(static_cast<uint32_t>(file->dataStamp.size / kBlockSize));
+  if (const int32_t result = ScanBlocks(file, VisitBlocks, &scan); result != kOk) return result;
   for (ItemInfo* item : scan.suspects) {
     if (item->fragments.count > 1 && !SettleItem(file, item)) return kCannotOpen;
   }
   return kOk;
 }
 
+int32_t OpenOrCreate(FileInfo* file) {
+  PmChar backup[kMaxBackupPath + 1];
+  GetBackupFileName(backup, file->path);
+  const bool exists = platform::Exists(file->path);
+  if (!file->journal.setPath(file->path)) return exists ? kBadData : kCannotOpen;
+  if (!platform::TakesName(backup) || !platform::TakesName(file->journal.path())) return kCannotOpen;
+  if (exists) return file->file.open(file->path, platform::Access::kReadWrite) ? kOk : kBadData;
+  if (!SetStrayJournalAside(file)) return kCannotOpen;
+  return file->file.createNew(file->path) && platform::SyncFolder(file->path) ? kOk : kCannotOpen;
+}
+
+int32_t EnterDataFile(FileInfo* file) {
+  bool recovered;
+  int32_t result = ReadNow(file, &recovered);
+  if (result == kOk && !AppendToOpenFiles(file)) result = kCannotOpen;
+  if (result != kOk) return result;
+  if (recovered) BackupDataFile(file);
+  return SelectDataFile(file->path);
+}
+
 int32_t OpenDataFile(const PmChar* path, const uint32_t* flags, uint32_t pathBytes) {
   if (controller == nullptr || pathBytes > kMaxPath * sizeof(PmChar)) return kCannotOpen;
-  FileInfo* file = NewFileInfo(path, pathBytes);
-  if (file == nullptr) return kCannotOpen;
-  file->openFlags |= *flags;
-
-  const bool existed = platform::Exists(path);
-  int32_t result = OpenOrCreate(file) ? ReadDataFile(file) : (existed ? kBadData : kCannotOpen);
-  if (result == kOk && AppendNodeTosList(file, controller->openFiles) != 0) result = kCannotOpen;
-  if (result != kOk) {
-    ReleaseFileInfo(file);
-    return result;
+  // What another program does to the file meanwhile makes reading it anew worth while, a few times.
+  constexpr int kTries = 5;
+  int32_t result = kIncomplete;
+  for (int attempt = 0; attempt < kTries && result == kIncomplete; ++attempt) {
+    FileInfo* file = NewFileInfo(path, pathBytes);
+    if (file == nullptr) return kCannotOpen;
+    file->openFlags |= *flags;
+    result = OpenOrCreate(file);
+    if (result == kOk) result = EnterDataFile(file);
+    if (result != kOk) ReleaseFileInfo(file);
   }
-  DeleteTemporaryBackup(path);
-  return SelectDataFile(path);
+  return result;
 }
 
 }  // namespace storage

@@ -20,7 +20,7 @@ void FillPacketPadding(uint8_t* dest, uint32_t byteCount, const uint8_t* source)
 
 }  // namespace
 
-void PackItemData(uint32_t id, const uint8_t* data, uint32_t size, uint16_t packetIndex, uint8_t* block) {
+PacketHeader HeaderOfPacket(uint32_t id, uint32_t size, uint16_t packetIndex) {
   PacketHeader header{};
   header.packetFlag = kPacketFlag;
   header.formatVersion = kFormatVersion;
@@ -33,6 +33,11 @@ void PackItemData(uint32_t id, const uint8_t* data, uint32_t size, uint16_t pack
     header.itemOffset = packetIndex * kPacketCapacity;
     header.dataLength = PacketLength(size, packetIndex);
   }
+  return header;
+}
+
+void PackItemData(uint32_t id, const uint8_t* data, uint32_t size, uint16_t packetIndex, uint8_t* block) {
+  const PacketHeader header = HeaderOfPacket(id, size, packetIndex);
   EncodeHeader(header, block);
 
   uint8_t* filler = block + kHeaderSize + header.dataLength;

@@ -3,7 +3,12 @@
 
 #include <cstdint>
 
+#include "storage/format.h"
+
 namespace storage {
+
+// The header of packet `packetIndex` (from 0) of an item of `size` bytes.
+PacketHeader HeaderOfPacket(uint32_t id, uint32_t size, uint16_t packetIndex);
 
 // Builds packet number `packetIndex` (from 0) of item `id`, whose `size` bytes are at `data`, in the 1024
 // bytes of `block`.

@@ -1,48 +1,109 @@
-// Restoring a data file from its backup.
+// Restoring a data file from its backup: a change like any other, its blocks in the journal before they are in the
+// file.
 //
 // Invariants:
-//  1. A backup that would not open is refused before the data file is touched.
-//  2. The copy goes into the data file in place, so that a vault behind a symbolic link, its owner and its
-//     access rights stay; the backup stands until the copy is durable, so that a crash in between loses
-//     nothing.
+//  1. A recovery comes first. One that carried a journal out has brought the last state back: nothing is copied.
+//  2. A backup that would not open, or of which a packet or the table of IDs is damaged, is refused before the data
+//     file is touched.
+//  3. The copy goes into the data file in place, so that a vault behind a symbolic link, its owner and its access
+//     rights stay.
+
+#include <algorithm>
 
 #include "commonbase/src/pmstring.h"
-#include "storage/backup.h"
-#include "storage/controller.h"
+#include "storage/blockio.h"
+#include "storage/change.h"
+#include "storage/commit.h"
+#include "storage/names.h"
 #include "storage/open.h"
+#include "storage/pack.h"
 #include "storage/read.h"
+#include "storage/recovery.h"
 #include "storage/storage.h"
 
 namespace storage {
 
 namespace {
 
+using commonbase::GrowArray;
 using commonbase::LengthOf;
 using platform::Access;
 using platform::File;
 
-// Whether the backup is a valid data file whose ID table, when it has one, can be read and is well formed.
-bool IsSound(const PmChar* backup, TableCheck isWellFormed) {
-  FileInfo* file = NewFileInfo(backup, 0);
-  if (file == nullptr) return false;
-  bool sound = file->file.open(backup, Access::kRead) && ReadDataFile(file) == kOk;
-  if (sound) {
-    ItemInfo* table = file->index.find(kIdTableItem);
-    sound = table == nullptr || (BuildItemData(file, table) == kOk && isWellFormed(table->data, table->size));
+// Whether all packets of a data file pass their check.
+bool PacketsAreSound(const FileInfo* file) {
+  for (uint32_t block = 0; block < file->blockNum; ++block) {
+    uint8_t* bytes = controller->blockBuffer;
+    if (!ReadBlocks(file, block, bytes, 1)) return false;
+    if (!file->freeBlocks.contains(block) && CheckPacket(bytes) != kOk) return false;
   }
-  ReleaseFileInfo(file);
+  return true;
+}
+
+// Whether the backup is a valid data file whose ID table, when it has one, can be read and is well formed.
+bool IsSound(const PmChar* path, TableCheck isWellFormed) {
+  FileInfo* backup = NewFileInfo(path, 0);
+  if (backup == nullptr) return false;
+  bool sound =
+      backup->file.open(path, Access::kRead) && ReadDataFile(backup) == kOk && PacketsAreSound(backup);
+  if (sound) {
+    ItemInfo* table = backup->index.find(kIdTableItem);
+    sound =
+        table == nullptr || (BuildItemData(backup, table) == kOk && isWellFormed(table->data, table->size));
+  }
+  ReleaseFileInfo(backup);
   return sound;
 }
 
-bool CopyInPlace(const PmChar* from, const PmChar* to) {
-  File source, target;
-  platform::FileStamp stamp;
-  if (!source.open(from, Access::kRead) || !source.stamp(&stamp)) return false;
-  const bool opened = platform::Exists(to) ? target.open(to, Access::kReadWrite)
-                                           : target.createNew(to) && platform::SyncFolder(to);
-  if (!opened) return false;
-  const bool copied = target.copyRange(source, 0, stamp.size) && target.setSize(stamp.size) && target.sync();
-  return target.close() && copied;
+// The blocks of the backup that the data file does not hold.
+bool FindDifferences(const FileInfo* file, const File& backup, uint32_t backupBlocks, uint32_t fileBlocks,
+                     GrowArray<BlockMove>* moves) {
+  uint8_t wanted[kBlockSize], held[kBlockSize];
+  for (uint32_t block = 0; block < backupBlocks; ++block) {
+    const uint64_t offset = uint64_t{block} * kBlockSize;
+    if (backup.readAt(offset, wanted, kBlockSize) != kBlockSize) return false;
+    if (block < fileBlocks) {
+      if (file->file.readAt(offset, held, kBlockSize) != kBlockSize) return false;
+      if (std::equal(wanted, wanted + kBlockSize, held)) continue;
+    }
+    if (!moves->reserve(moves->size() + 1)) return false;
+    moves->add({block, block});
+  }
+  return true;
+}
+
+bool CopyBackup(FileInfo* file, const PmChar* path) {
+  File backup;
+  platform::FileStamp data, copy;
+  if (!backup.open(path, Access::kRead) || !backup.stamp(&copy) || !file->file.stamp(&data)) return false;
+  if (data.size > kMaxFileSize) return false;
+  file->blockNum = static_cast<uint32_t>(data.size / kBlockSize);
+  file->dataStamp = data;
+  GrowArray<BlockMove> moves;
+  const auto blockNum = static_cast<uint32_t>(copy.size / kBlockSize);
+  if (!SumBlocks(file->file, file->blockNum, &file->blockSum) || !file->staleBlocks.reserve(blockNum) ||
+      !FindDifferences(file, backup, blockNum, file->blockNum, &moves))
+    return false;
+  change.begin(file);
+  if (change.stageMoves(&backup, &moves, blockNum) == kOk)
+    return CommitChange() == kOk && !file->journal.isBehind();
+  change.undo();
+  return false;
+}
+
+// Brings the data file of a record to the state of its journal, or else of its backup.
+bool Restore(FileInfo* file, TableCheck isWellFormed) {
+  PmChar backup[kMaxBackupPath + 1];
+  GetBackupFileName(backup, file->path);
+  if (!file->journal.setPath(file->path)) return false;
+  if (!platform::Exists(file->path) && !SetStrayJournalAside(file)) return false;
+  const bool hasJournal = !platform::IsMissing(file->journal.path());
+  if (!hasJournal && !IsSound(backup, isWellFormed)) return false;
+  if (OpenOrCreate(file) != kOk) return false;
+  const Recovery recovery = RecoverDataFile(file);
+  if (recovery == Recovery::kCarriedOut) return true;
+  // A journal that was set aside has taken the backup along.
+  return recovery == Recovery::kNothing && !hasJournal && CopyBackup(file, backup);
 }
 
 }  // namespace
@@ -54,12 +115,12 @@ int32_t RestoreDataFile(const PmChar* path, TableCheck isWellFormed) {
     flags = CurrentFile()->openFlags;
     CloseCurrentFile();
   }
-  PmChar backup[kMaxBackupPath + 1] = {};
-  GetBackupFileName(backup, path);
-  if (!platform::Exists(backup) || !IsSound(backup, isWellFormed) || !CopyInPlace(backup, path))
-    return kNoItem;
   const auto pathBytes = static_cast<uint32_t>(LengthOf(path) * sizeof(PmChar));
-  return OpenDataFile(path, &flags, pathBytes) == kOk ? kOk : kNoItem;
+  FileInfo* file = NewFileInfo(path, pathBytes);
+  if (file == nullptr) return kNoItem;
+  const bool restored = Restore(file, isWellFormed);
+  ReleaseFileInfo(file);
+  return restored && OpenDataFile(path, &flags, pathBytes) == kOk ? kOk : kNoItem;
 }
 
 }  // namespace storage

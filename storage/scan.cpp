@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "commonbase/src/nodepool.h"
-#include "storage/controller.h"
+#include "storage/blockio.h"
+#include "storage/overlay.h"
 #include "storage/result.h"
 
 namespace storage {
@@ -38,8 +39,9 @@ class ReadBuffer {
   uint8_t* memory_ = nullptr;
 };
 
-// Reports blocks that were read, a few at a time.
-int32_t ScanRead(const uint8_t* bytes, uint32_t first, uint32_t count, BlockVisitor visit, void* context) {
+// Reports blocks that were read, a few at a time, and adds their parts to the sum.
+int32_t ScanRead(const uint8_t* bytes, uint32_t first, uint32_t count, uint64_t* sum, BlockVisitor visit,
+                 void* context) {
   PacketHeader headers[kBufferBlocks];
   for (uint32_t done = 0; done < count; done += kBufferBlocks) {
     const uint32_t num = std::min(kBufferBlocks, count - done);
@@ -47,6 +49,7 @@ int32_t ScanRead(const uint8_t* bytes, uint32_t first, uint32_t count, BlockVisi
       const uint8_t* block = bytes + size_t{done + i} * kBlockSize;
       headers[i] = DecodeHeader(block);
       if (!IsBlock(block, headers[i])) return kBadData;
+      *sum += BlockPart(first + done + i, block);
     }
     if (!visit(context, first + done, headers, num)) return kCannotOpen;
   }
@@ -55,17 +58,21 @@ int32_t ScanRead(const uint8_t* bytes, uint32_t first, uint32_t count, BlockVisi
 
 }  // namespace
 
-int32_t ScanBlocks(const platform::File& file, BlockVisitor visit, void* context) {
+int32_t ScanBlocks(FileInfo* file, BlockVisitor visit, void* context) {
   platform::FileStamp stamp;
-  if (!file.stamp(&stamp) || stamp.size % kBlockSize != 0 || stamp.size > kMaxFileSize) return kBadData;
+  if (!file->file.stamp(&stamp)) return kBadData;
+  // Another program may be about to cut or lengthen the file.
+  if (file->overlay != nullptr) stamp.size = uint64_t{file->overlay->blockNum()} * kBlockSize;
+  if (stamp.size % kBlockSize != 0 || stamp.size > kMaxFileSize) return kBadData;
   const auto blockNum = static_cast<uint32_t>(stamp.size / kBlockSize);
 
   const ReadBuffer buffer(blockNum);
+  file->blockSum = 0;
   for (uint32_t first = 0; first < blockNum; first += buffer.blocks()) {
     const uint32_t count = std::min(buffer.blocks(), blockNum - first);
-    const size_t size = size_t{count} * kBlockSize;
-    if (file.readAt(uint64_t{first} * kBlockSize, buffer.bytes(), size) != size) return kIncomplete;
-    if (const int32_t result = ScanRead(buffer.bytes(), first, count, visit, context); result != kOk)
+    if (!ReadBlocks(file, first, buffer.bytes(), count)) return kIncomplete;
+    if (const int32_t result = ScanRead(buffer.bytes(), first, count, &file->blockSum, visit, context);
+        result != kOk)
       return result;
   }
   return kOk;

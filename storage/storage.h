@@ -45,17 +45,17 @@ const PmChar* CurrentDataFilePath();
 // Whether a transaction is open on the current file.
 bool InTransaction();
 
-// Syncs, compacts and releases the file of that path, and deletes its backup. Always 0; afterwards no file is
-// current. A file left torn by a failed write keeps its backup and is not compacted.
+// Syncs, compacts and releases the file of that path, and deletes its backup and its journal. Always 0; afterwards no
+// file is current. Where not all of it reached the file, both stay, for the next open to recover.
 int32_t CloseDataFile(const PmChar* path);
 
 // Releases the current file's record, and leaves no file current; nothing is written.
 void CloseCurrentFile();
 
-// Copies the backup over the data file of that path, opens it and makes it current. kNoItem when there is no
-// backup, when the backup is no valid data file or its item 0 is damaged or not well formed by the caller's
-// word (the data file is untouched then), or when it cannot be copied or opened; the backup stands in every
-// case.
+// Recovers the data file of that path, or copies the backup over it where there is nothing to recover; opens it and
+// makes it current. kNoItem when there is neither, when the backup is no valid data file or has a damaged packet or a
+// table that is not well formed by the caller's word (the data file is untouched then), when another program holds the
+// file, or when it cannot be copied or opened; the backup stands in every case.
 using TableCheck = bool (*)(const uint8_t* bytes, uint32_t size);
 int32_t RestoreDataFile(const PmChar* path, TableCheck isWellFormed);
 
@@ -78,33 +78,47 @@ int32_t InsertItem(uint32_t id, const void* data, uint32_t size, int32_t syncNow
 // become its whole content. With `syncNow`, the result of SyncDirtyData.
 int32_t ModifyItem(uint32_t id, const void* data, int32_t offset, uint32_t size, int32_t syncNow);
 
-// Makes room for an item `id` of `size` bytes, so that RewriteItemTail up to that size cannot fail. A missing
-// item is created, clean and with no bytes; a present one keeps its content and its state. False, with
-// nothing changed, when there is no memory or the item's bytes cannot be read.
-bool ReserveItem(uint32_t id, uint32_t size);
+// Makes room for an item `id` of `size` bytes, so that RewriteItemTail up to that size cannot fail; within a change. A
+// missing item is made, with no bytes. 0; kNoItem when there is no memory; kIncomplete when its bytes cannot be read.
+int32_t ReserveItemBytes(uint32_t id, uint32_t size);
 
-// Makes item `id` `size` bytes long, keeping its first `offset` bytes (which it must have), and marks the
-// rest as changed. Returns the item's buffer, for the caller to fill from `offset` on; null as ReserveItem.
+// Makes item `id` `size` bytes long, keeping its first `offset` bytes, and marks the rest as changed; within a change,
+// which puts it back when it is dropped. With an offset of 0 the bytes need not be readable. The item's buffer, for the
+// caller to fill from `offset` on; null when there is no memory.
 uint8_t* RewriteItemTail(uint32_t id, uint32_t offset, uint32_t size);
 
-// Removes the item; its blocks become free in memory. With `syncNow`, and outside a transaction, the backup
-// is made first (its failure is the result, and nothing has changed) and the free marks are written: the
-// result of SyncFreeBlock.
+// Removes the item; its blocks become free in memory. With `syncNow`, and outside a transaction, the free marks of all
+// free blocks are written too. kNoItem when there is no such item or no memory, or why the file cannot be written:
+// nothing has changed then.
 int32_t DeleteItem(uint32_t id, int32_t syncNow);
-
-// Removes the item with the next sync, which also marks its blocks free: a crash before finds it as it was. A
-// missing one is gone already. False, with nothing changed, when there is no memory.
-bool DropItem(uint32_t id);
 
 // ---- Writing ----
 
+// What the operations write between the making of such an object and end() is one change: all of it happens, or
+// none. Within another one it adds to that. Undone are removals, edits by RewriteItemTail and everything on disk; the
+// callers' own bytes stay in memory, dirty.
+class OneChange {
+ public:
+  OneChange();
+  ~OneChange();  // drops what was not ended
+  OneChange(const OneChange&) = delete;
+  OneChange& operator=(const OneChange&) = delete;
+
+  // Makes it happen when `result` is not negative, and drops it otherwise; the first failure. Within another one:
+  // `result`.
+  int32_t end(int32_t result);
+
+ private:
+  bool began_;
+};
+
 // Writes every dirty item, in ascending ID order, between two copies to the backup. 0 also when there is
-// nothing to write and always inside a transaction.
-//
-// With kLater, a sync that went well leaves its pass open: what it wrote is in the data file, durable, but a
-// recovery takes it back until the next sync has completed the pass. So two syncs become one change.
-enum class PassEnd { kNow, kLater };
-int32_t SyncDirtyData(PassEnd end = PassEnd::kNow);
+// nothing to write and always inside a transaction; kCannotOpen or kWriteFailed, with nothing written, when the file
+// cannot be changed.
+int32_t SyncDirtyData();
+
+// The same; but where the dirty items do not fit into the file, the table of IDs alone.
+int32_t SyncTable();
 
 int32_t StartTransaction();
 

@@ -36,6 +36,12 @@ class GrowArray {
   void add(const T& value) { values_[size_++] = value; }
   void removeLast() { --size_; }
   void clear() { size_ = 0; }
+  // Empties the array and gives its memory back.
+  void release() {
+    std::free(values_);
+    values_ = nullptr;
+    size_ = capacity_ = 0;
+  }
 
   uint32_t size() const { return size_; }
   bool empty() const { return size_ == 0; }

@@ -1,0 +1,311 @@
+#include "storage/commit.h"
+
+#include <algorithm>
+
+#include "storage/backup.h"
+#include "storage/blockio.h"
+#include "storage/change.h"
+#include "storage/framewriter.h"
+#include "storage/room.h"
+#include "storage/storage.h"
+
+namespace storage {
+
+namespace {
+
+// So many new blocks behind the file's end are written there at once instead of into the journal first. They begin on
+// a page of their own: what is written before the frame must not share a page with what stands.
+constexpr uint32_t kDirectBlocks = 256;
+constexpr uint32_t kPageBlocks = kJournalPage / kBlockSize;
+
+// The first of the new blocks that are written directly; none when there are too few.
+uint32_t FirstDirectBlock(const Change& change) {
+  const uint32_t end = change.file()->blockNum;
+  const uint32_t first = (change.oldBlockNum() + kPageBlocks - 1) / kPageBlocks * kPageBlocks;
+  return end >= kDirectBlocks && first <= end - kDirectBlocks ? first : end;
+}
+
+// The blocks of the file before the change, one at a time and mostly one behind the other.
+class OldBlocks {
+ public:
+  explicit OldBlocks(const FileInfo* file, uint32_t end) : file_(file), end_(end) {}
+  ~OldBlocks() { platform::Wipe(bytes_, sizeof bytes_); }
+  OldBlocks(const OldBlocks&) = delete;
+  OldBlocks& operator=(const OldBlocks&) = delete;
+
+  // Null when it cannot be read.
+  const uint8_t* get(uint32_t block) {
+    if (block < first_ || block >= first_ + count_) {
+      const uint32_t wanted = block == first_ + count_ ? kWindow : 1;
+      first_ = block;
+      count_ = std::min(wanted, end_ - block);
+      if (!ReadBlocks(file_, first_, bytes_, count_)) return nullptr;
+    }
+    return bytes_ + size_t{block - first_} * kBlockSize;
+  }
+
+ private:
+  static constexpr uint32_t kWindow = 16;
+
+  const FileInfo* file_;
+  uint32_t end_;
+  uint32_t first_ = 0;
+  uint32_t count_ = 0;
+  uint8_t bytes_[kWindow * kBlockSize];
+};
+
+// Writes a change into the journal, and its many new blocks into the data file.
+class ChangeFrame {
+ public:
+  explicit ChangeFrame(const Change& change)
+      : change_(change),
+        file_(change.file()),
+        journal_(change.file()->journal),
+        direct_(FirstDirectBlock(change)),
+        sum_(change.file()->blockSum) {}
+
+  // 0 when the frame is durable, kWriteFailed otherwise.
+  int32_t write() {
+    if (direct_ < file_->blockNum && !writeAhead()) return kWriteFailed;
+    journal_.makeRoom(estimate());
+    FrameWriter frame(journal_.file(), journal_.end(), journal_.nextFrame(file_->blockNum, kChangeFrame));
+    if (!addFound(&frame) || !addImages(&frame) || !writeDirect(&frame)) return abandon();
+    change_.forEachMark([&](uint32_t block) { frame.add(kMarkRecord, block); });
+    auto& unlisted = file_->unlistedBlocks;
+    for (uint32_t block = unlisted.lowest(); block != commonbase::NumberSet::kNone;
+         block = unlisted.next(block + 1))
+      frame.add(kFreedRecord, block);
+    if (const int32_t result = journal_.append(&frame); result != kOk) return result;
+    file_->blockSum = sum_;
+    return kOk;
+  }
+
+ private:
+  // About what the frame takes, for few blocks; many are no matter of zeros written ahead.
+  uint64_t estimate() const {
+    uint64_t blocks = 1;
+    change_.forEachWrite([&](uint32_t, const Change::Write&) { return ++blocks < kDirectBlocks; });
+    return blocks * (kBlockSize + 64);
+  }
+
+  // Gives up a frame that nothing has made whole: what stands behind the end may go.
+  int32_t abandon() {
+    journal_.spend();
+    CutBlocks(file_, change_.oldBlockNum());
+    return kWriteFailed;
+  }
+
+  // Names the blocks that are about to be written behind the file's end, so that a recovery knows them for ours.
+  bool writeAhead() {
+    uint8_t header[kHeaderSize];
+    FrameWriter frame(journal_.file(), journal_.end(), journal_.nextFrame(file_->blockNum, kAheadFrame));
+    const bool named = change_.forEachWrite([&](uint32_t number, const Change::Write& write) {
+      if (number < direct_) return true;
+      if (!change_.header(write, header)) return false;
+      StoreU64(frame.add(kAheadRecord, number), HashHeader(header));
+      return true;
+    });
+    if (!named) return abandon() == kOk;
+    if (journal_.append(&frame) != kOk) return false;
+    journal_.noteCarriedOut();
+    return true;
+  }
+
+  // Notes what blocks hold that the journal overwrites, or cuts off, for the first time; and takes all that change out
+  // of the sum.
+  bool addFound(FrameWriter* frame) {
+    OldBlocks old(file_, change_.oldBlockNum());
+    const auto note = [&](uint32_t block) {
+      if (block >= change_.oldBlockNum()) return true;
+      const uint8_t* bytes = old.get(block);
+      if (bytes == nullptr) return false;
+      sum_ -= BlockPart(block, bytes);
+      if (block >= journal_.blockNum() || journal_.covered().contains(block)) return true;
+      journal_.covered().insert(block);
+      AddFound(frame, block, bytes);
+      return true;
+    };
+    if (!change_.forEachWrite([&](uint32_t block, const Change::Write&) { return note(block); }))
+      return false;
+    for (uint32_t block = file_->blockNum; block < change_.oldBlockNum(); ++block) {
+      if (!note(block)) return false;
+    }
+    return true;
+  }
+
+  bool addImages(FrameWriter* frame) {
+    return change_.forEachWrite([&](uint32_t block, const Change::Write& write) {
+      if (block >= direct_) return true;
+      uint8_t* image = frame->add(kImageRecord, block);
+      if (!change_.fill(write, image)) return false;
+      sum_ += BlockPart(block, image);
+      return true;
+    });
+  }
+
+  bool writeDirect(FrameWriter* frame) {
+    if (direct_ == file_->blockNum) return true;
+    uint8_t* buffer = controller->blockBuffer;
+    uint32_t first = 0, count = 0;
+    const auto flush = [&] {
+      const bool written = count == 0 || WriteBlocks(file_, first, buffer, count);
+      count = 0;
+      return written;
+    };
+    const bool packed = change_.forEachWrite([&](uint32_t block, const Change::Write& write) {
+      if (block < direct_) return true;
+      if ((count == kBufferBlocks || block != first + count) && !flush()) return false;
+      if (count == 0) first = block;
+      uint8_t* bytes = buffer + size_t{count++} * kBlockSize;
+      if (!change_.fill(write, bytes)) return false;
+      sum_ += BlockPart(block, bytes);
+      AddDirect(frame, block, bytes);
+      return true;
+    });
+    return packed && flush() && FlushDataFile(file_);
+  }
+
+  const Change& change_;
+  FileInfo* file_;
+  Journal& journal_;
+  uint32_t direct_;
+  uint64_t sum_;
+};
+
+// Puts what frames say into the data file.
+class Carrying : public RecordSink {
+ public:
+  explicit Carrying(FileInfo* file) : file_(file) {}
+  bool take(const RecordHead& piece, const uint8_t* units, uint64_t) override {
+    if (piece.type == kImageRecord) return WriteBlocks(file_, piece.first, units, piece.count);
+    return piece.type != kMarkRecord || WriteFreeMarks(file_, piece.first, piece.count);
+  }
+
+ private:
+  FileInfo* file_;
+};
+
+void StampDataFile(FileInfo* file) {
+  if (!file->file.stamp(&file->dataStamp)) file->backup.close();
+}
+
+// Cuts off what stands behind the file's end.
+bool CutTail(FileInfo* file) {
+  platform::FileStamp stamp;
+  if (!file->file.stamp(&stamp)) return false;
+  return stamp.size <= uint64_t{file->blockNum} * kBlockSize || CutBlocks(file, file->blockNum);
+}
+
+// Whether a file holds what it held when it was opened; a time alone proves nothing.
+bool HoldsTheSame(const FileInfo* file) {
+  platform::FileStamp stamp;
+  if (!file->file.stamp(&stamp)) return false;
+  if (stamp.size != file->dataStamp.size) return false;
+  if (stamp.time == file->dataStamp.time) return true;
+  uint64_t sum;
+  return SumBlocks(file->file, file->blockNum, &sum) && sum == file->blockSum;
+}
+
+// The journal of a file that every change was carried out into.
+int32_t PrepareJournal(FileInfo* file) {
+  Journal& journal = file->journal;
+  if (journal.state() == JournalState::kPoisoned) return journal.isInPlace() ? kOk : kWriteFailed;
+  if (!journal.wantsStart(file->blockNum)) return kOk;
+  int32_t result = kWriteFailed;
+  if (FlushDataFile(file))
+    result =
+        journal.start(file->file, file->blockNum, file->blockSum, file->unmarkedBlocks, file->unlistedBlocks);
+  // One that has only grown large may grow on.
+  return journal.takesFrames() && journal.isInPlace() ? kOk : result != kOk ? result : kWriteFailed;
+}
+
+int32_t WriteChange() {
+  FileInfo* file = change.file();
+  if (change.backsUp()) {
+    if (const int32_t result = BackupDataFile(file); result != kOk) return result;
+  }
+  if (const int32_t result = TakeRoom(file, change.oldBlockNum(), change.backsUp()); result != kOk) {
+    CutBlocks(file, change.oldBlockNum());
+    return result;
+  }
+  return ChangeFrame(change).write();
+}
+
+}  // namespace
+
+bool NamesDataFile(const FileInfo* file) {
+  platform::FileStamp opened, named;
+  return file->file.stamp(&opened) && platform::StampOf(file->path, &named) && opened.sameFile(named);
+}
+
+bool TakeOver(FileInfo* file) {
+  return file->overlay == nullptr && file->file.lock() && NamesDataFile(file) &&
+         platform::IsMissing(file->journal.path()) && HoldsTheSame(file);
+}
+
+bool FlushDataFile(FileInfo* file) {
+  if (file->file.sync()) return true;
+  file->journal.poison();
+  return false;
+}
+
+int32_t PrepareToChange(FileInfo* file) {
+  const JournalState state = file->journal.state();
+  if (state == JournalState::kDead) return kWriteFailed;
+  if (state == JournalState::kNone) {
+    if (!TakeOver(file)) return kCannotOpen;
+  } else {
+    platform::FileStamp stamp;
+    if (!NamesDataFile(file)) return kCannotOpen;
+    if (!CarryOut(file)) return kWriteFailed;
+    if (!file->file.stamp(&stamp) || stamp.size < uint64_t{file->blockNum} * kBlockSize) return kCannotOpen;
+  }
+  if (const int32_t result = PrepareJournal(file); result != kOk) return result;
+  // A new journal cuts off what a change left behind the file's end that may have happened or not.
+  return CarryOut(file) && CutTail(file) ? kOk : kWriteFailed;
+}
+
+bool CarryOut(FileInfo* file) {
+  Journal& journal = file->journal;
+  if (!journal.isBehind()) return true;
+  Carrying carrying(file);
+  if (!journal.replay(&carrying)) return false;
+  if (!CutTail(file)) return false;
+  journal.noteCarriedOut();
+  StampDataFile(file);
+  return true;
+}
+
+int32_t CommitChange() {
+  FileInfo* file = change.file();
+  if (!change.writes()) {
+    change.finish();
+    return kOk;
+  }
+  if (const int32_t result = WriteChange(); result != kOk) {
+    change.undo();
+    return result;
+  }
+  const bool backsUp = change.backsUp();
+  change.finish();
+  if (CarryOut(file) && backsUp) BackupDataFile(file);
+  return kOk;
+}
+
+OneChange::OneChange() : began_(!change.isOpen() && CurrentFile() != nullptr) {
+  if (began_) change.begin(CurrentFile());
+}
+
+OneChange::~OneChange() {
+  end(kNoItem);
+}
+
+int32_t OneChange::end(int32_t result) {
+  if (!began_) return result;
+  began_ = false;
+  if (result >= 0) return CommitChange();
+  change.undo();
+  return result;
+}
+
+}  // namespace storage

@@ -1,0 +1,54 @@
+#include "storage/room.h"
+
+#include <algorithm>
+
+#include "storage/result.h"
+
+namespace storage {
+
+namespace {
+
+using platform::File;
+
+// Small changes that follow each other take room for more than one of them.
+constexpr uint32_t kAhead = 64;
+
+bool WriteZeros(File* file, uint32_t from, uint32_t to) {
+  static const uint8_t kZeros[16 * kBlockSize] = {};
+  for (uint64_t at = uint64_t{from} * kBlockSize, end = uint64_t{to} * kBlockSize; at < end;) {
+    const auto size = static_cast<size_t>(std::min<uint64_t>(end - at, sizeof kZeros));
+    if (file->writeAt(at, kZeros, size) != size) return false;
+    at += size;
+  }
+  return true;
+}
+
+bool TakeBlocks(File* file, uint32_t from, uint32_t to, uint32_t* roomEnd) {
+  if (to <= from || to <= *roomEnd) return true;
+  const auto take = [&](uint32_t end) {
+    return file->reserve(uint64_t{from} * kBlockSize, uint64_t{end - from} * kBlockSize);
+  };
+  const uint32_t ahead = std::min(to + kAhead, kMaxBlocks);
+  if (take(ahead) == File::Room::kTaken) {
+    *roomEnd = ahead;
+    return true;
+  }
+  const File::Room room = take(to);
+  if (room == File::Room::kTaken) *roomEnd = to;
+  return room == File::Room::kTaken || (room == File::Room::kUnknown && WriteZeros(file, from, to));
+}
+
+}  // namespace
+
+int32_t TakeRoom(FileInfo* file, uint32_t oldBlockNum, bool inBackup) {
+  if (!TakeBlocks(&file->file, oldBlockNum, file->blockNum, &file->roomEnd)) return kWriteFailed;
+  if (!inBackup || TakeBlocks(&file->backup, oldBlockNum, file->blockNum, &file->backupRoomEnd)) return kOk;
+  return kWriteFailed;
+}
+
+void ReleaseRoom(FileInfo* file) {
+  if (file->roomEnd > file->blockNum) file->file.setSize(uint64_t{file->blockNum} * kBlockSize);
+  file->roomEnd = 0;
+}
+
+}  // namespace storage
