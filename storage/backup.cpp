@@ -78,6 +78,10 @@ int32_t BackupDataFile(FileInfo* file) {
   return NoteEqual(file);
 }
 
+bool HasBackup(const FileInfo* file) {
+  return !platform::IsMissing(BackupName(file->path).path);
+}
+
 bool DeleteBackupFile(FileInfo* file) {
   const BackupName name(file->path);
   file->backup.close();

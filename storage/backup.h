@@ -18,6 +18,9 @@ namespace storage {
 // the copy could not be written.
 int32_t BackupDataFile(FileInfo* file);
 
+// Whether something bears the backup's name.
+bool HasBackup(const FileInfo* file);
+
 // Deletes the backup at the file's path and makes that durable; true also when there is none.
 bool DeleteBackupFile(FileInfo* file);
 

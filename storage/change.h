@@ -77,9 +77,9 @@ class Change {
   // The same with the first 16 bytes only.
   bool header(const Write& write, uint8_t* bytes) const;
 
-  // Visits the blocks that get the free mark.
+  // Visits the blocks that get the free mark, as forEachWrite.
   template <typename Visit>
-  void forEachMark(Visit visit) const;
+  bool forEachMark(Visit visit) const;
 
  private:
   enum Kind : uint8_t { kTaken, kGiven, kMarked, kRemoved, kMade, kEdited };
@@ -139,11 +139,12 @@ bool Change::forEachWrite(Visit visit) const {
 }
 
 template <typename Visit>
-void Change::forEachMark(Visit visit) const {
+bool Change::forEachMark(Visit visit) const {
   for (const Step& step : log_) {
     if (step.kind != kMarked || !file_->freeBlocks.contains(step.block)) continue;
-    if (!file_->unmarkedBlocks.contains(step.block)) visit(step.block);
+    if (!file_->unmarkedBlocks.contains(step.block) && !visit(step.block)) return false;
   }
+  return true;
 }
 
 }  // namespace storage

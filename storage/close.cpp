@@ -28,25 +28,27 @@ bool MayCompact(const FileInfo* file) {
   return file->transaction == Transaction::kNone && file->dirtyItems.empty() && file->unlistedBlocks.empty();
 }
 
-// Everything is in the data file, durably.
+// Brings everything into the data file, durably.
 bool Settle(FileInfo* file) {
-  const JournalState state = file->journal.state();
-  if (state == JournalState::kPoisoned || state == JournalState::kDead) return false;
-  if (!CarryOut(file)) return false;
+  // A change that may have happened or not is not left to chance: a new journal says that it has not.
+  if (file->journal.state() == JournalState::kSpent && PrepareToChange(file) != kOk) return false;
+  if (!file->journal.isTrusted() || !CarryOut(file)) return false;
   ReleaseRoom(file);
-  return state == JournalState::kNone || FlushDataFile(file);
+  return FlushDataFile(file);
 }
 
 void RemoveWhatIsBeside(FileInfo* file) {
-  const bool ours = NamesDataFile(file);
-  if (file->journal.state() == JournalState::kNone) {
-    if (ours && TakeOver(file)) DeleteBackupFile(file);
-  } else if (ours) {
+  if (NamesDataFile(file)) {
     if (DeleteBackupFile(file)) file->journal.remove();
   } else if (DeleteOwnBackup(file) && file->journal.isInPlace()) {
     file->journal.leave();
     SetAside(file->journal.path(), ".pmo");
   }
+}
+
+// Of a file that was not changed there is only a backup to remove, if somebody left one.
+void RemoveFoundBackup(FileInfo* file) {
+  if (HasBackup(file) && TakeOver(file)) DeleteBackupFile(file);
 }
 
 }  // namespace
@@ -56,7 +58,11 @@ int32_t CloseDataFile(const PmChar* path) {
   FileInfo* file = CurrentFile();
   SyncDirtyData();
   if (MayCompact(file) && file->index.count() != 0) CompactDataFile(file);
-  if (Settle(file)) RemoveWhatIsBeside(file);
+  if (file->journal.state() == JournalState::kNone) {
+    RemoveFoundBackup(file);
+  } else if (Settle(file)) {
+    RemoveWhatIsBeside(file);
+  }
   CloseCurrentFile();
   return kOk;
 }

@@ -1,6 +1,7 @@
 #include "storage/commit.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "storage/backup.h"
 #include "storage/blockio.h"
@@ -54,6 +55,47 @@ class OldBlocks {
   uint8_t bytes_[kWindow * kBlockSize];
 };
 
+// The blocks that share a page with those that a small change writes. The journal carries them along: a medium whose
+// power fails may lose the whole page that it was writing. Of a large change, which writes most pages whole, that is too
+// much.
+class PageMates {
+ public:
+  explicit PageMates(const Change& change) {
+    const auto note = [this](uint32_t block) {
+      if (writtenNum_ < kMost) written_[writtenNum_] = block;
+      return ++writtenNum_ <= kMost;
+    };
+    if (!change.forEachWrite([&](uint32_t block, const Change::Write&) { return note(block); })) return;
+    const uint32_t packets = writtenNum_;
+    if (!change.forEachMark(note)) return;
+    collect(packets, std::min(change.oldBlockNum(), change.file()->blockNum));
+  }
+
+  const uint32_t* begin() const { return mates_; }
+  const uint32_t* end() const { return mates_ + num_; }
+
+ private:
+  static constexpr uint32_t kMost = 64;
+
+  // The blocks of the pages of all written ones, less the first `packets` of those: a mark is written by itself.
+  void collect(uint32_t packets, uint32_t blockNum) {
+    std::sort(written_, written_ + packets);
+    for (uint32_t i = 0; i < writtenNum_; ++i) {
+      const uint32_t page = written_[i] / kPageBlocks * kPageBlocks;
+      for (uint32_t block = page; block < std::min(page + kPageBlocks, blockNum); ++block) {
+        if (!std::binary_search(written_, written_ + packets, block)) mates_[num_++] = block;
+      }
+    }
+    std::sort(mates_, mates_ + num_);
+    num_ = static_cast<uint32_t>(std::unique(mates_, mates_ + num_) - mates_);
+  }
+
+  uint32_t writtenNum_ = 0;
+  uint32_t num_ = 0;
+  uint32_t written_[kMost];
+  uint32_t mates_[kMost * kPageBlocks];
+};
+
 // Writes a change into the journal, and its many new blocks into the data file.
 class ChangeFrame {
  public:
@@ -62,6 +104,8 @@ class ChangeFrame {
         file_(change.file()),
         journal_(change.file()->journal),
         direct_(FirstDirectBlock(change)),
+        mates_(change),
+        old_(file_, change.oldBlockNum()),
         sum_(change.file()->blockSum) {}
 
   // 0 when the frame is durable, kWriteFailed otherwise.
@@ -70,11 +114,7 @@ class ChangeFrame {
     journal_.makeRoom(estimate());
     FrameWriter frame(journal_.file(), journal_.end(), journal_.nextFrame(file_->blockNum, kChangeFrame));
     if (!addFound(&frame) || !addImages(&frame) || !writeDirect(&frame)) return abandon();
-    change_.forEachMark([&](uint32_t block) { frame.add(kMarkRecord, block); });
-    auto& unlisted = file_->unlistedBlocks;
-    for (uint32_t block = unlisted.lowest(); block != commonbase::NumberSet::kNone;
-         block = unlisted.next(block + 1))
-      frame.add(kFreedRecord, block);
+    addFree(&frame);
     if (const int32_t result = journal_.append(&frame); result != kOk) return result;
     file_->blockSum = sum_;
     return kOk;
@@ -85,6 +125,7 @@ class ChangeFrame {
   uint64_t estimate() const {
     uint64_t blocks = 1;
     change_.forEachWrite([&](uint32_t, const Change::Write&) { return ++blocks < kDirectBlocks; });
+    blocks += static_cast<uint64_t>(mates_.end() - mates_.begin());
     return blocks * (kBlockSize + 64);
   }
 
@@ -114,10 +155,9 @@ class ChangeFrame {
   // Notes what blocks hold that the journal overwrites, or cuts off, for the first time; and takes all that change out
   // of the sum.
   bool addFound(FrameWriter* frame) {
-    OldBlocks old(file_, change_.oldBlockNum());
     const auto note = [&](uint32_t block) {
       if (block >= change_.oldBlockNum()) return true;
-      const uint8_t* bytes = old.get(block);
+      const uint8_t* bytes = old_.get(block);
       if (bytes == nullptr) return false;
       sum_ -= BlockPart(block, bytes);
       if (block >= journal_.blockNum() || journal_.covered().contains(block)) return true;
@@ -130,17 +170,40 @@ class ChangeFrame {
     for (uint32_t block = file_->blockNum; block < change_.oldBlockNum(); ++block) {
       if (!note(block)) return false;
     }
-    return true;
+    return std::all_of(mates_.begin(), mates_.end(), note);
   }
 
   bool addImages(FrameWriter* frame) {
-    return change_.forEachWrite([&](uint32_t block, const Change::Write& write) {
+    const bool added = change_.forEachWrite([&](uint32_t block, const Change::Write& write) {
       if (block >= direct_) return true;
       uint8_t* image = frame->add(kImageRecord, block);
       if (!change_.fill(write, image)) return false;
       sum_ += BlockPart(block, image);
       return true;
     });
+    return added && std::all_of(mates_.begin(), mates_.end(), [&](uint32_t block) {
+             const uint8_t* bytes = old_.get(block);
+             if (bytes == nullptr) return false;
+             std::memcpy(frame->add(kImageRecord, block), bytes, kBlockSize);
+             sum_ += BlockPart(block, bytes);
+             return true;
+           });
+  }
+
+  // Which blocks get the free mark, and which are free in memory only: those that no frame has named before, and those
+  // whose image would end what an earlier one said.
+  void addFree(FrameWriter* frame) const {
+    change_.forEachMark([&](uint32_t block) {
+      frame->add(kMarkRecord, block);
+      return true;
+    });
+    const auto& unlisted = file_->unlistedBlocks;
+    for (uint32_t block = unlisted.lowest(); block != commonbase::NumberSet::kNone;
+         block = unlisted.next(block + 1))
+      frame->add(kFreedRecord, block);
+    for (const uint32_t block : mates_) {
+      if (file_->unmarkedBlocks.contains(block) && !unlisted.contains(block)) frame->add(kFreedRecord, block);
+    }
   }
 
   bool writeDirect(FrameWriter* frame) {
@@ -169,6 +232,8 @@ class ChangeFrame {
   FileInfo* file_;
   Journal& journal_;
   uint32_t direct_;
+  PageMates mates_;
+  OldBlocks old_;
   uint64_t sum_;
 };
 

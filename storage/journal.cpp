@@ -132,7 +132,7 @@ int32_t Journal::put(const Fresh& fresh, const PmChar* name) {
   // Were the name not durable, the old journal could come back and hide what is appended to this one.
   if (platform::SyncFolder(path_)) return kOk;
   state_ = JournalState::kSpent;
-  return kWriteFailed;
+  return kCannotOpen;
 }
 
 bool Journal::adopt() {

@@ -54,7 +54,8 @@ class Journal {
 
   JournalState state() const { return state_; }
   bool isBehind() const { return carriedTo_ != end_; }
-  bool isTrusted() const { return state_ == JournalState::kOpen || state_ == JournalState::kSpent; }
+  // Whether the data file is known to hold durably what was flushed.
+  bool isTrusted() const { return state_ == JournalState::kOpen; }
 
   // Makes a new journal in the place of the one that stands, if one does, with a salt of its own, for a data file of
   // that length and sum. Its first frame carries on which blocks are free in memory only, as the last durable frame

@@ -83,10 +83,20 @@ Recovery RecoverFrom(FileInfo* file, File* journal) {
   return carried && file->journal.adopt() ? Recovery::kCarriedOut : Recovery::kFailed;
 }
 
+// A journal that was being made when the process died, before there was one.
+void RemoveUnfinished(FileInfo* file) {
+  PmChar name[kMaxJournalPath + 1];
+  ChangeSuffix(name, file->journal.path(), ".pmt");
+  if (!platform::IsMissing(name) && file->file.lock()) platform::Remove(name);
+}
+
 }  // namespace
 
 Recovery RecoverDataFile(FileInfo* file) {
-  if (platform::IsMissing(file->journal.path())) return Recovery::kNothing;
+  if (platform::IsMissing(file->journal.path())) {
+    RemoveUnfinished(file);
+    return Recovery::kNothing;
+  }
   if (!file->file.lock()) return Recovery::kHeld;
   // Whoever held it may have closed it, replaced it or removed its journal in the meantime.
   if (!NamesDataFile(file)) return Recovery::kFailed;
