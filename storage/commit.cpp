@@ -37,9 +37,9 @@ class OldBlocks {
   // Null when it cannot be read.
   const uint8_t* get(uint32_t block) {
     if (block < first_ || block >= first_ + count_) {
-      const uint32_t wanted = block == first_ + count_ ? kWindow : 1;
-      first_ = block;
-      count_ = std::min(wanted, end_ - block);
+      const bool goesOn = count_ != 0 && block == first_ + count_;
+      first_ = block / kPageBlocks * kPageBlocks;
+      count_ = std::min(goesOn ? kWindow : kPageBlocks, end_ - first_);
       if (!ReadBlocks(file_, first_, bytes_, count_)) return nullptr;
     }
     return bytes_ + size_t{block - first_} * kBlockSize;

@@ -34,8 +34,8 @@
 namespace storage {
 
 constexpr uint32_t kJournalPage = 4096;
-constexpr uint64_t kJournalMagic = 0x016C6E724A6D7000;
-constexpr uint64_t kFrameMagic = 0x01656D61724A6D70;
+constexpr uint64_t kJournalMagic = 0x01006C6E724A6D70;
+constexpr uint64_t kFrameMagic = 0x01656D6172466D70;
 constexpr uint32_t kJournalHeaderSize = 40;
 constexpr uint32_t kFrameHeadSize = 32;
 constexpr uint32_t kRecordHeadSize = 16;
