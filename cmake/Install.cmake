@@ -53,7 +53,12 @@ if(WIN32)
 else()
   set(python_folder lib/python3/dist-packages)
 endif()
-install(FILES python/pmstore.py DESTINATION "${python_folder}" COMPONENT python)
+install(FILES python/pmstore/__init__.py python/pmstore/_errors.py python/pmstore/_library.py python/pmstore/_vault.py
+  python/pmstore/py.typed DESTINATION "${python_folder}/pmstore" COMPONENT python)
+file(STRINGS python/pmstore/__init__.py python_version REGEX "^__version__ = \"${PROJECT_VERSION}\"$")
+if(NOT python_version)
+  message(FATAL_ERROR "python/pmstore/__init__.py has another version than ${PROJECT_VERSION}.")
+endif()
 
 if(PMSTORE_TOOL)
   install(TARGETS pmstore_tool RUNTIME COMPONENT tool)
