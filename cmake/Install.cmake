@@ -3,7 +3,7 @@ include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(PMSTORE_PUBLIC_HEADERS
-  pmstore.h include/pmstore.hpp platform/pmtypes.h
+  pmstore.h include/pmerror.hpp include/pmstore.hpp include/pmtext.hpp platform/pmtypes.h
   commonbase/src/nodepool.h commonbase/src/slist.h commonbase/src/avltree.h commonbase/src/dlist.h commonbase/src/file.h)
 set(headers_folder "${CMAKE_INSTALL_INCLUDEDIR}/pmstore")
 set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/pmstore")
@@ -39,7 +39,7 @@ install(FILES "${PROJECT_BINARY_DIR}/pmstore.pc" DESTINATION "${CMAKE_INSTALL_LI
 
 install(FILES README.md CHANGELOG.md docs/tutorial.md docs/format.md docs/architecture.md docs/safety.md
   DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
-install(FILES examples/hello.c examples/wrapper.cpp examples/wrapper.py
+install(FILES examples/hello.c examples/hello.cpp examples/hello.py examples/wrapper.cpp examples/wrapper.py
   DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development)
 if(WIN32)
   install(FILES docs/windows.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)

@@ -7,21 +7,20 @@ constexpr uint32_t kPassword = 1;
 
 static int Show() {
   pmstore::Vault vault("wrapper.vault");
-  if (vault.restored()) std::puts("restored after a crash");
 
   pmstore::Transaction transaction(vault);
-  for (const PmChar* site : {PM_TEXT("garden.example"), PM_TEXT("library.example")}) {
-    const auto known = vault.find(kPassword, site);
-    if (known) vault.remove(*known);
-    vault.add(kPassword, site, "correct horse");
+  uint32_t last = 0;
+  for (const char* site : {"garden.example", "library.example"}) {
+    if (const auto known = vault.find(kPassword, site)) vault.remove(*known);
+    last = vault.add(kPassword, site, "correct horse");
   }
   transaction.commit();  // both, or neither
 
-  const uint32_t id = *vault.find(kPassword, PM_TEXT("library.example"));
-  vault.modify(id, 8, "battery staple");
-  for (const uint32_t each : vault.ids(kPassword)) {
-    const std::string_view text = vault.get(each)->text();
-    std::printf("item %08x: %.*s\n", each, static_cast<int>(text.size()), text.data());
+  vault.modify(last, 8, "battery staple");
+  for (const auto& [id, bytes] : vault.items(kPassword)) {
+    const std::string_view text = bytes ? bytes->text() : "damaged";
+    std::printf("item %08x: %.*s for %s\n", id, static_cast<int>(text.size()), text.data(),
+                vault.nameOf(id)->c_str());
   }
 
   std::error_code error;
