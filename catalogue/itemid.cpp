@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "catalogue/registry.h"
+#include "catalogue/tableformat.h"
 #include "storage/format.h"
 
 namespace catalogue {
@@ -38,7 +39,8 @@ bool IsIdUnusedInAllDataBases(uint32_t id) {
 
 bool AddPendingId(DataBaseHandle* handle, uint32_t id, uint32_t kind, const PmChar* userData) {
   const uint64_t size = UserDataSize(userData);
-  if (size > storage::kMaxItemSize || !handle->pendingIds.reserve()) return false;
+  // An ID whose record could never be stored is none.
+  if (size > storage::kMaxItemSize - kRecordHeaderSize || !handle->pendingIds.reserve()) return false;
   ItemIdRecord* record = handle->pendingIds.make(id, kind, userData, static_cast<uint32_t>(size));
   if (record == nullptr) return false;
   handle->pendingIds.add(record);

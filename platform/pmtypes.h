@@ -25,8 +25,18 @@ typedef wchar_t PmChar;
 #include <uchar.h>
 #endif
 typedef char16_t PmChar; /**< one UTF-16 code unit */
-#define PM_TEXT(text) u##text                            /**< a string literal of PmChar: PM_TEXT("vault") */
 #define PM_EXPORT __attribute__((visibility("default"))) /**< marks an exported function */
+#if defined(__cplusplus) || (defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L)
+#define PM_TEXT(text) u##text /**< a string literal of PmChar: PM_TEXT("vault") */
+#else
+/* C99 has no such literals: an array that lasts to the end of the block, of ASCII characters only. */
+#define PM_TEXT(text) PmWiden((PmChar[sizeof(text)]){0}, text)
+static inline const PmChar* PmWiden(PmChar* wide, const char* text) {
+  size_t i;
+  for (i = 0; text[i] != 0; ++i) wide[i] = (PmChar)(unsigned char)text[i];
+  return wide;
+}
+#endif
 #endif
 
 /** The calling convention of every function that crosses the boundary, in either direction. */

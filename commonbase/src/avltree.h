@@ -109,9 +109,11 @@ PM_EXPORT AvlTree* PM_CALL CreateAvlTree(AvlTree* header, AvlNode* nodeArea, int
                                          void* elementArea, int32_t elementSize);
 
 /** Inserts an element; called with the tree's root, and keeps it up to date. The subtree's new root. An
- * element equal to one in the tree is not stored, and without memory for a node nothing changes (null for an
- * empty tree): the caller learns of either by searching. A null tree gives null after an assertion report on
- * standard output. */
+ * element equal to one in the tree is not stored: the one in the tree stays, and the new one stays the
+ * caller's, who releases it (with FreeAvlElement, when it is storage of the tree's). Without memory for a node
+ * nothing changes (null for an empty tree), and the element is the caller's too. The caller learns of either
+ * by searching: FindAvlNode gives a node with another element, or none. A null tree gives null after an
+ * assertion report on standard output. */
 PM_EXPORT AvlNode* PM_CALL InsertAvlNode(void* element, AvlTree* tree, AvlNode* root);
 
 /** The node that holds an element equal to `key`, or null. */

@@ -62,19 +62,21 @@ PM_EXPORT int32_t PM_CALL DLInsert(const void* bytes, uint32_t length, DList* li
  * for null bytes, order function or list, or when there is no memory. */
 PM_EXPORT int32_t PM_CALL DLInsertSort(const void* bytes, uint32_t length, DLOrder order, DList* list);
 
-/** Starts a walk from the front: the first element's bytes, their number in *length. Null, with *length as it
- * was, for an empty or a null list. */
+/** Starts a walk from the front: the first element's bytes, their number in *length, where `length` is not
+ * null. Null, with *length as it was, for an empty or a null list. */
 PM_EXPORT void* PM_CALL DLGetFirstData(uint32_t* length, DList* list);
 
-/** The next element of the walk; null, with *length as it was, at its end or for a null list. */
+/** The next element of the walk, and its length as DLGetFirstData gives it; null, with *length as it was, at
+ * its end or for a null list. */
 PM_EXPORT void* PM_CALL DLGetNextData(uint32_t* length, DList* list);
 
 /** Starts a walk from the back: the last element's bytes, their number in *length. Null for an empty list,
- * with *length set to 0; null for a null length or list. */
+ * with *length set to 0; null for a null list, and for a null `length`, which this walk needs: the walk stays
+ * where it was then. */
 PM_EXPORT void* PM_CALL DLGetFirstDataR(uint32_t* length, DList* list);
 
-/** The next element of the walk towards the front; null at its end, with *length set to 0; null for a null
- * length or list. */
+/** The next element of the walk towards the front; null at its end, with *length set to 0; null, the walk
+ * staying where it was, for a null `length` or list. */
 PM_EXPORT void* PM_CALL DLGetNextDataR(uint32_t* length, DList* list);
 
 /** The bytes of the first element that matches the key; null when none does, for a null match function, key

@@ -36,6 +36,11 @@ int32_t FRead(void* buffer, uint32_t elementSize, uint32_t elementCount, FILE* s
 int32_t FReadLine(char* buffer, int32_t size, FILE* stream) {
   if (buffer == nullptr || size < 1) return -3;
   std::memset(buffer, 0, static_cast<size_t>(size));
+  // Where there is room for no character, fgets gives an empty line for ever.
+  if (size == 1) {
+    const int next = std::getc(stream);
+    return next != EOF && std::ungetc(next, stream) != EOF ? 0 : -3;
+  }
   if (std::fgets(buffer, size, stream) == nullptr) return -3;
   return static_cast<int32_t>(std::strlen(buffer));
 }

@@ -9,7 +9,7 @@
  * 2. The free chain is last in, first out; a fresh pool hands out its area in ascending order.
  * 3. The first bytes of a free node hold the link to the next free one, 0 at the end: its address, or, where
  * a node is smaller than an address, its number in the area counted from 1 (4 bytes). Nothing else is stored
- *    in a free node, and nodes need not be aligned.
+ * in a free node, and nodes need not be aligned.
  * 4. The pool keeps no record of the nodes from the heap; they are not released with it.
  *
  * A pool takes no locks: it is used by one thread at a time.

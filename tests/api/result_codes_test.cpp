@@ -89,11 +89,15 @@ TEST_F(ResultCodes, OfBytesThatCannotBeStored) {
   EXPECT_EQ(GetItemAddons(db, pending, nullptr), nullptr);
   EXPECT_EQ(PmGetItemPtrByID(db, nullptr), nullptr);
   EXPECT_EQ(PmModifyItem(db, stored, nullptr, 10, 0, 0), 0);
-  // Two such records are more than the table of IDs may hold.
-  const PmString text(20000000, 'x');
+  // The table of IDs holds the longest record that there is, and then no other.
+  DataBaseHandle* full = open("full.db");
+  PmString text(32767490, 'x');
+  EXPECT_EQ(
+      CreateNewItemID(full, 3, text.c_str()) + static_cast<uint32_t>(RetainID(full, 5, 3, text.c_str())), 0u);
+  text.pop_back();
   EXPECT_EQ(PmStartTransaction(), 0);
-  EXPECT_EQ(insert(db, CreateNewItemID(db, 3, text.c_str()), {}), 0);
-  EXPECT_EQ(insert(db, CreateNewItemID(db, 4, text.c_str()), {}), -1);
+  EXPECT_EQ(insert(full, CreateNewItemID(full, 3, text.c_str()), {}), 0);
+  EXPECT_EQ(insert(full, CreateNewItemID(full, 4, nullptr), {}), -1);
 }
 
 TEST_F(ResultCodes, OfAFileThatWasCutBehindOurBack) {

@@ -84,12 +84,13 @@ TEST_F(Files, StreamsReadWriteSeekAndTellTheEnd) {
   EXPECT_EQ(FSize(name.c_str()), 23);
   EXPECT_TRUE(FSeek(stream, -1, 0) != 0 && FSeek(stream, 0, 0) == 0);
   char line[16];
+  EXPECT_EQ(FReadLine(line, 1, stream), 0);  // room for no character, of which there are some
   for (const std::string text : {"abc\n", "longer than it ", "fits", ""}) {
     std::memset(line, '!', sizeof line);
     EXPECT_EQ(FReadLine(line, sizeof line, stream), text.empty() ? -3 : static_cast<int32_t>(text.size()));
     EXPECT_EQ(std::string(line, sizeof line), text + std::string(sizeof line - text.size(), '\0'));
   }
-  EXPECT_EQ(FReadLine(nullptr, 16, stream) + FReadLine(line, -1, stream), -6);
+  EXPECT_EQ(FReadLine(nullptr, 16, stream) + FReadLine(line, -1, stream) + FReadLine(line, 1, stream), -9);
   EXPECT_TRUE(FSeek(stream, -4, 2) == 0 && FRead(line, 2, 2, stream) == 2);
   EXPECT_EQ(FEof(stream), 0);  // the last byte is read, and nothing beyond
   EXPECT_TRUE(FSeek(stream, -1, 1) == 0 && FRead(line, 2, 1, stream) == 0);  // half an element is none
