@@ -10,8 +10,7 @@
  *
  * InitPmTotalDataController, then OpenDataBaseFile, then anything on the handle, CloseDataBaseFile, and at
  * the end ReleasePmTotalDataController. Everything runs to completion on the caller's thread. The state is
- * one for the whole process and has no lock: one call at a time. A data file belongs to one process at a
- * time, and within it to one spelling of its path; two would write over each other, and nothing detects that.
+ * one for the whole process and has no lock: one call at a time.
  *
  * ## IDs
  *
@@ -28,13 +27,14 @@
  * | code | meaning |
  * |-----:|---------|
  * |   -1 | unknown handle; no such item; no current file; an argument out of range; no memory |
- * |   -2 | the handle's file is not open, or the data file or its backup cannot be opened or created |
+ * |   -2 | the handle's file is not open; the data file, its backup or its journal cannot be opened or created; another program has locked or changed the data file |
  * |   -3 | the ID is 0 (PmModifyItem), or the database is closed already (CloseDataBaseFile) |
  * |   -4 | a write failed, could not be made durable, or would grow the file beyond 2 GiB - 1024 bytes |
  * |   -5 | the ID is 0, or it is neither pending nor committed as the call needs it |
  *
  * A function tests its conditions in the order in which it lists them. What failed with -1, -3 or -5 has
- * changed no item, no ID and no file, unless the function says otherwise.
+ * changed no item, no ID and no file, unless the function says otherwise. What failed with -2 or -4 has changed
+ * nothing in the file; what it says stays in memory is written by the next sync that succeeds.
  *
  * ## Memory
  *
@@ -53,31 +53,42 @@
  *
  * ## When changes reach the disk
  *
- * Changes are made in memory; a sync writes those of one file, all of them, and only behind a durable backup
- * of the state before. A sync runs when a pending ID is committed, when an item is deleted, in every call
- * whose `syncNow` is nonzero, in PmSyncDirtyData and PmStopTransaction, and at the close. While a transaction
- * is open on the file all of these, but PmStopTransaction, write nothing.
+ * Changes are made in memory; a sync writes those of one file, all of them as one change, and they are durable
+ * when it returns 0. A sync runs when a pending ID is committed, when an item is deleted, in every call whose
+ * `syncNow` is nonzero, in PmSyncDirtyData and PmStopTransaction, and at the close. While a transaction is open
+ * on the file all of these, but PmStopTransaction, write nothing.
  *
  * The sync that saves the table of IDs, at the end of an insert or a delete, completes the change on disk and
  * does not report its failure; the change then stays in memory, for the next sync to write. PmSyncDirtyData
  * afterwards (and before a close, which does not report either) says whether everything is on disk.
  *
- * ## Backup and recovery
+ * ## Crashes
  *
- * Beside the data file `name` stands a hidden `.name.bak` from the first sync until the close. It is a whole
- * data file at every instant. The rule: a backup found beside a data file that no process has open wins;
- * without one the data file is whole. So a caller looks for it before opening, and when it is there restores
- * first:
+ * After a crash or a loss of power at any instant, OpenDataBaseFile gives the state of the last call that
+ * reported success or of the one that was under way, the whole of it; nobody has to do anything for that. (A
+ * change that was reported failed may have arrived all the same.)
  *
- *     const int32_t left = FExists(backup) == 0;
- *     if (left && PmRestoreBackupFile(path) != 0) return 1;  // the backup is damaged: keep both files
- *     DataBaseHandle* handle = OpenDataBaseFile(path);
- *     if (left) CloseDataBaseFile(handle);  // the restore counted as an open of its own
+ * From the first change until the close two hidden files stand with the data file `name`. The journal,
+ * `.name.pmj`, carries the recovery: a vault is its data file and, where there is one, its journal, and whoever
+ * copies or moves a vault that is open, or that a crash has left, takes both. It stands beside the file itself
+ * when the path is a symbolic link. The backup, `.name.bak` beside the path, is a copy of the data file, as it was
+ * before the first change until that is done and as the last sync left it from then on. It is there for
+ * PmRestoreBackupFile; no safety rests on it. A close removes both, unless a write has failed: then they stay, and
+ * the next open recovers.
  *
- * Opening without the restore takes the data file as it is, and the first sync replaces the backup.
+ * A journal that does not belong to the file beside it, because another has taken the file's place, is set
+ * aside with its backup, as `.name.pmo` and `.name.bko` (numbered where these exist), and the file is opened as
+ * it stands.
  *
- * A write that fails part-way leaves the data file torn: the backup is then kept, also by a close, until a
- * later sync of the file completes.
+ * ## Other programs
+ *
+ * Any number of programs may have a vault open as long as none changes it. The first change locks the data file
+ * until the close, and so does an open that recovers. The first change fails with -2, and writes nothing, when
+ * another program has the file locked, and when another has changed it since it was opened here: close it then,
+ * and open it again. A close without a change, and an open of a locked file, write nothing and touch no file beside
+ * it. Two spellings of one path in one process count as two programs. The lock belongs to the open file (Linux: an
+ * open-file-description lock; Windows: LockFileEx) and goes with the process; on a file system without locks
+ * nothing is detected.
  */
 #ifndef PMSTORE_H
 #define PMSTORE_H
@@ -117,27 +128,28 @@ PM_EXPORT void PM_CALL ReleasePmTotalDataController(void);
 
 /**
  * Opens a database, or counts one more user of an open one. A missing file is created, empty, readable and
- * writable by its owner alone; a present one is read through once and not written. A temporary file that a
- * crash left beside it is deleted, a backup is left alone.
+ * writable by its owner alone (on Windows: with the rights that its folder gives). A present one is read through
+ * once. It is written only when a crash left its journal: that is carried out first, and the file is locked then;
+ * where another program has it locked, the journal is laid over what is read, and nothing is written.
  *
  * A database that was not open has its file current afterwards; another open of the same path changes nothing
  * but the count.
  *
  * @param path 1 to 255 characters, compared code unit by code unit with those of the open databases.
  * @return the handle, to be closed once for each open; null for a null path, before
- * InitPmTotalDataController, for a path that is too long, when the file cannot be created or opened for
- * reading and writing, when it is no valid data file, when its table of IDs is damaged, and when there is no
- * memory. On failure nothing has changed, the current file included; a file created by then stays, empty.
+ * InitPmTotalDataController, for a path that is too long, or whose file name is too long for the file system once
+ * it is the backup's or the journal's (Linux: more than 250 bytes), when the file cannot be created or opened for
+ * reading and writing, when it is no valid data file, when its table of IDs is damaged, when a recovery cannot be
+ * written, and when there is no memory. On failure nothing has changed, the current file included; a file created by then stays, empty.
  */
 PM_EXPORT DataBaseHandle* PM_CALL OpenDataBaseFile(const PmChar* path);
 
 /**
  * Counts one user of a database off; the last one closes it: all changes are written, free blocks are
- * squeezed out when the file holds items, the backup is deleted, and the handle and everything lent become
- * invalid. No file is current then. Pending IDs are dropped. What fails while closing is not reported: call
- * PmSyncDirtyData before, to know that the changes are on disk. After a failed write the backup stays beside
- * the file, as Backup and recovery has it; when the changes could not be written, free blocks stay where they
- * are.
+ * squeezed out when the file holds items, backup and journal are removed, and the handle and everything lent
+ * become invalid. No file is current then. Pending IDs are dropped. What fails while closing is not reported:
+ * call PmSyncDirtyData before, to know that the changes are on disk. When a write fails, backup and journal stay,
+ * and the next open gives the state of the last sync that succeeded.
  *
  * Stop an open transaction first. A close inside one drops its inserts and modifications, but not the
  * deletions: their bytes are gone although their IDs are still committed.
@@ -153,7 +165,8 @@ PM_EXPORT int32_t PM_CALL CloseDataBaseFile(DataBaseHandle* handle);
 
 /**
  * Copies the backup of a database that is not open over its data file and opens the result, which becomes the
- * current file. The backup is looked through first, and is left in place. It counts as one open: a following
+ * current file. Where a crash left a journal, the recovery that an open makes comes first, and brings the backup
+ * up to date. The backup is looked through before it is copied, and is left in place. It counts as one open: a following
  * OpenDataBaseFile of the path gives the handle, which is then to be closed twice. For a database that is
  * open only the user is counted; nothing is restored.
  *
@@ -164,9 +177,10 @@ PM_EXPORT int32_t PM_CALL CloseDataBaseFile(DataBaseHandle* handle);
  * - 0: restored and open, or open already
  * - -1: the path is null
  * - -2: before InitPmTotalDataController; the path is too long; there is no backup; it is no valid data file
- * or its table of IDs is damaged; it cannot be copied over the data file; the result cannot be opened; no
- * memory. The backup stands in every case, the database is not open and the current file is unchanged. The
- * data file is unchanged unless the copying itself failed; then restore again.
+ * or its table of IDs is damaged; another program has the data file locked; the backup cannot be copied over it;
+ * the result cannot be opened; no memory. The backup stands in every case, the database is not open and the
+ * current file is unchanged; the data file holds the state before or, when only opening the result failed, the
+ * restored one.
  */
 PM_EXPORT int32_t PM_CALL PmRestoreBackupFile(const PmChar* path);
 
@@ -176,7 +190,8 @@ PM_EXPORT int32_t PM_CALL PmRestoreBackupFile(const PmChar* path);
  *
  * @param handle an open database.
  * @param kind any number.
- * @param userData a string for the ID, of at most 32,767,499 characters, or null for none.
+ * @param userData a string for the ID, of at most 32,767,489 characters (UTF-16 units; with them its
+ * record fills the largest table of IDs), or null for none.
  * @return the ID; 0, with nothing changed, for an unknown handle, when a committed ID of the database has the
  * same kind and an equal string (a pending one does not count), when the draw came out 0 (call again), for
  * too long a string, and when there is no memory.
@@ -269,8 +284,8 @@ PM_EXPORT uint32_t PM_CALL GetItemCount(DataBaseHandle* handle, uint32_t kind);
  * - -5: the ID is 0, or (tested last of these) neither pending nor committed
  * - -1: the handle is not one of an open database
  * - -2: the file of the handle is not open; no file is current then
- * - -1: the size is out of range, the bytes are null, the table of IDs would exceed 65,535,000 bytes or can no
- * longer be read from the file, or there is no memory; nothing has changed
+ * - -1: the size is out of range, the bytes are null, the table of IDs would exceed 65,535,000 bytes (20 for
+ * each ID, and its string with terminator), or there is no memory; nothing has changed
  * - -2, -4: from the sync that `syncNow` asked for, as for PmSyncDirtyData. The bytes are kept in memory for
  * the next sync, but a pending ID stays pending: insert again to commit it
  */
@@ -279,9 +294,12 @@ PM_EXPORT int32_t PM_CALL InserItemToDataBase(DataBaseHandle* handle, uint32_t i
 
 /**
  * Deletes an item and its ID, and saves the table of IDs with a sync of the file: the ID is gone from the
- * disk at return, unless that sync failed, which this function does not report. The item's blocks become free
- * in memory; on disk they keep their bytes until other items or a close of the database overwrite them. Makes
- * the file current.
+ * disk at return, unless that sync failed, which this function does not report. Makes the file current.
+ *
+ * What remains: the item's blocks are free at once in memory, but in the file they keep their bytes, and look like
+ * the item's, until they are marked as free (`syncNow`, the end of a transaction), taken by other items, or
+ * squeezed out by the close. After a crash the recovery marks the blocks of every deletion that a sync has made
+ * durable, so that none comes back. Marking leaves the bytes; nothing wipes the medium.
  *
  * @param handle an open database.
  * @param id a committed ID, not 0.
@@ -292,11 +310,9 @@ PM_EXPORT int32_t PM_CALL InserItemToDataBase(DataBaseHandle* handle, uint32_t i
  * - -5: the ID is 0, or (tested last of these) not committed
  * - -1: the handle is not one of an open database
  * - -2: the file of the handle is not open; no file is current then
- * - -1: the file has no item of this ID (one of 0 bytes is not in it after a reopening), the table of IDs can
- * no longer be read from it, or there is no memory; nothing has changed, the ID stays committed
- * - -2, -4: with `syncNow`, the backup could not be made; nothing has changed
- * - -4: with `syncNow`, a mark could not be written: the item's bytes are gone while its ID stays committed
- * (an insert stores it anew), and the file is torn until a later sync completes
+ * - -1: the file has no item of this ID (one of 0 bytes is not in it after a reopening), or there is no memory;
+ * nothing has changed, the ID stays committed
+ * - -2, -4: with `syncNow`, as for PmSyncDirtyData; nothing has changed, in memory neither
  */
 PM_EXPORT int32_t PM_CALL DeleteItemFromDataBase(DataBaseHandle* handle, uint32_t id, int32_t syncNow);
 
@@ -340,20 +356,20 @@ PM_EXPORT int32_t PM_CALL PmModifyItem(DataBaseHandle* handle, uint32_t id, cons
 PM_EXPORT const void* PM_CALL PmGetItemPtrByID(DataBaseHandle* handle, uint32_t* idThenSize);
 
 /**
- * Writes all changes of the current file. At return with 0 the data file on disk holds them, durably, and
- * either equals its backup or has none. Writes nothing and returns 0 when there is nothing to write, and
+ * Writes all changes of the current file. At return with 0 they are durable, and the data file equals its
+ * backup or has none. Writes nothing and returns 0 when there is nothing to write, and
  * always inside a transaction.
  *
  * @return
  * - 0: done
- * - -1: no file is current; or there was no memory for the table of IDs or its old bytes can no longer be
- * read: it stays unwritten, but all else is on disk
- * - -2: the data file cannot be read for the backup, the backup cannot be created, or the path names another
- * file by now; no item was written
- * - -4: writing failed, or the file would grow beyond 2 GiB - 1024 bytes. When it failed in the data file,
- * that is torn; the backup holds the state before and is kept
+ * - -1: no file is current; or there was no memory for the table of IDs: it stays unwritten, but all else is on
+ * disk
+ * - -2: the data file cannot be read for the backup, backup or journal cannot be created, the path names another
+ * file by now, or another program has locked the file or changed it since it was opened
+ * - -4: writing failed, or the file would grow beyond 2 GiB - 1024 bytes
  *
- * After a failure every change that is not on disk stays in memory, and the next sync tries again.
+ * With -2 and -4 nothing has changed in the file. After a failure every change that is not on disk stays in
+ * memory, and the next sync tries again.
  */
 PM_EXPORT int32_t PM_CALL PmSyncDirtyData(void);
 
