@@ -1,7 +1,7 @@
 # How the layers and the library are put together.
 
 if(WIN32)
-  enable_language(RC)
+  include(windows-library)
 endif()
 
 add_library(pmstore_warnings INTERFACE)
@@ -21,9 +21,8 @@ function(pmstore_library_layer name)
   target_compile_options(${name} PRIVATE $<$<COMPILE_LANGUAGE:CXX>:-fno-exceptions -fno-rtti>)
   set_target_properties(${name} PROPERTIES
     CXX_VISIBILITY_PRESET hidden C_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
-  if(WIN32 AND CMAKE_SIZEOF_VOID_P EQUAL 4)
-    # Callers built by other compilers keep the stack aligned to 4 bytes only.
-    target_compile_options(${name} PRIVATE -mstackrealign)
+  if(WIN32)
+    pmstore_windows_layer(${name})
   endif()
 endfunction()
 
@@ -32,7 +31,7 @@ add_library(pmstore_static STATIC)
 target_link_libraries(pmstore_static PUBLIC pmstore_headers)
 set_target_properties(pmstore_static PROPERTIES OUTPUT_NAME pmstore_inside)
 
-# The shared library, exporting exactly the names of exports.txt.
+# The shared library, exporting exactly the names of exports.txt, which has each with its number in the DLL.
 function(pmstore_shared_library name)
   set(list "${PROJECT_SOURCE_DIR}/exports.txt")
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${list}")
@@ -48,15 +47,9 @@ function(pmstore_shared_library name)
     ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR})
 
   if(WIN32)
-    list(JOIN exports "\n" names)
-    set(def "${PROJECT_BINARY_DIR}/${name}.def")
-    file(CONFIGURE OUTPUT "${def}" CONTENT "LIBRARY ${name}.dll\nEXPORTS\n${names}\n" @ONLY)
-    set(resource "${PROJECT_BINARY_DIR}/${name}.rc")
-    configure_file("${PROJECT_SOURCE_DIR}/packaging/windows/${name}.rc.in" "${resource}" @ONLY)
-    target_sources(${name} PRIVATE "${def}" "${resource}")
-    set_target_properties(${name} PROPERTIES PREFIX "")
-    target_link_options(${name} PRIVATE -static -Wl,--no-insert-timestamp)
+    pmstore_windows_library(${name} "${exports}")
   else()
+    list(TRANSFORM exports REPLACE " .*" "")
     list(JOIN exports ";\n" names)
     set(map "${PROJECT_BINARY_DIR}/${name}.map")
     file(CONFIGURE OUTPUT "${map}" CONTENT "{\nglobal:\n${names};\nlocal: *;\n};\n" @ONLY)

@@ -44,9 +44,10 @@ class File {
   File(const File&) = delete;
   File& operator=(const File&) = delete;
 
-  // Opens an existing regular file. False when it cannot be opened; a directory never can. Others may read and write
-  // it meanwhile. Windows keeps names in place: a file that is open to writing nobody renames or removes, the process
-  // itself included, until it is closed; one that is open to reading alone stands in nobody's way.
+  // Opens an existing regular file. False when it cannot be opened; a directory never can. Others may read
+  // and write it meanwhile. Windows keeps names in place: a file that is open to writing nobody renames or
+  // removes, the process itself included, until it is closed; one that is open to reading alone stands in
+  // nobody's way.
   bool open(const PmChar* path, Access access);
 
   // Makes a new empty file for reading and writing, for its owner alone. False when an entry of that name
@@ -128,8 +129,8 @@ bool FollowLinks(const PmChar* path, PmChar* real);
 // Removes a caller's file, as the system does it.
 bool Delete(const PmChar* path);
 
-// Removes a file of our own, also one that was made read-only. True only when its name is free: Windows keeps the name
-// of a removed file as long as another program has it open.
+// Removes a file of our own, also one that was made read-only. True only when its name is free: Windows keeps
+// the name of a removed file as long as another program has it open.
 bool Remove(const PmChar* path);
 
 // Gives a file another name in the same folder, replacing a file that has it. The names are durable after the
@@ -160,7 +161,8 @@ PmChar FolderSeparator();
 bool IsFolderSeparator(PmChar c);
 
 // Memory that may be large, to be given back with free; null when there is none. Where the system has large
-// pages, it stands in them: most of what filling it for the first time costs is being given its pages one by one.
+// pages, it stands in them: most of what filling it for the first time costs is being given its pages one by
+// one.
 void* AllocateLarge(size_t size);
 
 // Fills memory with random bytes that nobody can foresee. False when the system has none to give.
@@ -173,6 +175,12 @@ void Wipe(void* bytes, size_t size);
 // Asks the system not to call a library's entry point when threads come and go; `module` is the library's
 // own.
 void QuietThreadNotifications(void* module);
+
+// A value for the stack protector that differs from process to process. Needs nothing that is not loaded yet.
+uintptr_t StackGuard();
+
+// Ends the process where it stands, as the system has it for a stack that was overrun.
+[[noreturn]] void StopProcess();
 #endif
 
 }  // namespace platform

@@ -101,8 +101,9 @@ struct AccessRights {
   }
 };
 
-// Calls what fails with a sharing violation while another program holds the file. Virus scanners and indexers do
-// so for some milliseconds with every file that is new or renamed, so it is tried again for a fifth of a second.
+// Calls what fails with a sharing violation while another program holds the file. Virus scanners and indexers
+// do so for some milliseconds with every file that is new or renamed, so it is tried again for a fifth of a
+// second.
 template <typename Call>
 bool Patiently(Call call) {
   constexpr int kRetries = 10;
@@ -121,8 +122,8 @@ bool Look(const PmChar* path, WIN32_FIND_DATAW* entry) {
   return true;
 }
 
-// Whether a name is free. One that another program still has open is so only when that lets go; until then it is
-// held.
+// Whether a name is free. One that another program still has open is so only when that lets go; until then it
+// is held.
 bool IsGone(const PmChar* path) {
   WIN32_FIND_DATAW entry;
   if (!Look(path, &entry)) return GetLastError() == ERROR_FILE_NOT_FOUND;
@@ -138,8 +139,8 @@ bool IsHeld(const PmChar* path) {
   return false;
 }
 
-// Takes the read-only attribute, which keeps a file from being removed or replaced, off a file of ours. False when it
-// has none; the last error stays what it was.
+// Takes the read-only attribute, which keeps a file from being removed or replaced, off a file of ours. False
+// when it has none; the last error stays what it was.
 bool ClearReadOnly(const PmChar* path) {
   const DWORD error = GetLastError();
   const DWORD attributes = GetFileAttributesW(path);
@@ -310,8 +311,8 @@ bool StampOf(const PmChar* path, FileStamp* result) {
 }
 
 bool IsFresh(const FileStamp& stamp) {
-  // A time is that of a clock which steps each 16 ms, rounded to 10 ms by some file systems and to 2 s by the oldest,
-  // whose times are whole multiples of it.
+  // A time is that of a clock which steps each 16 ms, rounded to 10 ms by some file systems and to 2 s by the
+  // oldest, whose times are whole multiples of it.
   constexpr int64_t kSecond = 10000000;
   const int64_t steps = stamp.time % (2 * kSecond) == 0 ? 2 * kSecond + kSecond / 10 : kSecond * 3 / 100;
   FILETIME now;
@@ -432,6 +433,23 @@ void Wipe(void* bytes, size_t size) {
 
 void QuietThreadNotifications(void* module) {
   DisableThreadLibraryCalls(static_cast<HMODULE>(module));
+}
+
+uintptr_t StackGuard() {
+  LARGE_INTEGER ticks;
+  FILETIME time;
+  QueryPerformanceCounter(&ticks);
+  GetSystemTimeAsFileTime(&time);
+  uint64_t mixed = static_cast<uint64_t>(ticks.QuadPart) ^ Join(time.dwLowDateTime, time.dwHighDateTime) ^
+                   Join(GetCurrentProcessId(), GetCurrentThreadId()) ^ reinterpret_cast<uintptr_t>(&ticks);
+  mixed *= 0x9E3779B97F4A7C15;
+  // A string that runs over ends at the guard's zero byte.
+  return static_cast<uintptr_t>(mixed ^ mixed >> 32) & ~uintptr_t{0xFF};
+}
+
+void StopProcess() {
+  asm volatile("int $0x29" : : "c"(FAST_FAIL_STACK_COOKIE_CHECK_FAILURE));
+  __builtin_unreachable();
 }
 
 }  // namespace platform

@@ -3,7 +3,7 @@
 # of them up when it is loaded, where a function of the program would take its place.
 set -eu
 found=$(nm -D --defined-only "$1" | awk '{ print $NF }' | sort)
-listed=$(sort "$2")
+listed=$(awk '{ print $1 }' "$2" | sort)
 test "$(echo "$listed" | wc -l)" -eq 80 || { echo "$2 does not list 80 names"; exit 1; }
 looked_up=$(objdump -R "$1" | awk '{ sub(/[@+-].*/, "", $3); print $3 }' | grep -Fx "$listed" | sort -u || true)
 test -z "$looked_up" || { echo "$1 looks up what is its own:" $looked_up; exit 1; }
