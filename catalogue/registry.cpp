@@ -5,6 +5,7 @@
 
 #include "catalogue/tableformat.h"
 #include "commonbase/src/pmstring.h"
+#include "platform/platform.h"
 #include "storage/storage.h"
 
 namespace catalogue {
@@ -92,6 +93,14 @@ int32_t RestoreFile(DataBaseHandle* handle) {
   });
 }
 
+// A path in the form in which the registry keeps it; empty, which no file has, when it cannot be kept.
+struct KeptPath {
+  explicit KeptPath(const PmChar* path) {
+    if (!platform::ToOwnForm(path, text, storage::kMaxPath + 1)) text[0] = 0;
+  }
+  PmChar text[storage::kMaxPath + 1];
+};
+
 // Makes a database of a path that the registry does not hold. Null when that failed; the file that was
 // current before is current again then, and nothing is left open.
 DataBaseHandle* MakeDataBase(const PmChar* path, Opening open) {
@@ -157,8 +166,9 @@ void ReleasePmTotalDataController() {
 
 DataBaseHandle* OpenDataBaseFile(const PmChar* path) {
   if (path == nullptr) return nullptr;
-  DataBaseHandle* handle = FindDataBaseByPath(path);
-  if (handle == nullptr) return MakeDataBase(path, OpenFile);
+  const KeptPath kept(path);
+  DataBaseHandle* handle = FindDataBaseByPath(kept.text);
+  if (handle == nullptr) return MakeDataBase(kept.text, OpenFile);
   ++handle->openCount;
   return handle;
 }
@@ -175,8 +185,9 @@ int32_t CloseDataBaseFile(DataBaseHandle* handle) {
 
 int32_t PmRestoreBackupFile(const PmChar* path) {
   if (path == nullptr) return -1;
-  DataBaseHandle* handle = FindDataBaseByPath(path);
-  if (handle == nullptr) return MakeDataBase(path, RestoreFile) != nullptr ? 0 : -2;
+  const KeptPath kept(path);
+  DataBaseHandle* handle = FindDataBaseByPath(kept.text);
+  if (handle == nullptr) return MakeDataBase(kept.text, RestoreFile) != nullptr ? 0 : -2;
   ++handle->openCount;
   return 0;
 }

@@ -116,6 +116,12 @@ bool StampOf(const PmChar* path, FileStamp* result);
 // Whether a file was written so lately that the system may give another write the same time.
 bool IsFresh(const FileStamp& stamp);
 
+// Puts a path into the form in which it is kept and compared, a buffer of `room` characters: with this
+// system's own separators. False when it does not fit, and on Windows for one that names no file of its own
+// beside which another may stand: a stream of a file, a file in a drive's current folder ("c:name"), a name
+// whose full stop or blank at the end the system would leave out.
+bool ToOwnForm(const PmChar* path, PmChar* own, size_t room);
+
 // Whether the file system takes a name: no when it is too long for it, or holds what no name may.
 bool TakesName(const PmChar* path);
 
@@ -123,7 +129,8 @@ bool TakesName(const PmChar* path);
 constexpr size_t kMaxRealPath = 4095;
 
 // Puts the path of the file itself into `real`, a buffer of kMaxRealPath + 1 characters: `path` as it is, but
-// that of its target when it names a symbolic link. False when that leads nowhere.
+// that of its target when it names a symbolic link, and on Windows with the file's own name for its short
+// one. False when that leads nowhere.
 bool FollowLinks(const PmChar* path, PmChar* real);
 
 // Removes a caller's file, as the system does it.

@@ -147,8 +147,8 @@ uint32_t NextCharacter(const unsigned char*& text) {
   return character <= 0x10FFFF ? character : kReplacement;
 }
 
-// UTF-8 text as UTF-16 in a buffer of `size` characters, without a terminator; the number of characters, `size`
-// when it was cut.
+// UTF-8 text as UTF-16 in a buffer of `size` characters, without a terminator; the number of characters,
+// `size` when it was cut.
 int32_t ToUtf16(const char* bytes, PmChar* buffer, int32_t size) {
   int32_t length = 0;
   const auto append = [&](uint32_t unit) {
@@ -333,6 +333,14 @@ bool IsFresh(const FileStamp& stamp) {
   return int64_t{now.tv_sec} * 1000000000 + now.tv_nsec - stamp.time < kSteps;
 }
 
+bool ToOwnForm(const PmChar* path, PmChar* own, size_t room) {
+  const PmChar* end = path;
+  while (*end != 0) ++end;
+  if (static_cast<size_t>(end - path) >= room) return false;
+  std::copy(path, end + 1, own);
+  return true;
+}
+
 bool TakesName(const PmChar* path) {
   struct stat status;
   return lstat(Utf8Path(path).get(), &status) == 0 || (errno != ENAMETOOLONG && errno != EINVAL);
@@ -342,11 +350,7 @@ bool FollowLinks(const PmChar* path, PmChar* real) {
   struct stat status;
   const Utf8Path name(path);
   if (lstat(name.get(), &status) != 0 || !S_ISLNK(status.st_mode)) {
-    const PmChar* end = path;
-    while (*end != 0) ++end;
-    if (static_cast<size_t>(end - path) > kMaxRealPath) return false;
-    std::copy(path, end + 1, real);
-    return true;
+    return ToOwnForm(path, real, kMaxRealPath + 1);
   }
   char target[PATH_MAX];
   if (realpath(name.get(), target) == nullptr) return false;

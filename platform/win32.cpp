@@ -92,13 +92,29 @@ struct AccessRights {
   alignas(SECURITY_DESCRIPTOR) char descriptor[8192];
   DWORD length = 0;
 
+  // Reads them as the file's own: none as one that it has from its folder.
   bool read(HANDLE file) {
-    return GetKernelObjectSecurity(file, DACL_SECURITY_INFORMATION, descriptor, sizeof descriptor, &length) !=
-           0;
+    BOOL present = FALSE;
+    BOOL byDefault = FALSE;
+    ACL* list = nullptr;
+    if (!GetKernelObjectSecurity(file, DACL_SECURITY_INFORMATION, descriptor, sizeof descriptor, &length) ||
+        !GetSecurityDescriptorDacl(descriptor, &present, &list, &byDefault)) {
+      return false;
+    }
+    SetSecurityDescriptorControl(descriptor, kInheritance, SE_DACL_PROTECTED);
+    void* entry = nullptr;
+    for (DWORD i = 0; list != nullptr && GetAce(list, i, &entry); ++i) {
+      static_cast<ACE_HEADER*>(entry)->AceFlags &= static_cast<BYTE>(~INHERITED_ACE);
+    }
+    return true;
   }
   bool operator==(const AccessRights& other) const {
     return length == other.length && std::memcmp(descriptor, other.descriptor, length) == 0;
   }
+
+ private:
+  static constexpr SECURITY_DESCRIPTOR_CONTROL kInheritance =
+      SE_DACL_PROTECTED | SE_DACL_AUTO_INHERITED | SE_DACL_AUTO_INHERIT_REQ;
 };
 
 // Calls what fails with a sharing violation while another program holds the file. Virus scanners and indexers
@@ -112,6 +128,14 @@ bool Patiently(Call call) {
     Sleep(20);
   }
   return true;
+}
+
+// The last part of a path.
+const PmChar* NameOf(const PmChar* path) {
+  const PmChar* name = path;
+  for (const PmChar* c = path; *c != 0; ++c)
+    if (IsFolderSeparator(*c)) name = c + 1;
+  return name;
 }
 
 // Looks a name up as a directory search, so that the wildcards of a search count as such.
@@ -268,10 +292,13 @@ bool File::copyAccessRights(const File& other) {
       GetVolumeInformationByHandleW(handle_, nullptr, 0, nullptr, nullptr, &flags, nullptr, 0);
   if (answers && (flags & FILE_PERSISTENT_ACLS) == 0) return true;
 
+  // What changes later in the folder's rights is not to reach one of the two files alone, so that the list is
+  // protected from it. Without the right to set it, one that says the same will do.
+  constexpr DWORD kProtected = DACL_SECURITY_INFORMATION | PROTECTED_DACL_SECURITY_INFORMATION;
   AccessRights wanted, present;
   if (!wanted.read(other.handle_)) return false;
-  if (present.read(handle_) && wanted == present) return true;
-  return SetKernelObjectSecurity(handle_, DACL_SECURITY_INFORMATION, wanted.descriptor) != 0;
+  return SetKernelObjectSecurity(handle_, kProtected, wanted.descriptor) ||
+         (present.read(handle_) && wanted == present);
 }
 
 bool File::stamp(FileStamp* result) const {
@@ -320,12 +347,24 @@ bool IsFresh(const FileStamp& stamp) {
   return static_cast<int64_t>(Join(now.dwHighDateTime, now.dwLowDateTime)) - stamp.time < steps;
 }
 
+bool ToOwnForm(const PmChar* path, PmChar* own, size_t room) {
+  constexpr PmChar kExtended[] = L"\\\\?\\";
+  const bool isExtended = std::wcsncmp(path, kExtended, std::wcslen(kExtended)) == 0;
+  const size_t length = std::wcslen(path);
+  if (length >= room) return false;
+  std::copy(path, path + length + 1, own);
+  if (!isExtended) std::replace(own, own + length, PmChar{L'/'}, PmChar{L'\\'});
+
+  const PmChar* rest = own + (isExtended ? std::wcslen(kExtended) : 0);
+  const bool hasDrive =
+      (rest[0] | 0x20) >= L'a' && (rest[0] | 0x20) <= L'z' && rest[1] == L':' && rest[2] == L'\\';
+  if (std::wcschr(hasDrive ? rest + 2 : rest, L':') != nullptr) return false;
+  return isExtended || length == 0 || (own[length - 1] != L'.' && own[length - 1] != L' ');
+}
+
 bool TakesName(const PmChar* path) {
-  constexpr ptrdiff_t kLongestName = 255;  // on every file system of this system
-  const PmChar* end = path + std::wcslen(path);
-  const PmChar* name = end;
-  while (name > path && !IsFolderSeparator(name[-1])) --name;
-  if (end - name > kLongestName) return false;
+  constexpr size_t kLongestName = 255;  // on every file system of this system
+  if (std::wcslen(NameOf(path)) > kLongestName) return false;
   if (GetFileAttributesW(SystemPath(path)) != INVALID_FILE_ATTRIBUTES) return true;
   const DWORD error = GetLastError();
   return error != ERROR_INVALID_NAME && error != ERROR_BAD_PATHNAME && error != ERROR_FILENAME_EXCED_RANGE &&
@@ -334,19 +373,24 @@ bool TakesName(const PmChar* path) {
 
 bool FollowLinks(const PmChar* path, PmChar* real) {
   WIN32_FIND_DATAW entry;
-  const bool isLink = Look(path, &entry) && (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
-                      entry.dwReserved0 == IO_REPARSE_TAG_SYMLINK;
-  if (!isLink) {
-    const size_t length = std::wcslen(path);
-    if (length > kMaxRealPath) return false;
-    std::wmemcpy(real, path, length + 1);
-    return true;
+  const bool found = Look(path, &entry);
+  if (found && (entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+      entry.dwReserved0 == IO_REPARSE_TAG_SYMLINK) {
+    HANDLE handle = OpenDiskFile(path, FILE_READ_ATTRIBUTES, OPEN_EXISTING);
+    if (handle == nullptr) return false;
+    const DWORD length = GetFinalPathNameByHandleW(handle, real, kMaxRealPath + 1, FILE_NAME_NORMALIZED);
+    CloseHandle(handle);
+    return length != 0 && length <= kMaxRealPath;
   }
-  HANDLE handle = OpenDiskFile(path, FILE_READ_ATTRIBUTES, OPEN_EXISTING);
-  if (handle == nullptr) return false;
-  const DWORD length = GetFinalPathNameByHandleW(handle, real, kMaxRealPath + 1, FILE_NAME_NORMALIZED);
-  CloseHandle(handle);
-  return length != 0 && length <= kMaxRealPath;
+  // The entry has the file's own name, in its own letters' case.
+  const PmChar* name = NameOf(path);
+  const bool isOther = found && CompareStringOrdinal(name, -1, entry.cFileName, -1, TRUE) != CSTR_EQUAL;
+  const PmChar* own = isOther ? entry.cFileName : name;
+  const auto folder = static_cast<size_t>(name - path);
+  if (folder + std::wcslen(own) > kMaxRealPath) return false;
+  std::wmemcpy(real, path, folder);
+  std::wcscpy(real + folder, own);
+  return true;
 }
 
 bool Delete(const PmChar* path) {

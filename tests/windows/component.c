@@ -7,15 +7,22 @@ int LoadPmstore(void) {
   int count = 0;
 #if defined(LINKED)
   pm.module = GetModuleHandleW(L"pmstore.dll");
-#define EXPORTED(name) pm.name = name, ++count;
+#define EXPORTED(name, ordinal) pm.name = name, ++count;
 #else
+  FARPROC found;
   pm.module = LoadLibraryW(L"pmstore.dll");
-#define EXPORTED(name) \
-  count += (pm.name = (__typeof__(name)*)(void (*)(void))GetProcAddress(pm.module, #name)) != NULL;
+#define EXPORTED(name, ordinal)                                           \
+  found = GetProcAddress(pm.module, #name);                               \
+  count += found == GetProcAddress(pm.module, MAKEINTRESOURCEA(ordinal)); \
+  pm.name = (__typeof__(name)*)(void (*)(void))found;
 #endif
 #include "exported.inc"
 #undef EXPORTED
   return count;
+}
+
+const IMAGE_NT_HEADERS* HeadersOf(HMODULE module) {
+  return (const void*)((const char*)module + ((const IMAGE_DOS_HEADER*)module)->e_lfanew);
 }
 
 int Check(int holds, const char* condition, const char* file, int line) {

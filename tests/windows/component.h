@@ -12,7 +12,7 @@
 
 typedef struct Pmstore {
   HMODULE module;
-#define EXPORTED(name) __typeof__(name)* name;
+#define EXPORTED(name, ordinal) __typeof__(name)* name;
 #include "exported.inc"
 #undef EXPORTED
 } Pmstore;
@@ -20,7 +20,7 @@ typedef struct Pmstore {
 extern Pmstore pm;
 
 /* Finds the functions by their names, in the DLL loaded for it, or LINKED through its import library; how many
- * were found. */
+ * were found, the same under their numbers. */
 int LoadPmstore(void);
 
 /* Notes a failure and goes on; a program of tests returns Failures(). */
@@ -28,7 +28,28 @@ int LoadPmstore(void);
 int __cdecl Check(int holds, const char* condition, const char* file, int line);
 int Failures(void);
 
-void __cdecl TestPoolsAndTrees(void);
+void __cdecl TestCallbacks(void);
+
+const IMAGE_NT_HEADERS* HeadersOf(HMODULE module);
+
+/*
+ * Makes the system as strict towards pmstore.dll as Windows can be, where Wine is lenient; the number of functions
+ * that were led through it.
+ *
+ *  1. Creating a file over a hidden one fails, and so does a name beyond 259 characters that is not in the extended
+ *     form.
+ *  2. The right to change a file's access rights is refused, as shared folders may refuse it.
+ *  3. A rename replaces and is written through.
+ */
+int MakeStrict(HMODULE module);
+
+typedef struct Seen {
+  int creations;     /* files made */
+  int refused;       /* what Windows would have refused by 1 and 3 */
+  volatile int held; /* renames and removals refused since another handle holds the file */
+} Seen;
+
+extern Seen seen;
 
 /* Makes a new folder with a name beyond ASCII the current one; LeaveFolder deletes it and its files. */
 void EnterFolder(void);

@@ -7,19 +7,17 @@
 #include "component.h"
 
 #define TEXT_OF(token) #token
-#define VERSION_TEXT(token) TEXT_OF(token)
+#define VERSION_TEXT(token) L"" TEXT_OF(token)
 
 static const void* At(DWORD address) {
   return (const char*)pm.module + address;
 }
 
-/* 32 bits, the 80 plain names and nothing else, no DLL beside the system's own, and its version. */
+/* The 80 plain names under their numbers and nothing else, no DLL beside the system's own, and who made it. */
 static void TestImage(void) {
-  const IMAGE_NT_HEADERS32* headers = At((DWORD)((const IMAGE_DOS_HEADER*)pm.module)->e_lfanew);
-  const IMAGE_DATA_DIRECTORY* directory = headers->OptionalHeader.DataDirectory;
+  const IMAGE_DATA_DIRECTORY* directory = HeadersOf(pm.module)->OptionalHeader.DataDirectory;
   const IMAGE_EXPORT_DIRECTORY* exports = At(directory[IMAGE_DIRECTORY_ENTRY_EXPORT].VirtualAddress);
-  CHECK(headers->FileHeader.Machine == IMAGE_FILE_MACHINE_I386 &&
-        strcmp(At(exports->Name), "pmstore.dll") == 0);
+  CHECK(strcmp(At(exports->Name), "pmstore.dll") == 0 && exports->Base == 1);
   CHECK(exports->NumberOfNames == 80 && exports->NumberOfFunctions == 80);
 
   const IMAGE_IMPORT_DESCRIPTOR* import = At(directory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
@@ -28,16 +26,19 @@ static void TestImage(void) {
     CHECK(strstr("KERNEL32.dll msvcrt.dll ADVAPI32.dll", At(import->Name)) != NULL);
   }
 
-  wchar_t path[MAX_PATH];
-  char resource[4096], version[32];
-  VS_FIXEDFILEINFO* fixed;
+  static const wchar_t* const texts[][2] = {{L"CompanyName", L"The pmstore developers"},
+                                            {L"ProductName", L"pmstore"},
+                                            {L"OriginalFilename", L"pmstore.dll"},
+                                            {L"ProductVersion", VERSION_TEXT(VERSION)}};
+  wchar_t path[MAX_PATH], key[64], *text;
+  char resource[4096];
   UINT size;
   GetModuleFileNameW(pm.module, path, MAX_PATH);
   if (!CHECK(GetFileVersionInfoW(path, 0, sizeof resource, resource))) return;
-  CHECK(VerQueryValueW(resource, L"\\", (void**)&fixed, &size) && fixed->dwFileType == VFT_DLL);
-  sprintf(version, "%lu.%lu.%lu", fixed->dwFileVersionMS >> 16, fixed->dwFileVersionMS & 0xFFFF,
-          fixed->dwFileVersionLS >> 16);
-  CHECK(strcmp(version, VERSION_TEXT(VERSION)) == 0);
+  for (size_t i = 0; i < sizeof texts / sizeof *texts; ++i) {
+    swprintf(key, 64, L"\\StringFileInfo\\040904B0\\%ls", texts[i][0]);
+    CHECK(VerQueryValueW(resource, key, (void**)&text, &size) && wcscmp(text, texts[i][1]) == 0);
+  }
 }
 
 /* The DLL and a program of msvcrt have one heap and one set of streams. */
@@ -64,22 +65,44 @@ static void TestRunTime(void) {
   CHECK(pm.FDelete(path) == 0 && pm.FExists(path) == -1);
 }
 
-static void TestProgramFolder(void) {
-  wchar_t program[MAX_PATH], folder[MAX_PATH];
-  const DWORD length = GetModuleFileNameW(NULL, program, MAX_PATH);
-  CHECK(pm.GetCurDir(MAX_PATH, folder) == (int32_t)length);
-  wcsrchr(program, L'\\')[1] = 0;
-  CHECK(wcscmp(folder, program) == 0);
+#if !defined(LINKED)
+static volatile LONG entries;
+
+static BOOL WINAPI CountEntry(HMODULE module, DWORD reason, LPVOID reserved) {
+  (void)module, (void)reason, (void)reserved;
+  return InterlockedIncrement(&entries) != 0;
 }
+
+static DWORD WINAPI Idle(void* nothing) {
+  return nothing != NULL;
+}
+
+/* A thread that comes and goes does not reach the entry point; the library's end does. */
+static void TestEntryPoint(void) {
+  unsigned char jump[] = {0x48, 0xB8, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xE0}; /* REX mov eax, address; jmp eax */
+  BOOL(WINAPI* const target)(HMODULE, DWORD, LPVOID) = CountEntry;
+  memcpy(jump + 2, &target, sizeof target);
+  const size_t skipped = sizeof target == 4; /* no REX, and a shorter address */
+  if (skipped) memcpy(jump + 6, jump + 10, 2);
+  CHECK(WriteProcessMemory(GetCurrentProcess(),
+                           (void*)At(HeadersOf(pm.module)->OptionalHeader.AddressOfEntryPoint),
+                           jump + skipped, sizeof jump - skipped, NULL));
+  HANDLE thread = CreateThread(NULL, 0, Idle, NULL, 0, NULL);
+  CHECK(WaitForSingleObject(thread, 10000) == WAIT_OBJECT_0 && CloseHandle(thread) && entries == 0);
+  CHECK(DisableThreadLibraryCalls(pm.module) && FreeLibrary(pm.module) && entries == 1);
+}
+#endif
 
 int main(int argc, char** argv) {
   if (argc == 2 && strcmp(argv[1], "crash") == 0) *(volatile int*)NULL = 0;
   if (!CHECK(LoadPmstore() == 80)) return 1;
   EnterFolder();
   TestImage();
-  TestPoolsAndTrees();
+  TestCallbacks();
   TestRunTime();
-  TestProgramFolder();
   LeaveFolder();
+#if !defined(LINKED)
+  TestEntryPoint();
+#endif
   return Failures();
 }
