@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "cli/findings.h"
 #include "cli/names.h"
-#include "storage/pack.h"
 
 namespace cli {
 
@@ -70,22 +70,23 @@ const TileStyle& StyleOf(Tile tile) {
   return kStyles[static_cast<size_t>(tile)];
 }
 
-std::vector<MapBlock> MakeBlockMap(const Image& image, Console& console) {
+std::vector<MapBlock> MakeBlockMap(const Image& image) {
   std::vector<MapBlock> map;
-  map.reserve(image.blocks().size());
-  Progress progress(console, "reading", image.blocks().size());
-  for (uint32_t number = 0; number < image.blocks().size(); ++number) {
-    progress.advance(1);
-    const Block& block = image.blocks()[number];
-    MapBlock tile{block.header.itemId == 0 ? Tile::kTable : Tile::kItem, block.header.itemId};
+  map.reserve(image.blocks().size() + 1);
+  const std::vector<uint32_t> unlisted = UnlistedItems(image);
+  const bool namesAll = NamesEveryItem(image, unlisted);
+  for (const Block& block : image.blocks()) {
+    const uint32_t id = block.header.itemId;
+    const bool isUnlisted = namesAll && std::binary_search(unlisted.begin(), unlisted.end(), id);
+    MapBlock tile{id == 0 ? Tile::kTable : Tile::kItem, id};
     if (block.state == BlockState::kFree) tile = {Tile::kFree, 0};
-    if (block.state == BlockState::kStale) tile = {Tile::kStale, 0};
+    if (block.state == BlockState::kLeftOver || isUnlisted) tile = {Tile::kLeftOver, 0};
+    if (block.state == BlockState::kUsed && !block.sound) tile = {Tile::kDamaged, id};
     if (block.state == BlockState::kMalformed) tile = {Tile::kDamaged, 0};
-    if (block.state == BlockState::kUsed && storage::CheckPacket(image.readBlock(number).data()) != 0)
-      tile.tile = Tile::kDamaged;
     map.push_back(tile);
   }
-  if (image.fileSize() % storage::kBlockSize != 0) map.push_back({Tile::kDamaged, 0});  // the part of a block
+  if (map.size() == image.file().blockCount() && image.file().restSize() != 0)
+    map.push_back({Tile::kDamaged, 0});  // the part of a block
   return map;
 }
 
@@ -100,7 +101,7 @@ std::string DrawSvg(const Image& image, const std::vector<MapBlock>& map) {
       "<text x=\"{2}\" y=\"20\" font-size=\"14\">{3}: {4} blocks of 1024 bytes</text>\n",
       width, height, kMargin, EscapeXml(image.fileShown()), count);
   int x = kMargin;
-  for (Tile tile : {Tile::kTable, Tile::kItem, Tile::kFree, Tile::kStale, Tile::kDamaged}) {
+  for (Tile tile : {Tile::kTable, Tile::kItem, Tile::kFree, Tile::kLeftOver, Tile::kDamaged}) {
     svg += fmt::format(
         "<rect x=\"{}\" y=\"32\" width=\"10\" height=\"10\" fill=\"{}\"/><text x=\"{}\" y=\"41\">{}</text>\n",
         x, StyleOf(tile).svgColour, x + 14, StyleOf(tile).name);

@@ -10,7 +10,7 @@
 
 namespace cli {
 
-enum class Tile { kFree, kStale, kTable, kItem, kDamaged };
+enum class Tile { kFree, kLeftOver, kTable, kItem, kDamaged };
 
 struct MapBlock {
   Tile tile;
@@ -18,7 +18,7 @@ struct MapBlock {
 };
 
 // What each block is, its checksum looked at.
-std::vector<MapBlock> MakeBlockMap(const Image& image, Console& console);
+std::vector<MapBlock> MakeBlockMap(const Image& image);
 
 struct TileStyle {
   const char* name;

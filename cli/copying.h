@@ -1,4 +1,7 @@
 // Byte copies of vaults: complete and durable, or not there at all.
+//
+// Invariant: a file appears under its final name whole, flushed and in one step. Until then it stands beside it
+// under a name that ends in ".unfinished", also when the power fails.
 #pragma once
 
 #include <string>
@@ -7,13 +10,25 @@
 
 namespace cli {
 
-// Copies a file to a name that is not in use. On failure nothing of that name is left.
+// Copies what an image reads to a name that is not in use.
+void CopyToNewFile(const Image& from, const PmString& to, const std::string& toShown);
+
+// Copies a file as it stands to a name that is not in use.
 void CopyToNewFile(const PmString& from, const PmString& to, const std::string& toShown);
 
-// Copies a file over `to` so that at every instant `to` is the old file or the whole new one.
-void CopyOver(const PmString& from, const PmString& to, const std::string& toShown);
+// Copies what an image reads over `to`, which is the old file or the whole new one at every instant.
+void CopyOver(const Image& from, const PmString& to, const std::string& toShown);
+
+// Fails when there is an entry of that name.
+void RequireUnused(const PmString& path, const std::string& shown);
+
+// Gives a finished file its final name.
+void Finish(const PmString& unfinished, const PmString& to, const std::string& toShown);
 
 // `path` with `suffix`, and with a number behind that when the name is in use.
 PmString UnusedName(const PmString& path, const std::string& suffix);
+
+// The name that a file to be called `path` has while it is made.
+PmString UnfinishedName(const PmString& path);
 
 }  // namespace cli

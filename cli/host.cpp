@@ -1,7 +1,9 @@
 #include "cli/host.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <ctime>
+#include <system_error>
 
 #if defined(_WIN32)
 #include <fcntl.h>
@@ -48,16 +50,35 @@ std::string Environment(const char* name) {
   return value == nullptr ? "" : value;
 }
 
-std::string LocalTime(int64_t seconds) {
+std::string UtcTime(int64_t seconds) {
   const auto time = static_cast<std::time_t>(seconds);
   std::tm parts{};
 #if defined(_WIN32)
-  if (localtime_s(&parts, &time) != 0) return "unknown";
+  if (gmtime_s(&parts, &time) != 0) return "unknown";
 #else
-  if (localtime_r(&time, &parts) == nullptr) return "unknown";
+  if (gmtime_r(&time, &parts) == nullptr) return "unknown";
 #endif
   char text[32];
-  return std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts) > 0 ? text : "unknown";
+  return std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &parts) > 0 ? text : "unknown";
 }
+
+#if defined(_WIN32)
+SystemCall::SystemCall() {
+  SetLastError(0);
+}
+
+std::string SystemCall::reason() const {
+  const DWORD code = GetLastError();
+  return code == 0 ? "" : ": " + std::system_category().message(static_cast<int>(code));
+}
+#else
+SystemCall::SystemCall() {
+  errno = 0;
+}
+
+std::string SystemCall::reason() const {
+  return errno == 0 ? "" : ": " + std::system_category().message(errno);
+}
+#endif
 
 }  // namespace cli

@@ -1,4 +1,4 @@
-// What the tool needs of the system beyond the C++ library: its arguments as UTF-8 and its terminal.
+// What the tool needs of the system beyond the C++ library: its terminal, its clock and its reasons.
 #pragma once
 
 #include <cstdio>
@@ -17,7 +17,14 @@ int TerminalWidth();
 // An environment variable, empty when it is not set.
 std::string Environment(const char* name);
 
-// Seconds since 1970 as local time, "2026-03-31 17:05:09".
-std::string LocalTime(int64_t seconds);
+// Seconds since 1970 as "2026-03-31 17:05:09 UTC".
+std::string UtcTime(int64_t seconds);
+
+// Stands from before a call of the system, or of the library, until what it failed for has been said.
+class SystemCall {
+ public:
+  SystemCall();
+  std::string reason() const;  // ": No space left on device", or nothing when the system gave none
+};
 
 }  // namespace cli

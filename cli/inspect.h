@@ -1,4 +1,4 @@
-// A vault read without being touched: its file is opened for reading only, nothing beside it is made or
+// A vault read without being touched: its files are opened for reading only, nothing beside them is made or
 // changed.
 //
 // The index is rebuilt from the block headers as the library does on opening, and kept apart from any
@@ -6,46 +6,38 @@
 // offset.
 //
 // Invariants:
-//  1. blocks() has one entry for each whole block of the file, in file order.
-//  2. Every block that is neither free nor malformed belongs to exactly one item of items(), or is stale:
-//     left over from a longer version of its item, and free as far as the vault is concerned.
+//  1. blocks() has one entry for each block of the file, in file order.
+//  2. Every block that is neither free nor malformed stands in the blocks, or in the leftovers, of exactly one
+//     item of items().
 //  3. Memory stays in proportion to the number of blocks; item bytes are read on demand.
 #pragma once
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "cli/text.h"
-#include "platform/platform.h"
+#include "cli/blockfile.h"
+#include "cli/vaultpath.h"
 #include "storage/format.h"
 
 namespace cli {
 
-// A vault's place: its path as typed and as the library takes it, and the path of its backup.
-struct VaultPath {
-  explicit VaultPath(std::string typed);
-
-  std::string shown;
-  PmString file;
-  PmString backup;
-  std::string backupShown;
-};
-
-// Which of a vault's two files is read. The backup beside a closed vault is what counts: it is there only
-// when the program that used the vault last did not close it.
+// Which of a vault's files is read.
 enum class Source { kAuto, kFile, kBackup };
 
-enum class BlockState { kUsed, kFree, kStale, kMalformed };
+enum class BlockState { kUsed, kFree, kLeftOver, kMalformed };
 
 struct Block {
   storage::PacketHeader header;
   BlockState state;
+  bool sound;  // its checksum is right
 };
 
 struct Problem {
+  const char* code;  // see findings.h
   uint32_t block;
   std::string what;
 };
@@ -53,8 +45,10 @@ struct Problem {
 struct Item {
   uint32_t id = 0;
   uint32_t size = 0;
-  std::vector<uint32_t> blocks;  // block numbers, ascending
-  bool whole = true;             // the blocks are packets 1 to n of the item, or its only packet
+  std::vector<uint32_t> blocks;     // block numbers, ascending
+  std::vector<uint32_t> leftovers;  // blocks with packets of a longer version of it
+  bool whole = false;               // the blocks are packets 1 to n of the item, or its only packet
+  bool endsFull = false;  // whole, of several packets, and the last one is full: another may have followed
 };
 
 struct ItemBytes {
@@ -71,21 +65,24 @@ struct Record {
 
 class Image {
  public:
-  // Opens the file that `source` chooses. Fails when there is none or it cannot be read; a file that is not a
+  // Opens the file that `source` names. Fails when there is none or it cannot be read; a file that is not a
   // sound data file opens, with its problems listed.
   Image(const VaultPath& path, Source source);
 
   // Opens one data file by its own name, whatever lies beside it.
   explicit Image(const VaultPath& path) : Image(path, Source::kFile) {}
 
-  const std::string& fileShown() const { return fileShown_; }
+  // The same vault with other bytes in some blocks; also in one behind the last, where the file was cut.
+  Image(const Image& image, std::map<uint32_t, Bytes> mended);
+
+  const std::string& fileShown() const { return file_->shown(); }
+  const BlockFile& file() const { return *file_; }
   bool isBackup() const { return isBackup_; }
-  uint64_t fileSize() const { return fileSize_; }
-  int64_t modified() const;  // seconds since 1970
 
   const std::vector<Block>& blocks() const { return blocks_; }
   const std::map<uint32_t, Item>& items() const { return items_; }
-  size_t freeBlockCount() const;  // stale ones are free
+  const Item* findItem(uint32_t id) const;
+  size_t freeBlockCount() const;
 
   // The ID table in stored order; what is wrong with it is in tableProblem().
   const std::vector<Record>& records() const { return records_; }
@@ -101,26 +98,26 @@ class Image {
   // The item's bytes; an ID without blocks is an item of no bytes.
   ItemBytes readItem(uint32_t id) const;
 
-  // One whole block as it stands in the file.
-  Bytes readBlock(uint32_t number) const;
+  // Whether every packet of the item is there, once, with a right checksum.
+  bool isIntact(uint32_t id) const;
 
-  // Whether the file was changed by someone since it was opened here.
-  bool hasChanged() const;
+  // Whether any packet that bears the ID has a right checksum.
+  bool hasSoundPacket(uint32_t id) const;
+
+  // Whole blocks as they stand in the file.
+  Bytes readBlocks(uint32_t first, uint32_t count) const;
+  Bytes readBlock(uint32_t number) const { return readBlocks(number, 1); }
 
  private:
-  void openFile(const PmString& path);
+  void build();
   void scan();
-  void judgeBlock(const uint8_t* bytes, uint32_t number);
-  bool areSound(const std::vector<uint32_t>& numbers) const;
+  void judgeBlock(const uint8_t* bytes);
   void formItem(Item& item);
   void loadTable();
 
-  platform::File file_;
-  PmString path_;
-  std::string fileShown_;
+  std::shared_ptr<const BlockFile> file_;
+  std::map<uint32_t, Bytes> mended_;
   bool isBackup_ = false;
-  uint64_t fileSize_ = 0;
-  platform::FileStamp stamp_;
   std::vector<Block> blocks_;
   std::map<uint32_t, Item> items_;
   std::vector<Record> records_;
@@ -131,8 +128,5 @@ class Image {
 
 // Reads an ID table; records up to the first that makes no sense. The complaint, empty when there is none.
 std::string ParseIdTable(const Bytes& table, std::vector<Record>& records);
-
-// "block 3 (offset 3072)"
-std::string BlockText(uint32_t number);
 
 }  // namespace cli

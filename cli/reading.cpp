@@ -11,27 +11,15 @@ void DeclareReading(CLI::App& command, ReadOptions& options) {
   command
       .add_option_function<std::string>(
           "--source", [&options](const std::string& word) { options.source = kSources.at(word); },
-          "What is read: \"file\", \"backup\", or the one that counts (\"auto\": a backup found beside the "
-          "vault, else the file)")
+          "What is read: the vault as a program would open it (\"auto\": the file with its journal laid over "
+          "it), the bare \"file\", or the \"backup\"")
       ->check(CLI::IsMember({"auto", "file", "backup"}));
-}
-
-void SayWhatIsRead(const Image& image, const ReadOptions& options, Console& console) {
-  if (options.source != Source::kAuto) return;
-  const VaultPath path(options.vault);
-  if (image.isBackup()) {
-    console.note(
-        "reading the backup {}: while it stands, it is what counts (--source file reads the vault's file)",
-        image.fileShown());
-  } else if (platform::Exists(path.backup.c_str())) {
-    console.warn("the backup {} is no valid vault; reading {}", path.backupShown, image.fileShown());
-  }
 }
 
 void RequireOutputApart(const ReadOptions& options, const std::string& output) {
   namespace fs = std::filesystem;
   const VaultPath path(options.vault);
-  for (const std::string& own : {path.shown, path.backupShown}) {
+  for (const std::string& own : {path.shown, path.backupShown, path.journalShown}) {
     std::error_code absent;
     if (!fs::equivalent(fs::u8path(own), fs::u8path(output), absent)) continue;
     throw Failure(ExitCode::kRefused, fmt::format("{} is the vault itself", output), "Name another file.");
@@ -39,7 +27,7 @@ void RequireOutputApart(const ReadOptions& options, const std::string& output) {
 }
 
 void RequireUnchanged(const Image& image) {
-  if (!image.hasChanged()) return;
+  if (!image.file().hasChanged()) return;
   throw Failure(ExitCode::kProblems, fmt::format("{} was changed while it was read", image.fileShown()),
                 "A program is writing to the vault, so the result may be mixed. Run the command again.");
 }

@@ -14,10 +14,7 @@ struct ReadOptions {
 
 void DeclareReading(CLI::App& command, ReadOptions& options);
 
-// Says so when it is the backup that is read.
-void SayWhatIsRead(const Image& image, const ReadOptions& options, Console& console);
-
-// Fails when a file that is to be written, perhaps over an old one, is the vault or its backup.
+// Fails when a file that is to be written, perhaps over an old one, is the vault or stands beside it for it.
 void RequireOutputApart(const ReadOptions& options, const std::string& output);
 
 // To be called when all reading is done: fails when someone wrote to the vault meanwhile.

@@ -13,35 +13,14 @@ namespace {
 
 constexpr int kDraws = 8;  // a draw fails once in four thousand million times
 
-[[noreturn]] void Refuse(const std::string& vault, int32_t result, const std::string& doing,
-                         bool isNew = false) {
-  const std::string what = fmt::format("{}: cannot {} (result {})", vault, doing, result);
-  if (result == -2 || result == -4) {
-    throw Failure(
-        ExitCode::kIoError, what,
-        isNew ? "The disk may be full or not writable. What was begun is removed again."
-              : "The disk or the folder may be full or not writable. When a backup is left beside the "
-                "vault, it holds the state before; \"pmstore restore\" brings it back.");
-  }
-  throw Failure(ExitCode::kRefused, what, "Nothing was changed: what was begun is dropped.");
-}
-
 const PmChar* Text(const std::optional<PmString>& name) {
   return name ? name->c_str() : nullptr;
 }
 
 }  // namespace
 
-void RequireNoBackup(const VaultPath& path) {
-  if (!platform::Exists(path.backup.c_str())) return;
-  throw Failure(ExitCode::kRefused, fmt::format("a backup stands beside the vault: {}", path.backupShown),
-                "Either a program has the vault open, or the last one ended without closing it.\n"
-                "Close that program; when there is none, run \"pmstore restore\" first.");
-}
-
 Vault::Vault(const VaultPath& path, Opening opening)
     : path_(path), isNew_(!platform::Exists(path.file.c_str())) {
-  RequireNoBackup(path);
   if (!isNew_) {
     Image(path).requireSound();
   } else if (opening == Opening::kExisting) {
@@ -52,12 +31,24 @@ Vault::Vault(const VaultPath& path, Opening opening)
   handle_ = OpenDataBaseFile(path.file.c_str());
   if (handle_ == nullptr) {
     ReleasePmTotalDataController();
-    throw Failure(ExitCode::kIoError, fmt::format("cannot open {} for reading and writing", path_.shown),
+    throw Failure(ExitCode::kIoError,
+                  fmt::format("cannot open {} for reading and writing{}", path_.shown, call_.reason()),
                   "Check that its folder exists, that you may write there, and that the path has at most 255 "
                   "characters.");
   }
   isNew_ = isNew_ && platform::SizeOf(path.file.c_str()) == 0;
   PmStartTransaction();
+}
+
+void Vault::refuse(int32_t result, const std::string& doing) const {
+  const bool isSystem = result == -2 || result == -4;
+  const std::string what =
+      fmt::format("{}: cannot {} (result {}){}", path_.shown, doing, result, isSystem ? call_.reason() : "");
+  if (!isSystem) throw Failure(ExitCode::kRefused, what, "Nothing was changed: what was begun is dropped.");
+  throw Failure(ExitCode::kIoError, what,
+                isNew_
+                    ? "What was begun is removed again."
+                    : "The vault is as it was before, or as it should be now; \"pmstore ls\" shows which.");
 }
 
 Vault::~Vault() {
@@ -75,7 +66,7 @@ void Vault::store(uint32_t id, const Bytes& bytes) {
   static const uint8_t kNothing = 0;
   const void* data = bytes.empty() ? &kNothing : bytes.data();
   const int32_t result = InserItemToDataBase(handle_, id, data, static_cast<uint32_t>(bytes.size()), 0);
-  if (result != 0) Refuse(path_.shown, result, fmt::format("store item {}", IdText(id)));
+  if (result != 0) refuse(result, fmt::format("store item {}", IdText(id)));
 }
 
 uint32_t Vault::add(uint32_t kind, const std::optional<PmString>& name, const Bytes& bytes) {
@@ -103,14 +94,18 @@ void Vault::remove(uint32_t id) {
     store(id, {});
     result = DeleteItemFromDataBase(handle_, id, 0);
   }
-  if (result != 0) Refuse(path_.shown, result, fmt::format("delete item {}", IdText(id)));
+  if (result != 0) refuse(result, fmt::format("delete item {}", IdText(id)));
+}
+
+void Vault::removeUnlisted(uint32_t id) {
+  add(id, 0, std::nullopt, {});
+  remove(id);
 }
 
 void Vault::commit() {
-  if (const int32_t result = PmStopTransaction(); result != 0)
-    Refuse(path_.shown, result, "write the changes", isNew_);
-  if (const int32_t result = CloseDataBaseFile(handle_); result != 0)
-    Refuse(path_.shown, result, "close the vault");
+  call_ = SystemCall();
+  if (const int32_t result = PmStopTransaction(); result != 0) refuse(result, "write the changes");
+  if (const int32_t result = CloseDataBaseFile(handle_); result != 0) refuse(result, "close the vault");
   isNew_ = false;
   ReleasePmTotalDataController();
 }

@@ -1,8 +1,7 @@
 // A vault open for writing, on the library's exports.
 //
 // Invariants:
-//  1. A vault that a backup stands beside is not opened: someone has it open, or it needs a restore first.
-//  2. All changes are made in one transaction. A Vault that goes out of scope without commit() is not closed
+//  1. All changes are made in one transaction. A Vault that goes out of scope without commit() is not closed
 //     in the library: nothing that was begun reaches the disk, and the process is expected to end. A file that
 //     the Vault has made is removed again.
 #pragma once
@@ -10,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "cli/host.h"
 #include "cli/inspect.h"
 #include "cli/text.h"
 #include "pmstore.h"
@@ -35,18 +35,20 @@ class Vault {
   void replace(uint32_t id, const Bytes& bytes);
   void remove(uint32_t id);
 
+  // Removes an item that has packets and no record: it is given a record, and goes with that.
+  void removeUnlisted(uint32_t id);
+
   // Writes every change, closes the vault and brings the library down.
   void commit();
 
  private:
   void store(uint32_t id, const Bytes& bytes);
+  [[noreturn]] void refuse(int32_t result, const std::string& doing) const;
 
   VaultPath path_;
   bool isNew_;  // made here, and not committed yet
   DataBaseHandle* handle_ = nullptr;
+  SystemCall call_;
 };
-
-// Fails when a backup stands beside the vault.
-void RequireNoBackup(const VaultPath& path);
 
 }  // namespace cli

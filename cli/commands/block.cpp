@@ -25,8 +25,8 @@ const char* StateText(BlockState state) {
       return "used";
     case BlockState::kFree:
       return "free";
-    case BlockState::kStale:
-      return "left over from a longer version of its item, free";
+    case BlockState::kLeftOver:
+      return "left over from a longer version of its item";
     case BlockState::kMalformed:
       return "malformed";
   }
@@ -47,7 +47,6 @@ void PrintBytes(const Bytes& bytes, Console& console) {
 
 ExitCode ShowBlock(const Options& options, Console& console) {
   const Image image(VaultPath(options.read.vault), options.read.source);
-  SayWhatIsRead(image, options.read, console);
   if (options.number >= image.blocks().size()) {
     throw Failure(ExitCode::kMissing,
                   fmt::format("{} has {} blocks, numbered from 0", image.fileShown(), image.blocks().size()));

@@ -57,7 +57,7 @@ void Draw(const std::vector<MapBlock>& map, bool byItem, Console& console) {
     console.line("{:>8}  {}", row, line);
   }
   std::string legend;
-  for (Tile tile : {Tile::kTable, Tile::kItem, Tile::kFree, Tile::kStale, Tile::kDamaged}) {
+  for (Tile tile : {Tile::kTable, Tile::kItem, Tile::kFree, Tile::kLeftOver, Tile::kDamaged}) {
     const TileStyle& style = StyleOf(tile);
     const auto count =
         std::count_if(map.begin(), map.end(), [tile](const MapBlock& b) { return b.tile == tile; });
@@ -84,8 +84,7 @@ void PrintJson(const Image& image, const std::vector<MapBlock>& map, Console& co
 
 ExitCode Blocks(const Options& options, Console& console) {
   const Image image(VaultPath(options.read.vault), options.read.source);
-  SayWhatIsRead(image, options.read, console);
-  const std::vector<MapBlock> map = MakeBlockMap(image, console);
+  const std::vector<MapBlock> map = MakeBlockMap(image);
   RequireUnchanged(image);
   if (!options.svg.empty()) {
     const std::string svg = DrawSvg(image, map);

@@ -1,6 +1,9 @@
 // check: every packet, every item and the ID table, of the vault and of a backup beside it; and what to do.
-#include "cli/examine.h"
+#include "cli/contents.h"
+#include "cli/findings.h"
+#include "cli/pair.h"
 #include "cli/reading.h"
+#include "cli/repair.h"
 
 namespace cli {
 
@@ -10,11 +13,12 @@ struct Options {
   ReadOptions read;
 };
 
-// What one of the two files is.
-struct Verdict {
+// What one of the files is.
+struct Judged {
   std::string file;
-  std::vector<Finding> findings;
+  Verdict verdict;
   Contents contents;
+  bool canBeMended;
   Json json;
 };
 
@@ -22,94 +26,108 @@ void Declare(CLI::App& command, Options& options) {
   DeclareReading(command, options.read);
 }
 
-Verdict Judge(const VaultPath& path, Source source, Console& console) {
-  const Image image(path, source);
-  Verdict verdict{image.fileShown(), Examine(image, console), ContentsOf(image, console), {}};
+Judged Judge(const Image& image, Console& console) {
+  const std::vector<Finding> findings = Examine(image);
+  const Verdict verdict = VerdictOf(findings);
+  Json found = Json::array();
+  for (const Finding& finding : findings) found.push_back(ToJson(finding));
+  Judged judged{image.fileShown(),
+                verdict,
+                ContentsOf(image, console),
+                !MendBlocks(image).empty(),
+                {{"file", image.fileShown()},
+                 {"verdict", Text(verdict)},
+                 {"blocks", image.blocks().size()},
+                 {"items", image.records().size()},
+                 {"findings", found}}};
   RequireUnchanged(image);
-  size_t empty = 0;
-  for (const Record& record : image.records()) empty += image.items().count(record.id) == 0 ? 1 : 0;
-  Json problems = Json::array();
-  for (const Finding& finding : verdict.findings) problems.push_back(ToJson(finding));
-  verdict.json = {{"file", verdict.file},
-                  {"sound", verdict.findings.empty()},
-                  {"blocks", image.blocks().size()},
-                  {"items", image.records().size()},
-                  {"emptyItems", empty},
-                  {"problems", problems}};
-  if (console.json) return verdict;
-  for (const Finding& finding : verdict.findings) console.line("{}: {}", verdict.file, finding.what);
-  const size_t count = verdict.findings.size();
-  const std::string state = count == 0 ? console.paint(Colour::kGreen, "sound")
-                                       : console.paint(Colour::kRed, CountText(count, "problem"));
-  console.line("{}: {}; {}, {} in the ID table ({} without bytes)", verdict.file, state,
-               CountText(image.blocks().size(), "block"), CountText(image.records().size(), "item"), empty);
-  return verdict;
-}
-
-void SayWhatCannotBeTold(const Json& verdict, Console& console) {
-  if (console.json || verdict["emptyItems"] == 0 || !verdict["sound"]) return;
-  console.note(
-      "{}", Wrapped("An item without bytes is empty, or all its blocks are gone: the file cannot tell which. "
-                    "\"pmstore ls --sort size\" lists these items first."));
-}
-
-std::string AdviceAlone(const Verdict& only) {
-  if (only.findings.empty()) return "";
-  return "\"pmstore salvage\" saves every intact item into a new vault. A copy from before the damage comes "
-         "back "
-         "with \"pmstore restore --from\".";
-}
-
-std::string AdviceForBoth(const Verdict& file, const Verdict& backup, size_t differences) {
-  const bool fileSound = file.findings.empty();
-  if (!backup.findings.empty()) {
-    return fileSound
-               ? "The vault's file is sound and its backup is not. When no program has the vault open, move "
-                 "the "
-                 "backup away."
-               : "Both files are damaged. \"pmstore salvage\" saves every item that is intact in either.";
+  if (console.json) return judged;
+  console.line("{}: {}; {}, {} in the ID table", image.fileShown(), Shown(findings, console),
+               CountText(image.blocks().size(), "block"), CountText(image.records().size(), "item"));
+  for (const Finding& finding : findings) {
+    const char* lead = finding.weight == Weight::kNote ? "note: " : "";
+    console.line("  {}{}", lead, finding.what);
   }
-  const std::string running = "When a program has the vault open, this is as it should be. When none has, ";
-  if (!fileSound) return running + "\"pmstore restore\" brings back the state of the backup, which is sound.";
-  if (differences == 0)
-    return running + "the last one did not close it; \"pmstore restore\" tidies up, nothing is lost.";
-  return running +
-         "\"pmstore restore\" brings back the state of the backup, which is what counts (\"pmstore diff\" "
-         "and "
-         "\"pmstore restore --dry-run\" show the difference).";
+  return judged;
+}
+
+// What a person should do about one file that is not sound.
+std::string AdviceFor(const Judged& judged, const VaultPath& path, bool hasBackup) {
+  if (judged.verdict == Verdict::kSound) return "";
+  const std::string salvage = fmt::format("\"pmstore salvage {} NEW-VAULT\"", path.shown);
+  if (judged.verdict == Verdict::kSuspect)
+    return fmt::format(
+        "The file alone cannot show whether bytes are lost. {} makes a new vault of all that is there{}; "
+        "\"pmstore diff COPY {}\" compares the vault with an older copy.",
+        salvage, hasBackup ? " and in the backup" : "", path.shown);
+  return fmt::format(
+      "{} saves every item that is intact{}{}, and lists what is lost. A copy from before the damage comes "
+      "back "
+      "with \"pmstore restore {} --from COPY\".",
+      salvage, judged.canBeMended ? ", mends what can be mended" : "",
+      hasBackup ? ", takes from the backup what is whole only there" : "", path.shown);
+}
+
+void Conclude(Json& document, const std::vector<Warning>& warnings, const std::string& advice,
+              Console& console) {
+  document["warnings"] = Json::array();
+  for (const Warning& warning : warnings)
+    document["warnings"].push_back({{"code", warning.code}, {"what", warning.what}});
+  if (!advice.empty()) document["advice"] = advice;
+  if (console.json) return console.document(document);
+  for (const Warning& warning : warnings) console.line("{}", Wrapped(warning.what));
+  if (!advice.empty()) console.line("{}", Wrapped(advice));
+}
+
+ExitCode CheckOne(const VaultPath& path, Source source, Console& console) {
+  const Judged only = Judge(Image(path, source), console);
+  Json document{{"files", {only.json}}};
+  Conclude(document, source == Source::kAuto ? WarnOf(path) : std::vector<Warning>(),
+           AdviceFor(only, path, false), console);
+  return only.verdict == Verdict::kSound ? ExitCode::kFine : ExitCode::kProblems;
+}
+
+ExitCode CheckLostFile(const VaultPath& path, Console& console) {
+  const Judged backup = Judge(Image(path, Source::kBackup), console);
+  Json document{{"files", {backup.json}}};
+  const bool sound = backup.verdict != Verdict::kDamaged;
+  Conclude(document, WarnOf(path),
+           fmt::format("The vault's file is gone; \"pmstore {} {}{}\" {} from the backup.",
+                       sound ? "restore" : "salvage", path.shown, sound ? "" : " NEW-VAULT",
+                       sound ? "makes it anew" : "saves every item that is intact"),
+           console);
+  return ExitCode::kProblems;
+}
+
+ExitCode CheckBoth(const VaultPath& path, Console& console) {
+  const Image fileImage(path, Source::kAuto);
+  const Image backupImage(path, Source::kBackup);
+  const Judged file = Judge(fileImage, console);
+  const Judged backup = Judge(backupImage, console);
+  const size_t differences = Compare(file.contents, backup.contents).size();
+  std::vector<Warning> warnings = WarnOf(path);
+  for (Warning& warning : WarnOfPair(fileImage, backupImage, differences > 0))
+    warnings.push_back(std::move(warning));
+  Json document{{"files", {file.json, backup.json}}, {"differingItems", differences}};
+  if (!console.json) console.line("The vault and its backup differ in {}.", CountText(differences, "item"));
+  std::string advice = AdviceFor(file, path, true);
+  if (advice.empty() && warnings.empty())
+    advice = backup.verdict == Verdict::kDamaged
+                 ? "The vault is sound and its backup is not: do not restore it."
+                 : "A program has the vault open, or the last one ended without closing it. Nothing is to be "
+                   "done: "
+                   "the next one that opens the vault goes on from here.";
+  Conclude(document, warnings, advice, console);
+  const bool asItShouldBe = differences == 0 || path.hasJournal();
+  const bool fine = file.verdict == Verdict::kSound && backup.verdict == Verdict::kSound && asItShouldBe;
+  return fine && warnings.empty() ? ExitCode::kFine : ExitCode::kProblems;
 }
 
 ExitCode Check(const Options& options, Console& console) {
   const VaultPath path(options.read.vault);
-  const bool both = options.read.source == Source::kAuto && platform::Exists(path.backup.c_str());
-  const bool fileExists = platform::Exists(path.file.c_str());
-  Json document{{"files", Json::array()}};
-  std::string advice;
-  bool fine = true;
-  if (!both || !fileExists) {
-    const Verdict only = Judge(path, both ? Source::kBackup : options.read.source, console);
-    document["files"].push_back(only.json);
-    advice = both ? "The vault's file is gone; \"pmstore restore\" makes it anew from the backup."
-                  : AdviceAlone(only);
-    fine = !both && only.findings.empty();
-    SayWhatCannotBeTold(only.json, console);
-  } else {
-    const Verdict file = Judge(path, Source::kFile, console);
-    const Verdict backup = Judge(path, Source::kBackup, console);
-    const size_t differences = Compare(file.contents, backup.contents).size();
-    document["files"] = {file.json, backup.json};
-    document["differingItems"] = differences;
-    if (!console.json) console.line("The vault and its backup differ in {}.", CountText(differences, "item"));
-    advice = AdviceForBoth(file, backup, differences);
-    fine = differences == 0 && file.findings.empty() && backup.findings.empty();
-  }
-  if (!advice.empty()) document["advice"] = advice;
-  if (console.json) {
-    console.document(document);
-  } else if (!advice.empty()) {
-    console.line("{}", Wrapped(advice));
-  }
-  return fine ? ExitCode::kFine : ExitCode::kProblems;
+  if (options.read.source != Source::kAuto || !path.hasBackup())
+    return CheckOne(path, options.read.source, console);
+  return path.exists() ? CheckBoth(path, console) : CheckLostFile(path, console);
 }
 
 }  // namespace

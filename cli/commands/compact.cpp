@@ -1,5 +1,6 @@
 // compact: squeezes the free blocks out of a vault, in place.
-#include "cli/examine.h"
+#include "cli/contents.h"
+#include "cli/findings.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
 
@@ -17,32 +18,60 @@ void Declare(CLI::App& command, Options& options) {
   command.add_flag("--dry-run,-n", options.dryRun, "Only say what would be saved");
 }
 
+// Fails for a vault that would lose what can still be had.
+void RequireNothingToSave(const Image& image, const std::vector<uint32_t>& unlisted) {
+  const std::vector<Finding> findings = Examine(image);
+  const bool damaged = VerdictOf(findings) == Verdict::kDamaged;
+  if (!damaged && (unlisted.empty() || NamesEveryItem(image, unlisted))) return;
+  throw Failure(
+      ExitCode::kRefused,
+      fmt::format("{} is {}: {}", image.fileShown(), damaged ? "damaged" : "suspect", findings[0].what),
+      "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
+}
+
 ExitCode Compact(const Options& options, Console& console) {
   const VaultPath path(options.vault);
-  RequireNoBackup(path);
   Contents before;
   uint64_t sizeBefore = 0;
-  size_t freeBlocks = 0;
+  uint64_t sizeAfter = 0;
+  std::vector<uint32_t> unlisted;
+  std::vector<uint32_t> longer;  // items with packets left over from a longer version
   {
     const Image image(path);
-    if (const std::vector<Finding> findings = Examine(image, console); !findings.empty()) {
-      throw Failure(ExitCode::kRefused, fmt::format("{} is damaged: {}", path.shown, findings[0].what),
-                    "Nothing was changed. \"pmstore salvage\" saves what is intact into a new vault.");
-    }
+    unlisted = UnlistedItems(image);
+    RequireNothingToSave(image, unlisted);
     before = ContentsOf(image, console);
-    sizeBefore = image.fileSize();
-    freeBlocks = image.freeBlockCount();
+    sizeBefore = image.file().size();
+    size_t blocks = image.freeBlockCount();
+    for (uint32_t id : unlisted) blocks += image.findItem(id)->blocks.size();
+    for (const auto& [id, item] : image.items()) {
+      blocks += item.leftovers.size();
+      if (!item.leftovers.empty() && id != 0) longer.push_back(id);
+    }
+    sizeAfter = sizeBefore - blocks * storage::kBlockSize;
   }
-  uint64_t sizeAfter = sizeBefore - freeBlocks * storage::kBlockSize;
-  if (!options.dryRun && freeBlocks > 0) {
-    Vault(path, Vault::Opening::kExisting).commit();  // the library compacts when it closes a vault
+  const bool isTight = sizeAfter == sizeBefore;
+  if (!options.dryRun && !isTight) {
+    Vault vault(path, Vault::Opening::kExisting);
+    for (uint32_t id : unlisted) vault.removeUnlisted(id);
+    for (uint32_t id : longer) vault.replace(id, Image(path).readItem(id).bytes);
+    vault.commit();  // the library squeezes when it closes a vault
     const Image image(path);
     RequireSame(before, ContentsOf(image, console), path.shown);
-    sizeAfter = image.fileSize();
+    sizeAfter = image.file().size();
   }
   if (console.json) {
-    console.document({{"dryRun", options.dryRun}, {"sizeBefore", sizeBefore}, {"sizeAfter", sizeAfter}});
-  } else if (freeBlocks == 0) {
+    console.document({{"dryRun", options.dryRun},
+                      {"sizeBefore", sizeBefore},
+                      {"sizeAfter", sizeAfter},
+                      {"droppedItems", unlisted.size()}});
+    return ExitCode::kFine;
+  }
+  const char* would = options.dryRun ? "would be " : "";
+  if (!unlisted.empty())
+    console.note("{}: {} that no record names {}dropped", path.shown, CountText(unlisted.size(), "item"),
+                 would);
+  if (isTight) {
     console.note("{} has no free blocks, there is nothing to squeeze out", path.shown);
   } else {
     console.note("{}: {} {} {}", path.shown, SizeText(sizeBefore), options.dryRun ? "would become" : "became",

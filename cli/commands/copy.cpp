@@ -1,6 +1,6 @@
 // copy: a verified byte copy of a vault.
 #include "cli/copying.h"
-#include "cli/examine.h"
+#include "cli/findings.h"
 #include "cli/reading.h"
 
 namespace cli {
@@ -22,24 +22,24 @@ void Declare(CLI::App& command, Options& options) {
 void RequireEqual(const Image& image, const VaultPath& target) {
   RequireUnchanged(image);
   const Image copy(target);
-  for (uint32_t i = 0; i < image.blocks().size(); ++i) {
-    if (image.fileSize() == copy.fileSize() && image.readBlock(i) == copy.readBlock(i)) continue;
-    throw Failure(ExitCode::kIoError,
-                  fmt::format("{} is not equal to {} at {}", target.shown, image.fileShown(), BlockText(i)));
-  }
+  bool equal = image.blocks().size() == copy.blocks().size();
+  for (uint32_t i = 0; i < image.blocks().size() && equal; ++i)
+    equal = image.readBlock(i) == copy.readBlock(i);
+  if (equal) return;
+  throw Failure(ExitCode::kIoError, fmt::format("{} is not equal to {}", target.shown, image.fileShown()),
+                "The disk may be failing.");
 }
 
 ExitCode Copy(const Options& options, Console& console) {
-  const VaultPath path(options.read.vault);
   const VaultPath target(options.target);
-  const Image image(path, options.read.source);
-  SayWhatIsRead(image, options.read, console);
-  const std::vector<Finding> findings = Examine(image, console);
-  if (!findings.empty() && !options.force) {
+  const Image image(VaultPath(options.read.vault), options.read.source);
+  const std::vector<Finding> findings = Examine(image);
+  const Verdict verdict = VerdictOf(findings);
+  if (verdict == Verdict::kDamaged && !options.force) {
     throw Failure(ExitCode::kRefused, fmt::format("{} is damaged: {}", image.fileShown(), findings[0].what),
                   "\"pmstore salvage\" saves what is intact; --force copies the file as it is.");
   }
-  CopyToNewFile(image.isBackup() ? path.backup : path.file, target.file, target.shown);
+  CopyToNewFile(image, target.file, target.shown);
   try {
     RequireEqual(image, target);
   } catch (...) {
@@ -49,13 +49,14 @@ ExitCode Copy(const Options& options, Console& console) {
   if (console.json) {
     console.document({{"file", image.fileShown()},
                       {"copy", target.shown},
-                      {"size", image.fileSize()},
-                      {"sound", findings.empty()}});
+                      {"size", image.file().size()},
+                      {"verdict", Text(verdict)}});
   } else {
+    if (verdict == Verdict::kSuspect) console.warn("{} is suspect: {}", image.fileShown(), findings[0].what);
     console.note("{} copied to {} and compared, {}{}", image.fileShown(), target.shown,
-                 SizeText(image.fileSize()), findings.empty() ? "" : ", its damage with it");
+                 SizeText(image.file().size()), verdict == Verdict::kDamaged ? ", its damage with it" : "");
   }
-  return findings.empty() ? ExitCode::kFine : ExitCode::kProblems;
+  return verdict == Verdict::kDamaged ? ExitCode::kProblems : ExitCode::kFine;
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // diff: what turns one vault into another.
-#include "cli/examine.h"
+#include "cli/contents.h"
 #include "cli/reading.h"
 
 namespace cli {
@@ -17,9 +17,7 @@ void Declare(CLI::App& command, Options& options) {
 }
 
 Contents Read(const std::string& vault, Console& console) {
-  const ReadOptions options{vault, Source::kAuto};
   const Image image(VaultPath(vault), Source::kAuto);
-  SayWhatIsRead(image, options, console);
   image.requireSound();
   Contents contents = ContentsOf(image, console);
   RequireUnchanged(image);

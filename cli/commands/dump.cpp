@@ -1,4 +1,6 @@
 // dump: the library's diagnostic report, word for word, from a vault that stays untouched.
+#include <algorithm>
+
 #include "cli/host.h"
 #include "cli/reading.h"
 
@@ -26,9 +28,12 @@ std::string HexLines(const Bytes& bytes) {
 }
 
 std::string ItemText(const Image& image, const Item& item, bool hex) {
-  std::string text = fmt::format("item: {{ ID = {}, size = {}, frag count = {} }}\n", item.id, item.size,
-                                 item.blocks.size());
-  for (uint32_t number : item.blocks) {
+  std::vector<uint32_t> fragments = item.blocks;
+  fragments.insert(fragments.end(), item.leftovers.begin(), item.leftovers.end());
+  std::sort(fragments.begin(), fragments.end());
+  std::string text =
+      fmt::format("item: {{ ID = {}, size = {}, frag count = {} }}\n", item.id, item.size, fragments.size());
+  for (uint32_t number : fragments) {
     const uint32_t offset = number * storage::kBlockSize;
     text += fmt::format("\t\tfragment offset: {}(0x{:x})\n", offset, offset);
   }
@@ -43,11 +48,10 @@ std::string ItemText(const Image& image, const Item& item, bool hex) {
 
 ExitCode Dump(const Options& options, Console& console) {
   const Image image(VaultPath(options.read.vault), options.read.source);
-  SayWhatIsRead(image, options.read, console);
   image.requireSound();
   std::string report = fmt::format(
       "file information:\n\t size: {}( {}k )\n\t item num: {}\n\t block num: {}\n\t free block num: {}\n",
-      image.fileSize(), image.fileSize() / 1024, image.items().size(), image.blocks().size(),
+      image.file().size(), image.file().size() / 1024, image.items().size(), image.blocks().size(),
       image.freeBlockCount());
   const bool hex = options.hex || Environment("DB_DETAIL_HEX") == "Y";
   for (const auto& [id, item] : image.items()) {

@@ -139,7 +139,6 @@ ExitCode Export(const Options& options, Console& console) {
     throw Failure(ExitCode::kUsage, "name a folder to export to, or a file with --jsonl");
   }
   const Image image(VaultPath(options.read.vault), options.read.source);
-  SayWhatIsRead(image, options.read, console);
   image.requireSound();
   const bool toFiles = options.lines.empty();
   const Outcome outcome =

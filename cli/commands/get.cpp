@@ -60,7 +60,6 @@ void Deliver(const Options& options, const Record& record, const Bytes& bytes, C
 
 ExitCode Get(const Options& options, Console& console) {
   const Image image(VaultPath(options.read.vault), options.read.source);
-  SayWhatIsRead(image, options.read, console);
   image.requireSound();
   const Record& record = FindItem(image, options.item, options.kind);
   const ItemBytes item = image.readItem(record.id);

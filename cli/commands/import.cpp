@@ -4,7 +4,7 @@
 #include <iostream>
 #include <set>
 
-#include "cli/examine.h"
+#include "cli/contents.h"
 #include "cli/files.h"
 #include "cli/jsonlines.h"
 #include "cli/names.h"
@@ -199,7 +199,6 @@ ExitCode Import(const Options& options, Console& console) {
     throw Failure(ExitCode::kUsage, "name files and folders to import, or lines with --jsonl");
   }
   const VaultPath path(options.vault);
-  RequireNoBackup(path);
   std::vector<Entry> entries = options.lines.empty() ? GatherFiles(options, console) : GatherLines(options);
   const std::set<uint32_t> storedIds = CollectStoredIds(path, entries);
   Outcome outcome;

@@ -20,10 +20,11 @@ void Declare(CLI::App& command, Options& options) {
 }
 
 // What the person at the keyboard makes of all this.
-const char* MeaningOf(bool hasBackup, bool isDamaged) {
-  if (hasBackup) {
-    return "A program has the vault open, or the last one ended without closing it. While the backup stands, "
-           "it is what counts.";
+const char* MeaningOf(bool isInUse, bool isDamaged) {
+  if (isInUse && !isDamaged) {
+    return "A program has the vault open, or the last one ended without closing it. The next one that opens "
+           "it "
+           "goes on from here.";
   }
   return isDamaged ? "\"pmstore check\" says all that is wrong, and what to do."
                    : "The vault was closed properly, or nothing was written to it since it was opened.";
@@ -73,11 +74,10 @@ std::string FirstProblem(const Image& image) {
 ExitCode Info(const Options& options, Console& console) {
   const VaultPath path(options.read.vault);
   const Image image(path, options.read.source);
-  SayWhatIsRead(image, options.read, console);
   const std::map<uint32_t, Count> kinds = CountKinds(image);
   const size_t freeBlocks = image.freeBlockCount();
   const std::string problem = FirstProblem(image);
-  const std::string changed = LocalTime(image.modified());
+  const std::string changed = UtcTime(image.file().modified());
   const bool hasTable = image.tableProblem().empty() && !image.records().empty();
   const Count all = hasTable ? SumOf(kinds) : CountBlocksOnly(image);
   if (console.json) {
@@ -86,27 +86,30 @@ ExitCode Info(const Options& options, Console& console) {
       kindList.push_back({{"kind", kind}, {"items", count.items}, {"bytes", count.bytes}});
     console.document({{"file", image.fileShown()},
                       {"damage", problem.empty() ? Json() : Json(problem)},
-                      {"size", image.fileSize()},
+                      {"size", image.file().size()},
                       {"blocks", image.blocks().size()},
                       {"freeBlocks", freeBlocks},
                       {"items", all.items},
                       {"bytes", all.bytes},
                       {"kinds", kindList},
-                      {"backup", platform::Exists(path.backup.c_str()) ? Json(path.backupShown) : Json()},
+                      {"backup", path.hasBackup() ? Json(path.backupShown) : Json()},
+                      {"journal", path.hasJournal() ? Json(path.journalShown) : Json()},
+                      {"setAside", path.setAside()},
                       {"lastChange", changed}});
   } else {
     console.line("File         {}", image.fileShown());
     if (!problem.empty()) console.line("Damaged      {}", problem);
-    console.line("Size         {}", SizeText(image.fileSize()));
+    console.line("Size         {}", SizeText(image.file().size()));
     console.line("Last change  {}", changed);
     console.line("Blocks       {}, {} of them free", image.blocks().size(), freeBlocks);
     const char* lost = all.items > 0 && !hasTable ? ", their kinds and names are lost" : "";
     console.line("Items        {}, {}{}", all.items, SizeText(all.bytes), lost);
     for (const auto& [kind, count] : kinds)
       console.line("  kind {:<6} {}, {}", kind, count.items, SizeText(count.bytes));
-    const bool hasBackup = platform::Exists(path.backup.c_str());
-    console.line("Backup       {}", hasBackup ? path.backupShown : "none");
-    console.line("{}", Wrapped(MeaningOf(hasBackup, !problem.empty())));
+    console.line("Backup       {}", path.hasBackup() ? path.backupShown : "none");
+    if (path.hasJournal()) console.line("Journal      {}", path.journalShown);
+    for (const std::string& file : path.setAside()) console.line("Set aside    {}", file);
+    console.line("{}", Wrapped(MeaningOf(path.hasBackup() || path.hasJournal(), !problem.empty())));
   }
   RequireUnchanged(image);
   return problem.empty() ? ExitCode::kFine : ExitCode::kRefused;

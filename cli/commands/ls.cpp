@@ -79,7 +79,6 @@ void PrintTable(const std::vector<Row>& rows, Console& console) {
 
 ExitCode List(const Options& options, Console& console) {
   const Image image(VaultPath(options.read.vault), options.read.source);
-  SayWhatIsRead(image, options.read, console);
   image.requireSound();
   const PmString pattern = RequireUtf8(options.pattern, "pattern");
   std::vector<Row> rows;

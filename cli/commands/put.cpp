@@ -1,5 +1,5 @@
 // put: the bytes of one item, from a file or standard input.
-#include "cli/examine.h"
+#include "cli/contents.h"
 #include "cli/files.h"
 #include "cli/host.h"
 #include "cli/names.h"
@@ -50,7 +50,6 @@ std::optional<Record> FindExisting(const VaultPath& path, const Options& options
 
 ExitCode Put(const Options& options, Console& console) {
   const VaultPath path(options.vault);
-  RequireNoBackup(path);
   const std::optional<Record> existing = FindExisting(path, options);
   Record record = existing.value_or(
       Record{0, options.kind.value_or(kDefaultKind), RequireUtf8(options.item, "item's name")});

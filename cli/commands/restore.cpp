@@ -1,11 +1,14 @@
 // restore: the vault as its backup, or a named copy, holds it.
 //
-// What is restored is verified before anything is touched. The file that is replaced is kept beside the vault
-// as
-// ".damaged". A named copy is first made the vault's backup, so that from then on there is one road only, and
-// an interruption at any point leaves a backup that counts.
+// What is restored is verified before anything is touched, and the file that is replaced is kept beside the vault
+// as ".damaged". The backup is restored by the library: when a program was stopped within a change, that brings
+// back the state of the change, which the backup may not hold yet. A named copy takes the file's place in one
+// step; what stood beside the old file is set aside then, since it speaks of that one.
+#include "cli/contents.h"
 #include "cli/copying.h"
-#include "cli/examine.h"
+#include "cli/findings.h"
+#include "cli/host.h"
+#include "cli/pair.h"
 #include "cli/reading.h"
 #include "pmstore.h"
 
@@ -25,88 +28,99 @@ void Declare(CLI::App& command, Options& options) {
   command.add_flag("--dry-run,-n", options.dryRun, "Only say which items would change");
 }
 
-Contents ReadSource(const VaultPath& path, const VaultPath& source, Console& console) {
-  if (!platform::Exists(source.file.c_str())) {
-    const bool neither = source.file == path.backup && !platform::Exists(path.file.c_str());
-    throw Failure(ExitCode::kMissing,
-                  neither
-                      ? fmt::format("there is neither a vault {} nor its backup {}", path.shown, source.shown)
-                      : fmt::format("there is no {}", source.shown),
-                  "A vault that was closed properly has no backup. Restore an older copy with --from.");
-  }
-  const Image image(source);
-  const std::vector<Finding> findings = Examine(image, console);
-  if (!findings.empty()) {
+Image OpenSource(const VaultPath& path, const Options& options) {
+  if (!options.from.empty()) return Image(VaultPath(options.from), Source::kAuto);
+  if (path.hasBackup()) return Image(path, Source::kBackup);
+  throw Failure(ExitCode::kMissing,
+                path.exists() ? fmt::format("there is no {}", path.backupShown)
+                              : fmt::format("there is neither a vault {} nor its backup {}", path.shown,
+                                            path.backupShown),
+                "A vault that was closed properly has no backup. Restore an older copy with --from.");
+}
+
+// What the source holds, when it is fit to be restored.
+Contents Verify(const Image& source, const Image* present, Console& console) {
+  const std::vector<Finding> findings = Examine(source);
+  if (VerdictOf(findings) == Verdict::kDamaged) {
     throw Failure(
-        ExitCode::kRefused, fmt::format("{} is damaged itself: {}", source.shown, findings[0].what),
+        ExitCode::kRefused, fmt::format("{} is damaged itself: {}", source.fileShown(), findings[0].what),
         "Nothing was changed. \"pmstore salvage\" saves what is intact in the vault and its backup.");
   }
-  return ContentsOf(image, console);
+  if (VerdictOf(findings) == Verdict::kSuspect)
+    console.warn("{} is suspect: {}", source.fileShown(), findings[0].what);
+  if (present != nullptr && source.isBackup()) {
+    for (const Warning& warning : WarnOfPair(*present, source, true)) console.warn("{}", warning.what);
+  }
+  return ContentsOf(source, console);
 }
 
 // What the vault holds now, as far as it can be read. Items whose records are lost count as what `expected`
 // says.
-Contents ReadPresent(const VaultPath& path, const Contents& expected, Console& console) {
-  if (!platform::Exists(path.file.c_str())) return {};
-  const Image image(path);
-  Contents present = ContentsOf(image, console);
-  if (image.fileProblems().empty() && image.tableProblem().empty()) return present;
+Contents ReadPresent(const Image* image, const Contents& expected, Console& console) {
+  if (image == nullptr) return {};
+  Contents present = ContentsOf(*image, console);
+  if (image->fileProblems().empty() && image->tableProblem().empty()) return present;
   console.warn("the vault's file is damaged, so this list may be incomplete");
   for (auto& [id, content] : present) {
     const auto known = expected.find(id);
-    if (known == expected.end() || image.findRecord(id) != nullptr) continue;
+    if (known == expected.end() || image->findRecord(id) != nullptr) continue;
     content.kind = known->second.kind;
     content.name = known->second.name;
   }
   return present;
 }
 
-void Restore(const VaultPath& path) {
+// Keeps a copy of a file that is to be replaced.
+void Keep(const PmString& file, const PmString& asName, const char* what, Console& console) {
+  if (!platform::Exists(file.c_str())) return;
+  const PmString kept = UnusedName(asName, ".damaged");
+  CopyToNewFile(file, kept, ToUtf8(kept));
+  console.note("the replaced {} is kept as {}", what, ToUtf8(kept));
+}
+
+void RestoreBackup(const VaultPath& path) {
+  const SystemCall call;
   if (InitPmTotalDataController() != 1) throw Failure(ExitCode::kIoError, "not enough memory");
   if (PmRestoreBackupFile(path.file.c_str()) != 0) {
-    throw Failure(
-        ExitCode::kIoError, fmt::format("cannot restore {}", path.shown),
-        fmt::format(
-            "The backup {} is untouched. Check that the disk is not full and that you may write there.",
-            path.backupShown));
+    throw Failure(ExitCode::kIoError, fmt::format("cannot restore {}{}", path.shown, call.reason()),
+                  fmt::format("The backup {} is untouched.", path.backupShown));
   }
   ReleasePmTotalDataController();  // closes the vault, which deletes the backup
 }
 
+// Puts a copy in the vault's place. What is set aside gets the names that the library gives such files.
+void RestoreCopy(const VaultPath& path, const Image& source, Console& console) {
+  CopyOver(source, path.real, path.shown);
+  for (const auto& [file, suffix] : {std::pair(path.journal, ".pmo"), std::pair(path.backup, ".bko")}) {
+    if (!platform::Exists(file.c_str())) continue;
+    const PmString aside = UnusedName(file.substr(0, file.size() - 4), suffix);
+    const SystemCall call;
+    if (!platform::Rename(file.c_str(), aside.c_str())) {
+      throw Failure(ExitCode::kIoError,
+                    fmt::format("cannot rename {} to {}{}", ToUtf8(file), ToUtf8(aside), call.reason()));
+    }
+    console.note("{} belonged to the replaced file; it is kept as {}", ToUtf8(file), ToUtf8(aside));
+  }
+}
+
 ExitCode Run(const Options& options, Console& console) {
   const VaultPath path(options.vault);
-  const bool named = !options.from.empty();
-  const VaultPath source(named ? options.from : path.backupShown);
-  if (named && platform::Exists(source.backup.c_str())) {
-    throw Failure(
-        ExitCode::kRefused,
-        fmt::format("{} has a backup, which is what counts while it stands", source.shown),
-        fmt::format("Name the backup, {}, or restore {} itself first.", source.backupShown, source.shown));
-  }
-  const Contents expected = ReadSource(path, source, console);
-  const std::vector<Difference> differences = Compare(ReadPresent(path, expected, console), expected);
+  const Image source = OpenSource(path, options);
+  std::optional<Image> present;
+  if (path.exists()) present.emplace(path, Source::kAuto);
+  const Image* now = present ? &*present : nullptr;
+  const Contents expected = Verify(source, now, console);
+  const std::vector<Difference> differences = Compare(ReadPresent(now, expected, console), expected);
   if (options.dryRun) {
     Print(differences, console);
     console.note("{} would change", CountText(differences.size(), "item"));
     return ExitCode::kFine;
   }
-  if (platform::Exists(path.file.c_str())) {
-    const PmString kept = UnusedName(path.file, ".damaged");
-    CopyToNewFile(path.file, kept, ToUtf8(kept));
-    console.note("the replaced file is kept as {}", ToUtf8(kept));
-  }
-  if (named) {
-    if (platform::Exists(path.backup.c_str())) {
-      const PmString kept = UnusedName(path.file, ".damaged-backup");
-      CopyToNewFile(path.backup, kept, ToUtf8(kept));
-      console.note("the backup that stood beside the vault is kept as {}", ToUtf8(kept));
-    }
-    CopyOver(source.file, path.backup, path.backupShown);
-  }
-  Restore(path);
-  RequireSame(expected, ContentsOf(Image(path), console), path.shown);
+  Keep(path.file, path.file, "file", console);
+  source.isBackup() ? RestoreBackup(path) : RestoreCopy(path, source, console);
+  RequireSame(expected, ContentsOf(Image(path, Source::kAuto), console), path.shown);
   Print(differences, console);  // now, so that a reader who stops listening does not stop the work
-  console.note("{} restored from {} and verified: {} changed, {} in all", path.shown, source.shown,
+  console.note("{} restored from {} and verified: {} changed, {} in all", path.shown, source.fileShown(),
                CountText(differences.size(), "item"), expected.size());
   return ExitCode::kFine;
 }

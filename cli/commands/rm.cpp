@@ -36,7 +36,6 @@ std::vector<Record> Choose(const Options& options, const Image& image) {
 
 ExitCode Remove(const Options& options, Console& console) {
   const VaultPath path(options.vault);
-  RequireNoBackup(path);
   const std::vector<Record> chosen = Choose(options, Image(path));
   if (!options.dryRun) {
     Vault vault(path, Vault::Opening::kExisting);

@@ -1,12 +1,12 @@
-// salvage: every intact item of a damaged vault, and of its backup, into a new vault.
-#include <algorithm>
-#include <set>
-
-#include "cli/examine.h"
+// salvage: every item of a damaged vault that can be had, in it or in its backup, into a new vault.
+#include "cli/contents.h"
+#include "cli/copying.h"
 #include "cli/files.h"
+#include "cli/findings.h"
 #include "cli/names.h"
+#include "cli/pair.h"
 #include "cli/reading.h"
-#include "cli/tablerescue.h"
+#include "cli/rescue.h"
 #include "cli/vault.h"
 
 namespace cli {
@@ -17,15 +17,9 @@ struct Options {
   ReadOptions read;
   std::string target;
   uint32_t kind = 0;
+  bool noMend = false;
+  bool partial = false;
   bool dryRun = false;
-};
-
-// One item of the report: where it was found intact, or why it is lost.
-struct Fate {
-  Record record;
-  bool hasRecord = false;
-  const Image* source = nullptr;  // null for a lost item
-  std::string loss;
 };
 
 void Declare(CLI::App& command, Options& options) {
@@ -33,155 +27,154 @@ void Declare(CLI::App& command, Options& options) {
   command.add_option("NEW-VAULT", options.target, "The vault to make")->required();
   command.add_option("--kind,-k", options.kind, "The kind for items whose record is lost")
       ->capture_default_str();
+  command.add_flag("--no-mend", options.noMend, "Take damaged blocks for lost");
+  command.add_flag("--partial", options.partial,
+                   "Save also what is left of items that are not whole, with zeros in the gaps");
   command.add_flag("--dry-run,-n", options.dryRun, "Only report what can be saved");
 }
 
-// The files to draw from, the one that counts first.
-std::vector<std::unique_ptr<Image>> OpenSources(const ReadOptions& options, Console& console) {
-  const VaultPath path(options.vault);
-  std::vector<std::unique_ptr<Image>> sources;
-  sources.push_back(std::make_unique<Image>(path, options.source));
-  SayWhatIsRead(*sources[0], options, console);
-  const bool otherExists = platform::Exists((sources[0]->isBackup() ? path.file : path.backup).c_str());
-  if (options.source == Source::kAuto && otherExists) {
-    sources.push_back(
-        std::make_unique<Image>(path, sources[0]->isBackup() ? Source::kFile : Source::kBackup));
+Rescue Prepare(const Options& options, Console& console) {
+  const VaultPath path(options.read.vault);
+  const bool both = options.read.source == Source::kAuto && path.hasBackup();
+  const bool onlyBackup = both && !path.exists();
+  if (onlyBackup) console.note("the vault's file is gone; reading its backup {}", path.backupShown);
+  auto vault = std::make_unique<Image>(path, onlyBackup ? Source::kBackup : options.read.source);
+  std::unique_ptr<Image> backup;
+  if (both && !onlyBackup) backup = std::make_unique<Image>(path, Source::kBackup);
+  if (backup != nullptr && IsForeign(*vault, *backup)) {
+    console.warn("{} has no item in common with the vault and is left aside", path.backupShown);
+    backup.reset();
   }
-  return sources;
+  return {std::move(vault), std::move(backup), {!options.noMend, options.partial, options.kind}};
 }
 
-bool IsIntact(const Image& image, uint32_t id) {
-  const auto item = image.items().find(id);
-  return item != image.items().end() && item->second.whole && image.readItem(id).problems.empty();
-}
-
-// The records of the first source, made whole from the second one where the first has lost some; then the
-// items that no record speaks of.
-std::vector<Fate> ListItems(const std::vector<std::unique_ptr<Image>>& sources, uint32_t kindOfLost) {
-  std::vector<Fate> fates;
-  std::set<uint32_t> listed{0};
-  const bool firstTableLost = !sources[0]->tableProblem().empty() || !sources[0]->fileProblems().empty();
-  for (const auto& source : sources) {
-    if (source != sources[0] && !firstTableLost) break;
-    const std::vector<Record> records =
-        source->tableProblem().empty() ? source->records() : RescueRecords(*source);
-    for (const Record& record : records) {
-      if (listed.insert(record.id).second) fates.push_back({record, true, nullptr, ""});
-    }
-  }
-  for (const auto& [id, item] : sources[0]->items()) {
-    if (listed.insert(id).second) fates.push_back({{id, kindOfLost, std::nullopt}, false, nullptr, ""});
-  }
-  return fates;
-}
-
-void Decide(Fate& fate, const std::vector<std::unique_ptr<Image>>& sources) {
-  const uint32_t id = fate.record.id;
-  bool hasBlocks = false;
-  for (const auto& source : sources) {
-    if (IsIntact(*source, id)) {
-      fate.source = source.get();
-      return;
-    }
-    hasBlocks = hasBlocks || source->items().count(id) != 0;
-  }
-  if (!hasBlocks && sources[0]->fileProblems().empty()) {
-    fate.source = sources[0].get();  // an item of no bytes has no block
-    return;
-  }
-  if (!hasBlocks) {
-    fate.loss = "no block of it is left";
-    return;
-  }
-  const Image& image = sources[0]->items().count(id) != 0 ? *sources[0] : *sources.back();
-  const ItemBytes bytes = image.readItem(id);
-  fate.loss = bytes.problems.empty()
-                  ? "blocks are missing or twice there"
-                  : fmt::format("{} {}", BlockText(bytes.problems[0].block), bytes.problems[0].what);
-}
-
-void Store(const std::vector<Fate>& fates, const VaultPath& target, Console& console) {
+void Store(const Rescue& rescue, const VaultPath& target, Console& console) {
+  const VaultPath unfinished(ToUtf8(UnfinishedName(target.file)));
   Contents expected;
   {
-    Vault vault(target, Vault::Opening::kCreateIfMissing);
-    Progress progress(console, "saving", fates.size());
-    for (const Fate& fate : fates) {
+    Vault vault(unfinished, Vault::Opening::kCreateIfMissing);
+    Progress progress(console, "saving", rescue.fates().size());
+    for (const Fate& fate : rescue.fates()) {
       progress.advance(1);
-      if (fate.source == nullptr) continue;
-      const Bytes bytes = fate.source->readItem(fate.record.id).bytes;
+      if (fate.image == nullptr) continue;
+      const Bytes bytes = Rescue::bytesOf(fate);
       vault.add(fate.record.id, fate.record.kind, fate.record.name, bytes);
       expected[fate.record.id] = {fate.record.kind, fate.record.name, bytes.size(), Fingerprint(bytes),
                                   false};
     }
     vault.commit();
   }
-  RequireSame(expected, ContentsOf(Image(target), console), target.shown);
-}
-
-// Blocks that nobody can tell the item of. They matter where the ID table does not say which items there were.
-size_t CountUnknownBlocks(const Image& image) {
-  if (image.tableProblem().empty() && !image.records().empty()) return 0;
-  const auto malformed = std::count_if(image.blocks().begin(), image.blocks().end(), [](const Block& block) {
-    return block.state == BlockState::kMalformed;
-  });
-  return static_cast<size_t>(malformed) + (image.fileSize() % storage::kBlockSize == 0 ? 0 : 1);
-}
-
-void Report(const std::vector<Fate>& fates, const Image* first, Console& console) {
-  for (const Fate& fate : fates) {
-    const bool noteworthy = fate.source != first || !fate.hasRecord;
-    if (console.json) {
-      Json json{{"id", IdText(fate.record.id)}, {"kind", fate.record.kind}};
-      AddName(json, fate.record.name);
-      json["saved"] = fate.source != nullptr;
-      json["record"] = fate.hasRecord;
-      if (fate.source != nullptr) json["from"] = fate.source->fileShown();
-      if (!fate.loss.empty()) json["what"] = fate.loss;
-      console.record(json);
-    } else if (fate.source == nullptr) {
-      console.line("{} {}: {}", console.paint(Colour::kRed, "lost   "), IdAndName(fate.record), fate.loss);
-    } else if (noteworthy) {
-      console.line("{} {}{}{}", console.paint(Colour::kYellow, "saved  "), IdAndName(fate.record),
-                   fate.source != first ? ", from " + fate.source->fileShown() : "",
-                   fate.hasRecord ? "" : ", its kind and name are lost");
-    }
+  try {
+    RequireSame(expected, ContentsOf(Image(unfinished), console), target.shown);
+    Finish(unfinished.file, target.file, target.shown);
+  } catch (...) {
+    platform::Remove(unfinished.file.c_str());
+    throw;
   }
+}
+
+struct Words {
+  const char* text;
+  Colour colour;
+};
+
+Words WordsOf(FateKind kind) {
+  constexpr Words kWords[] = {{"saved", Colour::kGreen},
+                              {"mended", Colour::kGreen},
+                              {"doubtful", Colour::kYellow},
+                              {"partial", Colour::kYellow},
+                              {"lost", Colour::kRed}};
+  return kWords[static_cast<int>(kind)];
+}
+
+Json ToJson(const Fate& fate, const RescueSource& source) {
+  Json json{{"id", IdText(fate.record.id)}, {"kind", fate.record.kind}};
+  AddName(json, fate.record.name);
+  json["fate"] = WordsOf(fate.kind).text;
+  json["record"] = fate.hasRecord;
+  if (fate.image != nullptr) json["from"] = fate.image->fileShown();
+  if (!fate.why.empty()) json["what"] = fate.why;
+  for (uint32_t block : fate.mended) {
+    const MendedBlock& mended = source.mended.at(block);
+    json["mended"].push_back(
+        {{"block", block}, {"how", ProofText(mended)}, {"falseChance", mended.mended.falseChance}});
+  }
+  return json;
+}
+
+void PrintFate(const Fate& fate, const RescueSource& source, Console& console) {
+  if (fate.kind == FateKind::kSaved && fate.hasRecord && !fate.fromBackup) return;
+  const Words words = WordsOf(fate.kind);
+  std::string line = fmt::format("{} {}", console.paint(words.colour, fmt::format("{:<8}", words.text)),
+                                 IdAndName(fate.record));
+  if (fate.fromBackup) line += ", from " + fate.image->fileShown();
+  if (!fate.hasRecord) line += ", its kind and name are lost";
+  if (!fate.why.empty()) line += ": " + fate.why;
+  console.line("{}", line);
+  for (uint32_t block : fate.mended)
+    console.line("         {}: {}", BlockText(block), ProofText(source.mended.at(block)));
+}
+
+void Report(const Rescue& rescue, Console& console) {
+  for (const Fate& fate : rescue.fates()) {
+    const RescueSource& source = *rescue.sourceOf(fate);
+    console.json ? console.record(ToJson(fate, source)) : PrintFate(fate, source, console);
+  }
+  if (console.json) return;
+  for (const Record& record : rescue.onlyInBackup())
+    console.note("only in the backup, and left out: {}", IdAndName(record));
+  if (rescue.leftOut() > 0)
+    console.note("left out: {} that the ID table does not name", CountText(rescue.leftOut(), "item"));
+}
+
+std::string PartsText(size_t parts) {
+  return fmt::format("With --partial, what is left of {} is saved too, with zeros in the gaps.",
+                     CountText(parts, "lost item"));
+}
+
+// Says how it went; whether everything was saved as it was.
+bool Summarise(const Options& options, const Rescue& rescue, const std::string& target, Console& console) {
+  const std::vector<Fate>& fates = rescue.fates();
+  const size_t saved = rescue.count(FateKind::kSaved);
+  const auto nameless = static_cast<size_t>(std::count_if(
+      fates.begin(), fates.end(), [](const Fate& fate) { return fate.image != nullptr && !fate.hasRecord; }));
+  std::string text = fmt::format("{}: {} of {} saved, {} mended, {} doubtful", target, saved,
+                                 CountText(fates.size(), "item"), rescue.count(FateKind::kMended),
+                                 rescue.count(FateKind::kDoubtful));
+  if (options.partial) text += fmt::format(", {} in part", rescue.count(FateKind::kPartial));
+  text += fmt::format(", {} lost", rescue.count(FateKind::kLost));
+  if (nameless > 0) text += fmt::format("; {} without kind and name", nameless);
+  if (options.dryRun) text += " (nothing was written)";
+  console.note("{}", text);
+  if (const size_t parts = rescue.partsLeft(); parts > 0) console.note("{}", Wrapped(PartsText(parts)));
+  return saved == fates.size() && nameless == 0 && rescue.unknownBlocks() == 0;
 }
 
 ExitCode Salvage(const Options& options, Console& console) {
   const VaultPath target(options.target);
-  if (platform::Exists(target.file.c_str())) {
-    throw Failure(ExitCode::kRefused, fmt::format("{} exists already", target.shown), "Name a new file.");
-  }
-  const std::vector<std::unique_ptr<Image>> sources = OpenSources(options.read, console);
-  std::vector<Fate> fates = ListItems(sources, options.kind);
-  for (Fate& fate : fates) Decide(fate, sources);
-  size_t saved = 0;
-  size_t nameless = 0;
-  for (const Fate& fate : fates) {
-    saved += fate.source != nullptr ? 1 : 0;
-    nameless += fate.source != nullptr && !fate.hasRecord ? 1 : 0;
-  }
-  const size_t unknown = CountUnknownBlocks(*sources[0]);
-  const bool isHopeless = saved == 0 && (!fates.empty() || unknown > 0);
-  if (!options.dryRun && !isHopeless) Store(fates, target, console);
-  Report(fates, sources[0].get(), console);
+  RequireUnused(target.file, target.shown);
+  const Rescue rescue = Prepare(options, console);
+  const size_t all = rescue.fates().size();
+  const size_t unknown = rescue.unknownBlocks();
+  const size_t lost = rescue.count(FateKind::kLost);
+  const bool isHopeless = lost == all && (lost > 0 || unknown > 0);
+  if (!options.dryRun && !isHopeless) Store(rescue, target, console);
+  Report(rescue, console);
   if (unknown > 0) console.warn("lost with all that was in it: {}", CountText(unknown, "unreadable block"));
   if (isHopeless) {
-    throw Failure(
-        ExitCode::kRefused, fmt::format("no item of {} is intact", sources[0]->fileShown()),
-        "No vault was made. A copy from before the damage comes back with \"pmstore restore --from\".");
+    const size_t parts = rescue.partsLeft();
+    throw Failure(ExitCode::kRefused,
+                  fmt::format("nothing of {} can be saved whole", rescue.first().plain.fileShown()),
+                  "No vault was made. " + (parts > 0 ? PartsText(parts) + " " : std::string()) +
+                      "A copy from before the damage comes back with \"pmstore restore --from\".");
   }
-  console.note("{} of {} {} {}, {} of them without kind and name; {} lost", saved,
-               CountText(fates.size(), "item"), options.dryRun ? "can be saved into" : "saved into",
-               target.shown, nameless, fates.size() - saved);
-  return saved == fates.size() && nameless == 0 && unknown == 0 ? ExitCode::kFine : ExitCode::kProblems;
+  return Summarise(options, rescue, target.shown, console) ? ExitCode::kFine : ExitCode::kProblems;
 }
 
 }  // namespace
 
 void RegisterSalvage(Tool& tool) {
-  AddCommand<Options>(tool, "salvage", "Save every intact item of a damaged vault into a new one", Declare,
+  AddCommand<Options>(tool, "salvage", "Save what can be had of a damaged vault into a new one", Declare,
                       Salvage);
 }
 

@@ -1,55 +1,11 @@
-#include "cli/examine.h"
+#include "cli/contents.h"
 
 #include "cli/files.h"
-#include "cli/names.h"
+#include "cli/findings.h"
 
 namespace cli {
 
 namespace {
-
-std::string ItemText(const Image& image, uint32_t id) {
-  if (id == 0) return "the ID table";
-  const Record* record = image.findRecord(id);
-  const bool named = record != nullptr && record->name;
-  return named ? fmt::format("item {} \"{}\"", IdText(id), Printable(*record->name)) : "item " + IdText(id);
-}
-
-void ExamineItems(const Image& image, Console& console, std::vector<Finding>& findings) {
-  Progress progress(console, "checking", image.items().size());
-  for (const auto& [id, item] : image.items()) {
-    progress.advance(1);
-    const ItemBytes bytes = image.readItem(id);
-    for (const Problem& problem : bytes.problems) {
-      findings.push_back(
-          {fmt::format("{} of {} {}", BlockText(problem.block), ItemText(image, id), problem.what), id,
-           problem.block});
-    }
-    if (item.whole || !bytes.problems.empty()) continue;
-    findings.push_back(
-        {fmt::format("{}: its {} blocks do not make one item, blocks are missing or twice there",
-                     ItemText(image, id), item.blocks.size()),
-         id, item.blocks[0]});
-  }
-}
-
-void ExamineTable(const Image& image, std::vector<Finding>& findings) {
-  if (!image.tableProblem().empty()) {
-    // Blocks of the table that cannot be read have been listed.
-    if (image.readItem(0).problems.empty()) findings.push_back({image.tableProblem(), 0, {}});
-    return;  // without the table, no item has a record
-  }
-  std::map<uint32_t, int> seen;
-  for (const Record& record : image.records()) {
-    if (++seen[record.id] == 2)
-      findings.push_back({fmt::format("{}: two records", ItemText(image, record.id)), record.id, {}});
-    if (record.id == 0) findings.push_back({"the ID table has a record for ID 0, which is its own", 0, {}});
-  }
-  for (const auto& [id, item] : image.items()) {
-    if (id == 0 || seen.count(id) != 0) continue;
-    findings.push_back(
-        {fmt::format("{} has no record in the ID table", ItemText(image, id)), id, item.blocks[0]});
-  }
-}
 
 std::string Reason(const Content& before, const Content& after) {
   std::string reason;
@@ -73,39 +29,20 @@ std::string Reason(const Content& before, const Content& after) {
 
 }  // namespace
 
-std::vector<Finding> Examine(const Image& image, Console& console) {
-  std::vector<Finding> findings;
-  for (const Problem& problem : image.fileProblems()) {
-    findings.push_back({fmt::format("{}: {}", BlockText(problem.block), problem.what), {}, problem.block});
-  }
-  ExamineItems(image, console, findings);
-  ExamineTable(image, findings);
-  return findings;
-}
-
-Json ToJson(const Finding& finding) {
-  Json json{{"what", finding.what}};
-  if (finding.item) json["item"] = IdText(*finding.item);
-  if (finding.block) {
-    json["block"] = *finding.block;
-    json["offset"] = uint64_t{*finding.block} * storage::kBlockSize;
-  }
-  return json;
-}
-
 Contents ContentsOf(const Image& image, Console& console) {
   Contents contents;
   for (const Record& record : image.records())
     contents[record.id] = {record.kind, record.name, 0, Fingerprint({}), false};
+  const bool namesAll = NamesEveryItem(image, UnlistedItems(image));
   Progress progress(console, "reading", image.items().size());
   for (const auto& [id, item] : image.items()) {
     progress.advance(1);
-    if (id == 0) continue;
+    if (id == 0 || (namesAll && image.findRecord(id) == nullptr)) continue;
     const ItemBytes bytes = image.readItem(id);
     Content& content = contents[id];
     content.size = bytes.bytes.size();
     content.fingerprint = Fingerprint(bytes.bytes);
-    content.damaged = !bytes.problems.empty() || !item.whole;
+    content.damaged = !image.isIntact(id);
   }
   return contents;
 }

@@ -1,4 +1,4 @@
-// Judging a vault: what is wrong with it, what it holds, and how two vaults differ.
+// What a vault holds, and how two vaults differ.
 #pragma once
 
 #include <map>
@@ -11,18 +11,6 @@
 
 namespace cli {
 
-// One thing that is wrong.
-struct Finding {
-  std::string what;               // a whole sentence part, with its place
-  std::optional<uint32_t> item;   // the item it concerns
-  std::optional<uint32_t> block;  // the block it was seen in
-};
-
-// Looks at every block, every item and every record.
-std::vector<Finding> Examine(const Image& image, Console& console);
-
-Json ToJson(const Finding& finding);
-
 // What an item is, but for its bytes.
 struct Content {
   uint32_t kind = 0;
@@ -32,7 +20,7 @@ struct Content {
   bool damaged = false;
 };
 
-// All items of a vault by ID; items without a record and damaged ones are included.
+// All items of a vault by ID, damaged ones included. Items without a record are when the ID table has lost some.
 using Contents = std::map<uint32_t, Content>;
 Contents ContentsOf(const Image& image, Console& console);
 

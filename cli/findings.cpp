@@ -1,0 +1,236 @@
+#include "cli/findings.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <map>
+
+#include "cli/owner.h"
+
+namespace cli {
+
+namespace {
+
+class Examination {
+ public:
+  explicit Examination(const Image& image)
+      : image_(image),
+        mended_(MendBlocks(image)),
+        owners_(image, mended_),
+        unlisted_(UnlistedItems(image)),
+        namesAll_(NamesEveryItem(image, unlisted_)) {}
+
+  std::vector<Finding> run() {
+    packets();
+    for (const Problem& problem : image_.fileProblems())
+      add(problem.code, Weight::kDamage,
+          BlockText(problem.block) + ": " + problem.what + whose(problem.block), ownerOf(problem.block),
+          problem.block);
+    for (const auto& [id, item] : image_.items()) incomplete(item);
+    table();
+    for (const auto& [id, item] : image_.items()) doubtful(item);
+    for (const Record& record : image_.records()) {
+      if (image_.findItem(record.id) == nullptr) withoutBytes(record.id);
+    }
+    for (const auto& [id, item] : image_.items()) noted(item);
+    std::stable_sort(findings_.begin(), findings_.end(),
+                     [](const Finding& a, const Finding& b) { return a.weight < b.weight; });
+    return std::move(findings_);
+  }
+
+ private:
+  void add(std::string code, Weight weight, std::string what, std::optional<uint32_t> item,
+           std::optional<uint32_t> block) {
+    findings_.push_back({std::move(code), weight, std::move(what), item, block});
+  }
+
+  std::optional<uint32_t> ownerOf(uint32_t block) const {
+    const std::optional<Owner> owner = owners_.find(block);
+    return owner ? std::optional<uint32_t>(owner->item) : std::nullopt;
+  }
+
+  // ", most likely of item 0x00000007, which …"; nothing when nobody can tell.
+  std::string whose(uint32_t block) const {
+    const std::optional<Owner> owner = owners_.find(block);
+    if (!owner) return "";
+    const std::string because = *owner->because == 0 ? "" : std::string(", ") + owner->because;
+    return fmt::format(", most likely of {}{}", ItemText(image_, owner->item), because);
+  }
+
+  void packets() {
+    for (uint32_t number = 0; number < image_.blocks().size(); ++number) {
+      const Block& block = image_.blocks()[number];
+      if (block.state != BlockState::kUsed || block.sound) continue;
+      const std::optional<Owner> owner = owners_.find(number);
+      const bool saysSo = owner && *owner->because == 0;
+      const bool tooLong = block.header.dataLength > storage::kPacketCapacity;
+      const std::string what =
+          fmt::format("{}{} {}{}", BlockText(number), saysSo ? " of " + ItemText(image_, owner->item) : "",
+                      tooLong ? "says that it holds more bytes than fit a block" : "fails its checksum",
+                      saysSo  ? ""
+                      : owner ? whose(number)
+                              : ", and nobody can tell whose it is");
+      add(tooLong ? "packet-length" : "packet-checksum", Weight::kDamage, what, ownerOf(number), number);
+    }
+  }
+
+  bool isListed(uint32_t id) const { return id == 0 || image_.findRecord(id) != nullptr; }
+
+  void incomplete(const Item& item) {
+    const bool matters = isListed(item.id) || (!namesAll_ && image_.hasSoundPacket(item.id));
+    if (item.whole || !matters) return;
+    add("item-incomplete", Weight::kDamage,
+        fmt::format("{}: {} not make one item, packets are missing or twice there{}",
+                    ItemText(image_, item.id),
+                    item.blocks.size() == 1 ? "its one block does"
+                                            : fmt::format("its {} blocks do", item.blocks.size()),
+                    freedText(item.id)),
+        item.id, item.blocks[0]);
+  }
+
+  void table() {
+    const Item* table = image_.findItem(0);
+    const bool isThere = image_.isIntact(0);
+    if (isThere && !image_.tableProblem().empty())
+      add("table-malformed", Weight::kDamage, image_.tableProblem(), 0, {});
+    std::map<uint32_t, int> seen;
+    for (const Record& record : image_.records()) {
+      if (++seen[record.id] == 2)
+        add("record-twice", Weight::kDamage, ItemText(image_, record.id) + ": two records", record.id, {});
+      if (record.id == 0)
+        add("record-zero", Weight::kDamage, "the ID table has a record for ID 0, which is its own", 0, {});
+    }
+    const size_t unlisted = unlisted_.size();
+    if (unlisted == 0) return;
+    if (table == nullptr)
+      add("table-missing", Weight::kSuspicion,
+          fmt::format("there is no ID table, but {}: they were all deleted, or the table is gone",
+                      CountText(unlisted, "item")),
+          0, {});
+    if (isThere && table->endsFull)
+      add("table-cut", Weight::kDamage,
+          fmt::format("the ID table ends in a full packet, and {} {} not in it: its end is gone",
+                      CountText(unlisted, "item"), unlisted == 1 ? "is" : "are"),
+          0, {});
+  }
+
+  void doubtful(const Item& item) {
+    if (!item.endsFull || !isListed(item.id)) return;
+    if (item.id == 0 && !unlisted_.empty()) return;  // no doubt any more
+    add("item-ends-full", Weight::kSuspicion,
+        fmt::format("{} ends in a full packet: it is {} bytes long, or its end is gone{}",
+                    ItemText(image_, item.id), item.size, freedText(item.id)),
+        item.id, {});
+  }
+
+  void withoutBytes(uint32_t id) {
+    add("item-without-bytes", Weight::kSuspicion,
+        fmt::format("{} has no packet: it is empty, or all its packets are gone{}", ItemText(image_, id),
+                    freedText(id)),
+        id, {});
+  }
+
+  std::string freedText(uint32_t id) {
+    if (!freed_) freed_ = FreedPackets(image_);
+    for (const auto& [number, packet] : *freed_) {
+      if (storage::DecodeHeader(packet.data()).itemId == id)
+        return fmt::format("; {}, which is marked free, held a packet of it", BlockText(number));
+    }
+    return "";
+  }
+
+  void noted(const Item& item) {
+    if (!item.leftovers.empty())
+      add("leftover-packets", Weight::kNote,
+          fmt::format("{}: {} left over from a longer version", ItemText(image_, item.id),
+                      CountText(item.leftovers.size(), "packet")),
+          item.id, item.leftovers[0]);
+    if (!isListed(item.id) && image_.hasSoundPacket(item.id) && namesAll_)
+      add("unlisted-packets", Weight::kNote,
+          fmt::format(
+              "{} of {}, which the ID table does not name: deleted, or never finished, when a program "
+              "ended",
+              CountText(item.blocks.size(), "packet"), ItemText(image_, item.id)),
+          item.id, item.blocks[0]);
+  }
+
+  const Image& image_;
+  const MendedBlocks mended_;
+  const Owners owners_;
+  const std::vector<uint32_t> unlisted_;
+  const bool namesAll_;
+  std::optional<std::map<uint32_t, Bytes>> freed_;
+  std::vector<Finding> findings_;
+};
+
+size_t CountOf(const std::vector<Finding>& findings, Weight weight) {
+  return static_cast<size_t>(
+      std::count_if(findings.begin(), findings.end(),
+                    [weight](const Finding& finding) { return finding.weight == weight; }));
+}
+
+}  // namespace
+
+std::string ItemText(const Image& image, uint32_t id) {
+  if (id == 0) return "the ID table";
+  const Record* record = image.findRecord(id);
+  const bool named = record != nullptr && record->name;
+  return named ? fmt::format("item {} \"{}\"", IdText(id), Printable(*record->name)) : "item " + IdText(id);
+}
+
+std::vector<uint32_t> UnlistedItems(const Image& image) {
+  std::vector<uint32_t> ids;
+  for (const auto& [id, item] : image.items()) {
+    if (id != 0 && image.findRecord(id) == nullptr && image.hasSoundPacket(id)) ids.push_back(id);
+  }
+  return ids;
+}
+
+bool NamesEveryItem(const Image& image, const std::vector<uint32_t>& unlisted) {
+  const Item* table = image.findItem(0);
+  if (table == nullptr || !image.tableProblem().empty()) return false;
+  return unlisted.empty() || !table->endsFull;
+}
+
+std::vector<Finding> Examine(const Image& image) {
+  return Examination(image).run();
+}
+
+Verdict VerdictOf(const std::vector<Finding>& findings) {
+  Verdict verdict = Verdict::kSound;
+  for (const Finding& finding : findings) {
+    if (finding.weight == Weight::kDamage) return Verdict::kDamaged;
+    if (finding.weight == Weight::kSuspicion) verdict = Verdict::kSuspect;
+  }
+  return verdict;
+}
+
+const char* Text(Verdict verdict) {
+  constexpr const char* kTexts[] = {"sound", "suspect", "damaged"};
+  return kTexts[static_cast<int>(verdict)];
+}
+
+std::string Shown(const std::vector<Finding>& findings, const Console& console) {
+  const Verdict verdict = VerdictOf(findings);
+  constexpr Colour kColours[] = {Colour::kGreen, Colour::kYellow, Colour::kRed};
+  std::string text = console.paint(kColours[static_cast<int>(verdict)], Text(verdict));
+  if (const size_t damage = CountOf(findings, Weight::kDamage); damage > 0)
+    text += ", " + CountText(damage, "problem");
+  if (const size_t doubts = CountOf(findings, Weight::kSuspicion); doubts > 0)
+    text += ", " + CountText(doubts, "doubt");
+  return text;
+}
+
+Json ToJson(const Finding& finding) {
+  constexpr const char* kWeights[] = {"damage", "suspicion", "note"};
+  Json json{
+      {"code", finding.code}, {"weight", kWeights[static_cast<int>(finding.weight)]}, {"what", finding.what}};
+  if (finding.item) json["item"] = IdText(*finding.item);
+  if (finding.block) {
+    json["block"] = *finding.block;
+    json["offset"] = uint64_t{*finding.block} * storage::kBlockSize;
+  }
+  return json;
+}
+
+}  // namespace cli

@@ -1,0 +1,68 @@
+// What is wrong with a vault, as far as its own content shows.
+//
+// Every finding has a code that stays the same; its words may change.
+//
+//   damage: bytes are lost, or not what was written
+//     packet-checksum   a packet fails its checksum
+//     packet-length     a packet says that it holds more than fits a block
+//     packet-place      a packet lies beyond the end of its item
+//     item-incomplete   packets of an item are missing, or twice there
+//     block-begin, block-end, block-cut   a block is none: first byte, end mark, or the file's end within it
+//     table-malformed   a record of the ID table makes no sense
+//     table-cut         the ID table ends in a full packet, and there are items that it does not name
+//     record-twice      two records of one ID
+//     record-zero       a record of ID 0, which is the table's own
+//   suspicion: bytes may be lost; the file cannot show which is true
+//     item-without-bytes   a listed item has no packet: it is empty, or all its packets are gone
+//     item-ends-full       the last packet of several is full: the size is a multiple of 1,000 by chance, or
+//                          the packets behind are gone
+//     table-missing        there are items and no ID table
+//   note: nothing is lost
+//     unlisted-packets     an item that no record names: deleted, or never finished, when a program ended
+//     leftover-packets     packets of a longer version of an item
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli/console.h"
+#include "cli/inspect.h"
+
+namespace cli {
+
+enum class Weight { kDamage, kSuspicion, kNote };
+
+struct Finding {
+  std::string code;
+  Weight weight;
+  std::string what;               // a whole sentence part, with its place
+  std::optional<uint32_t> item;   // the item it concerns
+  std::optional<uint32_t> block;  // the block it was seen in
+};
+
+enum class Verdict { kSound, kSuspect, kDamaged };
+
+// Looks at every block, every item and every record: the damage first, packets with a wrong checksum before
+// all, then what is suspected, then notes.
+std::vector<Finding> Examine(const Image& image);
+
+Verdict VerdictOf(const std::vector<Finding>& findings);
+const char* Text(Verdict verdict);
+
+// The verdict in words and colour: "sound", "suspect, 2 doubts", "damaged, 3 problems".
+std::string Shown(const std::vector<Finding>& findings, const Console& console);
+
+Json ToJson(const Finding& finding);
+
+// "item 0x00000007 "mail"", "the ID table"
+std::string ItemText(const Image& image, uint32_t id);
+
+// The items that no record names and that have a sound packet.
+std::vector<uint32_t> UnlistedItems(const Image& image);
+
+// Whether the ID table names every item there is, as far as anybody can tell. Items that it does not name are
+// then left over and to be forgotten; otherwise they are what is left of its loss.
+bool NamesEveryItem(const Image& image, const std::vector<uint32_t>& unlisted);
+
+}  // namespace cli

@@ -1,0 +1,236 @@
+#include "cli/rescue.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+
+#include "cli/findings.h"
+#include "cli/owner.h"
+#include "cli/tablerescue.h"
+
+namespace cli {
+
+namespace {
+
+Image WithFreed(const Image& image) {
+  return Image(image, FreedPackets(image));
+}
+
+// Whether the item is whole and nothing hints that it was longer.
+bool IsCertain(const Image& image, uint32_t id) {
+  return image.isIntact(id) && !image.findItem(id)->endsFull;
+}
+
+bool BeginsWith(const Bytes& longer, const Bytes& shorter) {
+  return longer.size() > shorter.size() && std::equal(shorter.begin(), shorter.end(), longer.begin());
+}
+
+}  // namespace
+
+RescueSource::RescueSource(Image image, bool mend)
+    : plain(std::move(image)),
+      mended(mend ? MendBlocks(plain) : MendedBlocks()),
+      proven(WithProven(plain, mended)),
+      freed(mend ? WithFreed(proven) : proven),
+      guessed(WithGuesses(plain, mended)) {
+  const Owners owners(plain, mended);
+  const auto lose = [this, &owners](uint32_t block) {
+    if (mended.count(block) != 0) return;
+    if (const std::optional<Owner> owner = owners.find(block)) lostBlocks.emplace(owner->item, block);
+  };
+  for (uint32_t number = 0; number < plain.blocks().size(); ++number) {
+    const Block& block = plain.blocks()[number];
+    // A block of zeros is malformed, though its checksum is right.
+    if (block.state == BlockState::kMalformed || (block.state == BlockState::kUsed && !block.sound))
+      lose(number);
+  }
+  if (plain.file().restSize() != 0) lose(plain.file().blockCount());
+}
+
+Rescue::Rescue(std::unique_ptr<Image> vault, std::unique_ptr<Image> backup, const Policy& policy) {
+  for (std::unique_ptr<Image>* image : {&vault, &backup}) {
+    if (*image != nullptr)
+      sources_.push_back(std::make_unique<RescueSource>(std::move(**image), policy.mend));
+  }
+  listItems(policy.kindOfLost);
+  for (Fate& fate : fates_) decide(fate, policy.partial);
+}
+
+// The records of the vault, made whole from the backup where the vault has lost some; then, where it has, the
+// items that no record speaks of.
+void Rescue::listItems(uint32_t kindOfLost) {
+  std::set<uint32_t> listed{0};
+  const Image& main = first().proven;
+  const std::vector<uint32_t> unlisted = UnlistedItems(main);
+  const bool isTableWhole = main.findItem(0) == nullptr ? unlisted.empty() && main.fileProblems().empty()
+                                                        : NamesEveryItem(main, unlisted);
+  for (const auto& source : sources_) {
+    std::vector<Record> records;
+    for (const Image* image : {&source->proven, &source->guessed, &source->freed}) {
+      if (records.empty() && image->tableProblem().empty()) records = image->records();
+    }
+    if (records.empty()) records = RescueRecords(source->proven);
+    for (const Record& record : records) {
+      if (!listed.insert(record.id).second) continue;
+      if (source == sources_[0] || !isTableWhole) {
+        fates_.push_back({record, true, FateKind::kLost, nullptr, false, "", {}});
+      } else {
+        onlyInBackup_.push_back(record);
+      }
+    }
+  }
+  for (uint32_t id : unlisted) {
+    if (!isTableWhole && listed.insert(id).second)
+      fates_.push_back({{id, kindOfLost, std::nullopt}, false, FateKind::kLost, nullptr, false, "", {}});
+    leftOut_ += isTableWhole ? 1 : 0;
+  }
+}
+
+// The item as it was stored, for certain or with proof.
+bool Rescue::takeWhole(Fate& fate) const {
+  const uint32_t id = fate.record.id;
+  const bool isThere = first().plain.isIntact(id);
+  for (const auto& source : sources_) {
+    fate.fromBackup = source != sources_[0];
+    if (fate.fromBackup && isThere &&
+        !BeginsWith(source->proven.readItem(id).bytes, first().plain.readItem(id).bytes))
+      return false;  // the vault's own is the later one
+    if (IsCertain(source->plain, id)) {
+      fate.kind = FateKind::kSaved;
+      fate.image = &source->plain;
+      return true;
+    }
+    if (!IsCertain(source->proven, id)) continue;
+    fate.kind = FateKind::kMended;
+    fate.image = &source->proven;
+    for (uint32_t block : fate.image->findItem(id)->blocks) {
+      if (source->mended.count(block) != 0) fate.mended.push_back(block);
+    }
+    return true;
+  }
+  return false;
+}
+
+bool Rescue::takeDoubtful(Fate& fate) const {
+  const uint32_t id = fate.record.id;
+  fate.kind = FateKind::kDoubtful;
+  for (const auto& source : sources_) {
+    fate.fromBackup = source != sources_[0];
+    const std::pair<const Image*, const char*> readings[] = {
+        {&source->freed, "with a packet that is marked free, which may be right"},
+        {&source->guessed, "with a packet that is guessed"},
+    };
+    const Item* plain = source->plain.findItem(id);
+    for (const auto& [image, why] : readings) {
+      const bool isLonger =
+          image->isIntact(id) && (plain == nullptr || !plain->whole || !source->plain.isIntact(id) ||
+                                  image->findItem(id)->size > plain->size);
+      if (!isLonger) continue;
+      fate.image = image;
+      fate.why = why;
+      for (uint32_t block : image->findItem(id)->blocks) {
+        if (image == &source->guessed && source->mended.count(block) != 0) fate.mended.push_back(block);
+      }
+      return true;
+    }
+    if (!source->proven.isIntact(id)) continue;
+    fate.image = &source->proven;
+    const auto lost = source->lostBlocks.find(id);
+    fate.why = lost == source->lostBlocks.end()
+                   ? "its last packet is full, so more may have followed"
+                   : fmt::format("cut short: {} most likely went on with it", BlockText(lost->second));
+    return true;
+  }
+  return false;
+}
+
+// What is left of an item that is not whole, with zeros in the gaps.
+bool Rescue::takePart(Fate& fate) const {
+  const uint32_t id = fate.record.id;
+  for (const auto& source : sources_) {
+    if (!source->proven.hasSoundPacket(id)) continue;
+    fate.kind = FateKind::kPartial;
+    fate.image = &source->proven;
+    fate.fromBackup = source != sources_[0];
+    const Item& item = *fate.image->findItem(id);
+    size_t there = 0;
+    for (uint32_t number : item.blocks) there += fate.image->blocks()[number].sound ? 1 : 0;
+    fate.why = fmt::format("{} of it, zeros in the gaps", CountText(there, "packet"));
+    return true;
+  }
+  return false;
+}
+
+// Why nothing of the item can be had; empty when no block speaks of it.
+std::string Rescue::lossOf(uint32_t id) const {
+  for (const auto& source : sources_) {
+    const Item* item = source->guessed.findItem(id);
+    if (item == nullptr) continue;
+    const std::vector<Block>& blocks = source->guessed.blocks();
+    for (uint32_t number : item->blocks) {
+      if (!blocks[number].sound) return BlockText(number) + " fails its checksum";
+    }
+    return "packets are missing or twice there";
+  }
+  return "";
+}
+
+void Rescue::decide(Fate& fate, bool partial) const {
+  if (takeWhole(fate) || takeDoubtful(fate)) return;
+  fate.fromBackup = false;
+  fate.why = lossOf(fate.record.id);
+  if (!fate.why.empty()) {
+    if (!partial || !takePart(fate)) fate.kind = FateKind::kLost;
+    return;
+  }
+  fate.image = &first().plain;
+  const auto lost = first().lostBlocks.find(fate.record.id);
+  fate.why = lost == first().lostBlocks.end()
+                 ? "no packet of it is there: it was empty, or all are gone"
+                 : fmt::format("no packet of it is there: {} most likely held one", BlockText(lost->second));
+}
+
+Bytes Rescue::bytesOf(const Fate& fate) {
+  const uint32_t id = fate.record.id;
+  const Item* item = fate.image->findItem(id);
+  if (fate.kind != FateKind::kPartial) return fate.image->readItem(id).bytes;
+  Bytes bytes;
+  for (uint32_t number : item->blocks) {
+    const storage::PacketHeader& header = fate.image->blocks()[number].header;
+    const uint64_t end = uint64_t{header.itemOffset} + header.dataLength;
+    if (!fate.image->blocks()[number].sound || end > storage::kMaxItemSize) continue;
+    const Bytes block = fate.image->readBlock(number);
+    bytes.resize(std::max(bytes.size(), static_cast<size_t>(end)));
+    std::copy_n(block.begin() + storage::kHeaderSize, header.dataLength, bytes.begin() + header.itemOffset);
+  }
+  return bytes;
+}
+
+size_t Rescue::partsLeft() const {
+  const Image& image = first().proven;
+  return static_cast<size_t>(std::count_if(fates_.begin(), fates_.end(), [&image](const Fate& fate) {
+    return fate.kind == FateKind::kLost && image.hasSoundPacket(fate.record.id);
+  }));
+}
+
+const RescueSource* Rescue::sourceOf(const Fate& fate) const {
+  return fate.fromBackup ? sources_.back().get() : sources_.front().get();
+}
+
+size_t Rescue::unknownBlocks() const {
+  const Image& image = first().proven;
+  if (image.tableProblem().empty() && !image.records().empty()) return 0;
+  const auto malformed = std::count_if(image.blocks().begin(), image.blocks().end(), [](const Block& block) {
+    return block.state == BlockState::kMalformed;
+  });
+  const bool isCut = image.blocks().size() == image.file().blockCount() && image.file().restSize() != 0;
+  return static_cast<size_t>(malformed) + (isCut ? 1 : 0);
+}
+
+size_t Rescue::count(FateKind kind) const {
+  return static_cast<size_t>(
+      std::count_if(fates_.begin(), fates_.end(), [kind](const Fate& fate) { return fate.kind == kind; }));
+}
+
+}  // namespace cli

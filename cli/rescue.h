@@ -1,0 +1,91 @@
+// What can be got out of a damaged vault, item by item.
+//
+// The files to draw from are the vault, as a program would open it, and its backup, if that is of the same
+// vault. Each is read as it stands, with its damaged blocks mended where that is proven, and with guesses.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "cli/repair.h"
+
+namespace cli {
+
+enum class FateKind {
+  kSaved,     // intact in a file
+  kMended,    // some of its packets are mended, all of them proven
+  kDoubtful,  // what there is, but it may be other or less than was stored
+  kPartial,   // some of its packets, where that was asked for
+  kLost,
+};
+
+struct Fate {
+  Record record;
+  bool hasRecord = false;
+  FateKind kind = FateKind::kLost;
+  const Image* image = nullptr;  // where its bytes are read; null for a lost item
+  bool fromBackup = false;
+  std::string why;               // of anything but an item saved from the vault; may be empty
+  std::vector<uint32_t> mended;  // its blocks that were mended
+};
+
+// One file in all its readings.
+struct RescueSource {
+  RescueSource(Image image, bool mend);
+
+  Image plain;
+  MendedBlocks mended;
+  Image proven;
+  Image freed;    // with the packets that items lack and free blocks held
+  Image guessed;  // with the guesses, too
+
+  // Blocks that cannot be mended, by the item that they most likely belong to.
+  std::map<uint32_t, uint32_t> lostBlocks;
+};
+
+class Rescue {
+ public:
+  struct Policy {
+    bool mend = true;
+    bool partial = false;     // take also what is left of items that are not whole
+    uint32_t kindOfLost = 0;  // of items without a record
+  };
+
+  // `backup` may be null.
+  Rescue(std::unique_ptr<Image> vault, std::unique_ptr<Image> backup, const Policy& policy);
+
+  // The bytes of an item that is not lost.
+  static Bytes bytesOf(const Fate& fate);
+
+  const std::vector<Fate>& fates() const { return fates_; }
+  const RescueSource& first() const { return *sources_[0]; }
+  const RescueSource* sourceOf(const Fate& fate) const;
+
+  // Items that the ID table does not name and that were left out: they were deleted.
+  size_t leftOut() const { return leftOut_; }
+  // Items that only the backup holds, since they were deleted from the vault.
+  const std::vector<Record>& onlyInBackup() const { return onlyInBackup_; }
+  // Blocks that nobody can tell the item of, where the ID table does not say which items there were.
+  size_t unknownBlocks() const;
+
+  // Lost items of which a packet is left.
+  size_t partsLeft() const;
+
+  size_t count(FateKind kind) const;
+
+ private:
+  void listItems(uint32_t kindOfLost);
+  void decide(Fate& fate, bool partial) const;
+  bool takeWhole(Fate& fate) const;
+  bool takeDoubtful(Fate& fate) const;
+  bool takePart(Fate& fate) const;
+  std::string lossOf(uint32_t id) const;
+
+  std::vector<std::unique_ptr<RescueSource>> sources_;  // the vault, then the backup
+  std::vector<Fate> fates_;
+  std::vector<Record> onlyInBackup_;
+  size_t leftOut_ = 0;
+};
+
+}  // namespace cli

@@ -1,0 +1,38 @@
+// A vault's place, and what may stand beside it.
+//
+//   folder/NAME         the vault's file
+//   folder/.NAME.pmj    its journal: what the program that has it open, or did not close it, changed last
+//   folder/.NAME.bak    its backup: a copy for "pmstore restore"
+//   folder/.NAME.pmo    a journal that was not this file's, set aside; with a number when there are several
+//   folder/.NAME.bko    the backup that stood beside it
+//
+// The journal stands beside the file itself, also when the path goes through a symbolic link.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/text.h"
+
+namespace cli {
+
+struct VaultPath {
+  explicit VaultPath(std::string typed);
+
+  std::string shown;  // as typed
+  PmString file;      // as the library takes it
+  PmString real;      // the file itself, where the path goes through a symbolic link
+  PmString backup;
+  std::string backupShown;
+  PmString journal;
+  std::string journalShown;
+
+  bool exists() const;
+  bool hasBackup() const;
+  bool hasJournal() const;
+
+  // Journals and backups that were set aside, as they are shown, in the order of their names.
+  std::vector<std::string> setAside() const;
+};
+
+}  // namespace cli
