@@ -8,8 +8,8 @@
 
 namespace bench {
 
-// Over the file at `path`, which is in the cache: reading it in pieces of 1 MiB, walking it mapped, copying
-// it inside the kernel with a flush, and writing 1 KiB with a flush.
+// Over the file at `path`, which is in the cache: reading it into a buffer of 1 MiB that is in use already,
+// copying it so to a new file without a flush, and overwriting 1 KiB with a flush.
 void MeasureLimits(const std::string& path, const Report& report);
 
 // Writes `bytes` to a new file, flushes it and reads it back; the seconds.

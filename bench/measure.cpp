@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <exception>
 #include <fstream>
@@ -10,6 +11,14 @@
 #include <stdexcept>
 
 namespace bench {
+
+double Quantile(std::vector<double> values, double share) {
+  std::sort(values.begin(), values.end());
+  const double place = share * static_cast<double>(values.size() - 1);
+  const auto below = static_cast<size_t>(place);
+  const size_t above = std::min(below + 1, values.size() - 1);
+  return values[below] + (values[above] - values[below]) * (place - static_cast<double>(below));
+}
 
 uint64_t ProcessMemory(const char* field) {
   std::ifstream status("/proc/self/status");

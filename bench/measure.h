@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace bench {
 
@@ -20,6 +21,9 @@ class Stopwatch {
   using Clock = std::chrono::steady_clock;
   Clock::time_point start_ = Clock::now();
 };
+
+// The value below which that share of the values lies; 0.5 gives the median.
+double Quantile(std::vector<double> values, double share);
 
 // A number of bytes from /proc/self/status: "VmHWM" (the most memory ever resident), "VmRSS", "RssAnon" (the
 // resident part that no file stands behind).

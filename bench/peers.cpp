@@ -4,8 +4,10 @@
 // Stores take turns within a repetition and the first of them changes from one to the next; every phase of
 // every store runs in a process of its own, in an empty folder of its own.
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -13,6 +15,7 @@
 
 #include "bench/limits.h"
 #include "bench/measure.h"
+#include "bench/shareduserdata.h"
 #include "bench/store.h"
 #include "bench/vault.h"
 #include "bench/workload.h"
@@ -32,7 +35,8 @@ constexpr Peer kPeers[] = {
     {"pmstore", NewPmstore},
     {"sqlite", [] { return NewSqlite(false); }},
     {"sqlite-wal", [] { return NewSqlite(true); }},
-    {"lmdb", NewLmdb},
+    {"lmdb", [] { return NewLmdb(false); }},
+    {"lmdb-map", [] { return NewLmdb(true); }},
     {"leveldb", NewLevelDb},
     {"tkrzw", NewTkrzw},
 };
@@ -41,10 +45,14 @@ constexpr uint32_t kPeerNum = sizeof kPeers / sizeof kPeers[0];
 constexpr int kReadRuns = 3;  // cheap phases run several times in a repetition
 constexpr size_t kLargeItem = 65535000;
 
+// The bytes of all files; holes take none.
 uint64_t FolderBytes() {
   uint64_t bytes = 0;
   for (const auto& entry : fs::recursive_directory_iterator(".")) {
-    if (entry.is_regular_file()) bytes += entry.file_size();
+    struct stat status;
+    if (!entry.is_regular_file() || stat(entry.path().c_str(), &status) != 0) continue;
+    bytes += std::min<uint64_t>(static_cast<uint64_t>(status.st_size),
+                                static_cast<uint64_t>(status.st_blocks) * 512);
   }
   return bytes;
 }
@@ -78,6 +86,7 @@ void RunPeer(const Peer& peer, Vault* vault, std::FILE* results, uint32_t repeti
     RunPhase(peer, LookUp, vault, report);
   }
   RunPhase(peer, Change, vault, report);
+  RunPhase(peer, ChangeMany, vault, report);
   RunPhase(peer, Delete, vault, report, "peak memory, delete");
   report.add("bytes on disk after the delete", static_cast<double>(FolderBytes()));
   RunPhase(peer, Verify, vault, report);
@@ -93,7 +102,7 @@ void RunVault(uint32_t count, uint32_t repetitions, std::FILE* results) {
       if (repetition == 0 && turn == 0) {
         const Report report(results, {count, 0, "vault"});
         report.add("payload", static_cast<double>(vault.payload()));
-        report.add("least size", static_cast<double>(vault.leastSize()));
+        report.add("least size", static_cast<double>(vault.leastSize(vault.shuffled(0))));
       }
       RunPeer(peer, &vault, results, repetition);
     }
@@ -121,6 +130,17 @@ void RunLargeItem(size_t size, uint32_t repetitions, std::FILE* results) {
   }
 }
 
+void RunSharedUserData(uint32_t repetitions, std::FILE* results) {
+  for (uint32_t repetition = 0; repetition < repetitions; ++repetition) {
+    std::cerr << "shared user data, repetition " << repetition + 1 << " of " << repetitions << std::endl;
+    for (const bool shared : {false, true}) {
+      EmptyFolder();
+      const Report report(results, {kSharing, repetition, "pmstore"});
+      RunInChild([&] { MeasureSharedUserData(shared, report); });
+    }
+  }
+}
+
 int Run(int argc, char** argv) {
   if (argc < 4) {
     std::cerr << "usage: bench_peers FOLDER RESULTS N:REPETITIONS..." << std::endl;
@@ -137,6 +157,7 @@ int Run(int argc, char** argv) {
     RunVault(count, static_cast<uint32_t>(std::strtoul(colon + 1, nullptr, 10)), results);
   }
   for (const size_t size : {kLargeItem / 4, kLargeItem}) RunLargeItem(size, 3, results);
+  RunSharedUserData(3, results);
   EmptyFolder();
   return std::fclose(results) == 0 ? 0 : 1;
 }

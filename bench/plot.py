@@ -12,7 +12,7 @@ from html import escape
 
 from results import STEPS, STORES, Results
 
-COLOURS = ["#d1495b", "#1d4e89", "#5b9bd5", "#2e8b57", "#b58900", "#8e7cc3"]
+COLOURS = ["#d1495b", "#1d4e89", "#5b9bd5", "#2e8b57", "#7bc096", "#b58900", "#8e7cc3"]
 OVERVIEW = ["load", "open and read one", "open and read all", "single insert"]
 
 PANEL_WIDTH, PANEL_HEIGHT = 340, 200

@@ -2,6 +2,7 @@
 
 #include <sys/mman.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <numeric>
@@ -63,12 +64,11 @@ Vault::Vault(uint32_t count, uint32_t spare) : count_(count), items_(count + spa
   for (uint32_t number = 0; number < total(); ++number) {
     Entry& entry = items_[number];
     entry.kind = random.between(1, 4);
-    char text[sizeof entry.userData + 1];
+    char text[kUserDataLength + 1];
     std::snprintf(text, sizeof text, "%08x@%011u", static_cast<uint32_t>(random.next()), number);
-    std::memcpy(entry.userData, text, sizeof entry.userData);
+    std::copy(text, text + sizeof text, entry.userData);
     draw(&entry, &random);
-    // An odd multiplier makes the IDs different, and 0 only for a number that no vault reaches.
-    ids_[number] = (number + 1) * 2654435761U;
+    ids_[number] = number + 1;
     if (number < count) payload_ += entry.size;
   }
 }
@@ -83,18 +83,18 @@ void Vault::draw(Entry* entry, Random* random) const {
   entry->checksum = Checksum(bytesOf(*entry));
 }
 
-uint64_t Vault::leastSize() const {
+uint64_t Vault::leastSize(const std::vector<uint32_t>& numbers) const {
   constexpr uint64_t kBlockSize = 1024, kPacketCapacity = 1000, kRecordHeaderSize = 20;
-  constexpr uint64_t kRecordSize = kRecordHeaderSize + 2 * (sizeof Entry::userData + 1);
+  constexpr uint64_t kRecordSize = kRecordHeaderSize + sizeof Entry::userData;
   const auto blocksFor = [](uint64_t size) { return (size + kPacketCapacity - 1) / kPacketCapacity; };
-  uint64_t blocks = blocksFor(count_ * kRecordSize);
-  for (uint32_t number = 0; number < count_; ++number) blocks += blocksFor(items_[number].size);
+  uint64_t blocks = blocksFor(numbers.size() * kRecordSize);
+  for (const uint32_t number : numbers) blocks += blocksFor(items_[number].size);
   return blocks * kBlockSize;
 }
 
 Item Vault::item(uint32_t number) const {
   const Entry& entry = items_[number];
-  return {ids_[number], entry.kind, {entry.userData, sizeof entry.userData}, bytesOf(entry)};
+  return {ids_[number], entry.kind, {entry.userData, kUserDataLength}, bytesOf(entry)};
 }
 
 void Vault::change(uint32_t number, Random* random) {

@@ -1,7 +1,7 @@
 // The vault that every store is given: the same items, in the same order, in every run.
 //
 // Sizes are drawn evenly: 70% of the items of 200 to 900 bytes, 25% of up to 4,000, 5% of 4 to 40 KB. Kinds
-// are 1 to 4; user data is 20 characters, unique. Item bytes are slices of one pool of random bytes, as
+// are 1 to 4; user data is 20 characters, unique, in UTF-16. Item bytes are slices of one pool of random bytes, as
 // little compressible as the ciphertext of a password manager, so that making them costs nothing inside a
 // measured step.
 #pragma once
@@ -40,7 +40,7 @@ class Vault {
   uint32_t count() const { return count_; }
   uint32_t total() const { return static_cast<uint32_t>(items_.size()); }
 
-  // The item at a number; `id` is the one it was drawn with, or the one that the store has given it since.
+  // The item at a number; `id` is one above the number, or the one that the store has given it since.
   Item item(uint32_t number) const;
   // Notes the ID that the store gave the item; seen by the processes forked later, too.
   void setId(uint32_t number, uint32_t id) { ids_[number] = id; }
@@ -55,16 +55,18 @@ class Vault {
   void verify(uint32_t number, std::string_view bytes) const;
 
   uint64_t payload() const { return payload_; }  // item bytes of the first count() items
-  // Bytes of the fewest blocks that can hold them and the table of their IDs; docs/format.md has the sizes.
-  uint64_t leastSize() const;
+  // Bytes of the fewest blocks that can hold these items and the table of their IDs; docs/format.md has the sizes.
+  uint64_t leastSize(const std::vector<uint32_t>& numbers) const;
 
  private:
+  static constexpr size_t kUserDataLength = 20;
+
   struct Entry {
     uint32_t kind;
     uint32_t offset;
     uint32_t size;
     uint64_t checksum;
-    char userData[20];
+    char16_t userData[kUserDataLength + 1];
   };
 
   void draw(Entry* entry, Random* random) const;

@@ -1,13 +1,14 @@
 #include "bench/workload.h"
 
 #include <algorithm>
+#include <numeric>
 #include <stdexcept>
 
 namespace bench {
 
 namespace {
 
-constexpr uint64_t kReadSeed = 11, kDeleteSeed = 12, kChangeSeed = 13;
+constexpr uint64_t kReadSeed = 11, kDeleteSeed = 12, kChangeSeed = 13, kManyChangeSeed = 14;
 constexpr uint32_t kEnumeratedKind = 1;
 
 uint32_t DeletedNum(const Vault& vault) {
@@ -18,11 +19,11 @@ void Require(bool holds, const char* what) {
   if (!holds) throw std::runtime_error(what);
 }
 
-// Does `change` for each number, each on its own, and reports the median and the sum.
+// The seconds of each of `count` changes.
 template <typename ChangeOne>
-std::vector<double> Singly(ChangeOne change) {
+std::vector<double> Singly(uint32_t count, ChangeOne change) {
   std::vector<double> seconds;
-  for (uint32_t i = 0; i < kSingleChanges; ++i) {
+  for (uint32_t i = 0; i < count; ++i) {
     const Stopwatch watch;
     change(i);
     seconds.push_back(watch.seconds());
@@ -30,24 +31,29 @@ std::vector<double> Singly(ChangeOne change) {
   return seconds;
 }
 
-double Median(std::vector<double> values) {
-  std::sort(values.begin(), values.end());
-  return (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
+// The numbers of the items that are replaced, and their new bytes: the same whenever it is asked.
+std::vector<uint32_t> ChangeItems(Vault* vault, uint64_t seed, uint32_t count) {
+  std::vector<uint32_t> numbers = vault->shuffled(seed);
+  numbers.resize(count);
+  Random random(seed);
+  for (const uint32_t number : numbers) vault->change(number, &random);
+  return numbers;
+}
+
+std::vector<double> Replace(Store* store, Vault* vault, uint64_t seed, uint32_t count) {
+  const std::vector<uint32_t> numbers = ChangeItems(vault, seed, count);
+  return Singly(count, [&](uint32_t i) {
+    const Item item = vault->item(numbers[i]);
+    store->replace(item.id, item.bytes);
+  });
 }
 
 double Sum(const std::vector<double>& values) {
-  double sum = 0;
-  for (const double value : values) sum += value;
-  return sum;
+  return std::accumulate(values.begin(), values.end(), 0.0);
 }
 
-// The numbers of the items that are replaced, and their new bytes: the same whenever it is asked.
-std::vector<uint32_t> ChangeItems(Vault* vault) {
-  std::vector<uint32_t> numbers = vault->shuffled(kChangeSeed);
-  numbers.resize(kSingleChanges);
-  Random random(kChangeSeed);
-  for (const uint32_t number : numbers) vault->change(number, &random);
-  return numbers;
+double Worst(const std::vector<double>& values) {
+  return *std::max_element(values.begin(), values.end());
 }
 
 }  // namespace
@@ -68,8 +74,10 @@ void ReadOne(Store* store, Vault* vault, const Report& report) {
   const uint32_t number = vault->count() / 2;
   const Stopwatch watch;
   store->open();
+  store->beginReading();
   vault->verify(number, store->read(vault->item(number).id));
   report.add("open and read one", watch.seconds());
+  store->endReading();
   store->close();
 }
 
@@ -78,16 +86,19 @@ void ReadAll(Store* store, Vault* vault, const Report& report) {
   const uint64_t before = ProcessMemory("RssAnon");
   const Stopwatch watch;
   store->open();
+  store->beginReading();
   for (const uint32_t number : numbers) vault->verify(number, store->read(vault->item(number).id));
   report.add("open and read all", watch.seconds());
   const auto grown = static_cast<double>(ProcessMemory("RssAnon") - before);
   report.add("memory with all read", grown);
+  store->endReading();
   store->close();
 }
 
 void LookUp(Store* store, Vault* vault, const Report& report) {
   const std::vector<uint32_t> numbers = vault->shuffled(kReadSeed);
   store->open();
+  store->beginReading();
   const Stopwatch looking;
   for (const uint32_t number : numbers) {
     const Item item = vault->item(number);
@@ -112,25 +123,32 @@ void LookUp(Store* store, Vault* vault, const Report& report) {
   });
   report.add("enumerate one kind", enumerating.seconds());
   Require(found == wanted && foundSum == wantedSum, "an enumeration found other items");
+  store->endReading();
   store->close();
 }
 
 void Change(Store* store, Vault* vault, const Report& report) {
   store->open();
-  const std::vector<double> inserts = Singly([&](uint32_t i) {
+  const std::vector<double> inserts = Singly(kSingleChanges, [&](uint32_t i) {
     const uint32_t number = vault->count() + i;
     vault->setId(number, store->insert(vault->item(number)));
   });
-  const std::vector<uint32_t> numbers = ChangeItems(vault);
-  const std::vector<double> replacements = Singly([&](uint32_t i) {
-    const Item item = vault->item(numbers[i]);
-    store->replace(item.id, item.bytes);
-  });
-  report.add("first insert after an open", inserts.front());
-  report.add("single insert", Median(inserts));
+  const std::vector<double> replacements = Replace(store, vault, kChangeSeed, kSingleChanges);
+  report.add("single insert", Quantile(inserts, 0.5));
+  report.add("worst of 50 single inserts", Worst(inserts));
   report.add("50 single inserts", Sum(inserts));
-  report.add("single replacement", Median(replacements));
+  report.add("single replacement", Quantile(replacements, 0.5));
+  report.add("worst of 50 single replacements", Worst(replacements));
   report.add("50 single replacements", Sum(replacements));
+  store->close();
+}
+
+void ChangeMany(Store* store, Vault* vault, const Report& report) {
+  store->open();
+  const std::vector<double> seconds = Replace(store, vault, kManyChangeSeed, kManyChanges);
+  report.add("1,000 single replacements", Sum(seconds));
+  report.add("99th percentile of 1,000 replacements / median",
+             Quantile(seconds, 0.99) / Quantile(seconds, 0.5));
   store->close();
 }
 
@@ -145,11 +163,13 @@ void Delete(Store* store, Vault* vault, const Report& report) {
   report.add("delete 30% and close", watch.seconds());
 }
 
-void Verify(Store* store, Vault* vault, const Report&) {
-  ChangeItems(vault);
+void Verify(Store* store, Vault* vault, const Report& report) {
+  ChangeItems(vault, kChangeSeed, kSingleChanges);
+  ChangeItems(vault, kManyChangeSeed, kManyChanges);
   std::vector<uint32_t> numbers = vault->shuffled(kDeleteSeed);
   for (uint32_t i = 0; i < kSingleChanges; ++i) numbers.push_back(vault->count() + i);
   store->open();
+  store->beginReading();
   for (uint32_t i = 0; i < numbers.size(); ++i) {
     const Item item = vault->item(numbers[i]);
     const bool deleted = i < DeletedNum(*vault);
@@ -161,20 +181,25 @@ void Verify(Store* store, Vault* vault, const Report&) {
       vault->verify(numbers[i], store->read(item.id));
     }
   }
+  store->endReading();
   store->close();
+  numbers.erase(numbers.begin(), numbers.begin() + DeletedNum(*vault));
+  report.add("least size after the delete", static_cast<double>(vault->leastSize(numbers)));
 }
 
 void LargeItem(Store* store, const std::string& bytes, const Report& report) {
   const uint64_t checksum = Checksum(bytes);
   const Stopwatch watch;
   store->open();
-  const uint32_t id = store->insert({1, 1, "a large item", bytes});
+  const uint32_t id = store->insert({1, 1, u"a large item", bytes});
   store->close();
   store->open();
+  store->beginReading();
   const std::string_view back = store->read(id);
   const double seconds = watch.seconds();
   Require(back.size() == bytes.size() && Checksum(back) == checksum, "a large item came back wrong");
   report.add(("item of " + std::to_string(bytes.size()) + " bytes").c_str(), seconds);
+  store->endReading();
   store->close();
 }
 

@@ -2,8 +2,6 @@
 
 #include <stdexcept>
 
-#include "bench/stores/record.h"
-
 namespace bench {
 
 void KeyValueStore::commit() {
@@ -12,37 +10,42 @@ void KeyValueStore::commit() {
 }
 
 uint32_t KeyValueStore::insert(const Item& item) {
-  EncodeRecord({item.kind, item.userData, item.bytes}, &encoded_);
-  put(ItemKey(item.id), encoded_);
-  put(NameKey(item.kind, item.userData), EncodeId(item.id));
+  const std::string_view userData = BytesOf(item.userData);
+  putRecord(ItemKey(item.id), {item.kind, userData, item.bytes});
+  put(NameKey(item.kind, userData).view(), EncodeId(item.id));
   finish();
   return item.id;
 }
 
 void KeyValueStore::replace(uint32_t id, std::string_view bytes) {
-  const std::string key = ItemKey(id);
-  if (!get(key, &value_)) throw std::runtime_error("no item to replace");
+  const Key key = ItemKey(id);
+  if (!get(key.view(), &value_)) throw std::runtime_error("no item to replace");
   const Record record = DecodeRecord(value_);
-  EncodeRecord({record.kind, record.userData, bytes}, &encoded_);
-  put(key, encoded_);
+  putRecord(key, {record.kind, record.userData, bytes});
   finish();
 }
 
 void KeyValueStore::remove(uint32_t id) {
-  const std::string key = ItemKey(id);
-  if (!get(key, &value_)) throw std::runtime_error("no item to remove");
+  const Key key = ItemKey(id);
+  if (!get(key.view(), &value_)) throw std::runtime_error("no item to remove");
   const Record record = DecodeRecord(value_);
-  erase(NameKey(record.kind, record.userData));
-  erase(key);
+  erase(NameKey(record.kind, record.userData).view());
+  erase(key.view());
   finish();
 }
 
 std::string_view KeyValueStore::read(uint32_t id) {
-  return get(ItemKey(id), &value_) ? DecodeRecord(value_).bytes : std::string_view();
+  return get(ItemKey(id).view(), &value_) ? DecodeRecord(value_).bytes : std::string_view();
 }
 
-uint32_t KeyValueStore::lookUp(uint32_t kind, std::string_view userData) {
-  return get(NameKey(kind, userData), &value_) ? DecodeId(value_) : 0;
+uint32_t KeyValueStore::lookUp(uint32_t kind, std::u16string_view userData) {
+  return get(NameKey(kind, BytesOf(userData)).view(), &value_) ? DecodeId(value_) : 0;
+}
+
+void KeyValueStore::putRecord(const Key& key, const Record& record) {
+  encoded_.resize(RecordSize(record));
+  EncodeRecord(record, encoded_.data());
+  put(key.view(), encoded_);
 }
 
 void KeyValueStore::finish() {

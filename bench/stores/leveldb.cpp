@@ -1,4 +1,5 @@
-// LevelDB: a change, or a transaction, is one write batch, written with sync. Reads verify checksums.
+// LevelDB with its defaults: a change, or a transaction, is one write batch, written with sync. Reads verify
+// checksums.
 #include <leveldb/db.h>
 #include <leveldb/write_batch.h>
 
@@ -38,20 +39,20 @@ class LevelDb final : public KeyValueStore {
   void close() override { db_.reset(); }
 
   void enumerate(uint32_t kind, const std::function<void(uint32_t)>& visit) override {
-    const std::string prefix = NameKey(kind, {});
+    const Key prefix = NameKey(kind, {});
     const std::unique_ptr<leveldb::Iterator> position(db_->NewIterator(read_));
-    for (position->Seek(Bytes(prefix)); position->Valid() && position->key().starts_with(prefix);
-         position->Next()) {
+    for (position->Seek(Bytes(prefix.view()));
+         position->Valid() && position->key().starts_with(Bytes(prefix.view())); position->Next()) {
       visit(DecodeId(View(position->value())));
     }
   }
 
  private:
-  void put(const std::string& key, std::string_view value) override { batch_.Put(key, Bytes(value)); }
-  void erase(const std::string& key) override { batch_.Delete(key); }
+  void put(std::string_view key, std::string_view value) override { batch_.Put(Bytes(key), Bytes(value)); }
+  void erase(std::string_view key) override { batch_.Delete(Bytes(key)); }
 
-  bool get(const std::string& key, std::string* value) override {
-    const leveldb::Status status = db_->Get(read_, key, value);
+  bool get(std::string_view key, std::string* value) override {
+    const leveldb::Status status = db_->Get(read_, Bytes(key), value);
     if (status.IsNotFound()) return false;
     Check(status);
     return true;

@@ -29,7 +29,7 @@ class Pmstore final : public Store {
   void commit() override { Check(PmStopTransaction()); }
 
   uint32_t insert(const Item& item) override {
-    const uint32_t id = CreateNewItemID(handle_, item.kind, wide(item.userData));
+    const uint32_t id = CreateNewItemID(handle_, item.kind, item.userData.data());
     if (id == 0) throw std::runtime_error("pmstore: no ID");
     Check(InserItemToDataBase(handle_, id, item.bytes.data(), static_cast<uint32_t>(item.bytes.size()), 0));
     return id;
@@ -48,8 +48,8 @@ class Pmstore final : public Store {
                             : std::string_view();
   }
 
-  uint32_t lookUp(uint32_t kind, std::string_view userData) override {
-    return GetItemIDByUserdata(handle_, kind, wide(userData));
+  uint32_t lookUp(uint32_t kind, std::u16string_view userData) override {
+    return GetItemIDByUserdata(handle_, kind, userData.data());
   }
 
   void enumerate(uint32_t kind, const std::function<void(uint32_t)>& visit) override {
@@ -57,13 +57,7 @@ class Pmstore final : public Store {
   }
 
  private:
-  const PmChar* wide(std::string_view text) {
-    wide_.assign(text.begin(), text.end());
-    return wide_.c_str();
-  }
-
   DataBaseHandle* handle_ = nullptr;
-  std::u16string wide_;
 };
 
 }  // namespace

@@ -1,39 +1,52 @@
 // How the key-value stores keep an item: under its ID a record of kind, user data and bytes; under kind and
 // user data the ID. In a store without tables of its own, a letter before the key tells the two apart.
 //
-//   record   kind (4), length of the user data (1), user data, bytes
+//   record   kind (4), length of the user data in bytes (1), user data, bytes
 //   item     'i', ID (4)
 //   name     'n', kind (4), user data
 //
-// Numbers in keys are big-endian, so that keys sort by them.
+// Numbers in keys are big-endian, so that keys sort by them. User data are the bytes of its UTF-16 units.
 #pragma once
 
 #include <cstdint>
 #include <cstring>
-#include <string>
+#include <stdexcept>
 #include <string_view>
 
 #include "bench/store.h"
 
 namespace bench {
 
-inline void AppendNumber(std::string* key, uint32_t number) {
-  for (int shift = 24; shift >= 0; shift -= 8) key->push_back(static_cast<char>(number >> shift));
+inline std::string_view BytesOf(std::u16string_view text) {
+  return {reinterpret_cast<const char*>(text.data()), text.size() * sizeof(char16_t)};
 }
 
-inline std::string ItemKey(uint32_t id) {
-  std::string key = "i";
-  AppendNumber(&key, id);
-  return key;
+// A key on the stack.
+class Key {
+ public:
+  Key(char table, uint32_t number, std::string_view rest = {}) : size_(1 + sizeof number + rest.size()) {
+    if (size_ > sizeof bytes_) throw std::runtime_error("a key is too long");
+    bytes_[0] = table;
+    const uint32_t bigEndian = __builtin_bswap32(number);
+    std::memcpy(bytes_ + 1, &bigEndian, sizeof bigEndian);
+    std::memcpy(bytes_ + 1 + sizeof bigEndian, rest.data(), rest.size());
+  }
+  std::string_view view() const { return {bytes_, size_}; }
+
+ private:
+  char bytes_[64];
+  size_t size_;
+};
+
+inline Key ItemKey(uint32_t id) {
+  return {'i', id};
 }
 
-inline std::string NameKey(uint32_t kind, std::string_view userData) {
-  std::string key = "n";
-  AppendNumber(&key, kind);
-  return key.append(userData);
+inline Key NameKey(uint32_t kind, std::string_view userData) {
+  return {'n', kind, userData};
 }
 
-inline std::string EncodeId(uint32_t id) {
+inline std::string_view EncodeId(const uint32_t& id) {
   return {reinterpret_cast<const char*>(&id), sizeof id};
 }
 
@@ -49,10 +62,16 @@ struct Record {
   std::string_view bytes;
 };
 
-inline void EncodeRecord(const Record& record, std::string* encoded) {
-  encoded->assign(reinterpret_cast<const char*>(&record.kind), sizeof record.kind);
-  encoded->push_back(static_cast<char>(record.userData.size()));
-  encoded->append(record.userData).append(record.bytes);
+inline size_t RecordSize(const Record& record) {
+  return sizeof record.kind + 1 + record.userData.size() + record.bytes.size();
+}
+
+inline void EncodeRecord(const Record& record, char* encoded) {
+  std::memcpy(encoded, &record.kind, sizeof record.kind);
+  encoded += sizeof record.kind;
+  *encoded++ = static_cast<char>(record.userData.size());
+  std::memcpy(encoded, record.userData.data(), record.userData.size());
+  std::memcpy(encoded + record.userData.size(), record.bytes.data(), record.bytes.size());
 }
 
 inline Record DecodeRecord(std::string_view encoded) {

@@ -1,7 +1,9 @@
-// tkrzw: a tree database, made durable by a hard Synchronize after every change or transaction. It has no
+// tkrzw: a tree database, made durable by a hard Synchronize after every change or transaction. Its file is
+// written at positions, which makes that cheaper than the default, a mapped file. It has no
 // transaction over several records: what a crash leaves of one that was under way is not what the other
 // stores leave.
 #include <tkrzw_dbm_tree.h>
+#include <tkrzw_file_pos.h>
 
 #include <stdexcept>
 
@@ -22,7 +24,8 @@ class Tkrzw final : public KeyValueStore {
   void close() override { Check(db_.Close()); }
 
   void enumerate(uint32_t kind, const std::function<void(uint32_t)>& visit) override {
-    const std::string prefix = NameKey(kind, {});
+    const Key prefixKey = NameKey(kind, {});
+    const std::string_view prefix = prefixKey.view();
     const auto position = db_.MakeIterator();
     Check(position->Jump(prefix));
     std::string key, value;
@@ -33,10 +36,10 @@ class Tkrzw final : public KeyValueStore {
   }
 
  private:
-  void put(const std::string& key, std::string_view value) override { Check(db_.Set(key, value)); }
-  void erase(const std::string& key) override { Check(db_.Remove(key)); }
+  void put(std::string_view key, std::string_view value) override { Check(db_.Set(key, value)); }
+  void erase(std::string_view key) override { Check(db_.Remove(key)); }
 
-  bool get(const std::string& key, std::string* value) override {
+  bool get(std::string_view key, std::string* value) override {
     const tkrzw::Status status = db_.Get(key, value);
     if (status == tkrzw::Status::NOT_FOUND_ERROR) return false;
     Check(status);
@@ -45,7 +48,7 @@ class Tkrzw final : public KeyValueStore {
 
   void flush() override { Check(db_.Synchronize(true)); }
 
-  tkrzw::TreeDBM db_;
+  tkrzw::TreeDBM db_{std::make_unique<tkrzw::PositionalAtomicFile>()};
 };
 
 }  // namespace
