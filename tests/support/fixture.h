@@ -13,7 +13,7 @@
 using vault::Bytes;
 using vault::PmString;
 
-// A folder that goes with the object.
+// A folder that goes with the object; in memory where the system has that, for thousands of small files.
 class TempFolder {
  public:
   TempFolder() { std::filesystem::create_directory(path_); }
@@ -25,8 +25,13 @@ class TempFolder {
   const std::filesystem::path& path() const { return path_; }
 
  private:
-  const std::filesystem::path path_ =
-      std::filesystem::temp_directory_path() / ("pmstore-test-" + std::to_string(std::random_device()()));
+  static std::filesystem::path home() {
+#if !defined(_WIN32)
+    if (std::filesystem::exists("/dev/shm")) return "/dev/shm";
+#endif
+    return std::filesystem::temp_directory_path();
+  }
+  const std::filesystem::path path_ = home() / ("pmstore-test-" + std::to_string(std::random_device()()));
 };
 
 inline PmString Pm(const std::filesystem::path& path) {
@@ -65,6 +70,10 @@ inline Bytes Pattern(size_t size, uint32_t seed = 1) {
 
 inline std::filesystem::path BackupOf(const std::filesystem::path& path) {
   return path.parent_path() / ("." + path.filename().string() + ".bak");
+}
+
+inline std::filesystem::path JournalOf(const std::filesystem::path& path) {
+  return path.parent_path() / ("." + path.filename().string() + ".pmj");
 }
 
 class DataBaseTest : public testing::Test {

@@ -1,6 +1,7 @@
 #include "tests/support/vault.h"
 
 #include <algorithm>
+#include <array>
 
 namespace vault {
 
@@ -12,26 +13,35 @@ struct Packet {
   uint32_t block, type, seq, size, offset;
 };
 
-// The packets that are the item, out of all those that bear its ID: one that is an item by itself, or packets
-// 1, 2, ... up to the first that is not full; where there is no such thing, all of them.
-std::vector<Packet> Current(const std::vector<Packet>& all) {
-  std::vector<Packet> only, numbered;
+// The packets that are the item, out of all those that bear its ID: its only packet, or numbers 1 to k, where
+// k, at least 2, is the first that is not full or the last there is. All of them when that can be read in no
+// way or in several, or when a packet of the one reading is damaged.
+std::vector<Packet> Current(const Bytes& file, const std::vector<Packet>& all) {
+  std::vector<Packet> reading, run;
+  std::map<uint32_t, std::vector<Packet>> numbered;
+  size_t readings = 0;
   for (const Packet& p : all) {
-    if (p.size == 0) continue;
-    if (p.type == 0 && p.seq == 0 && p.offset == 0) only.push_back(p);
-    if (p.type == 1 && p.seq != 0 && p.offset == (p.seq - 1) * kRoom) numbered.push_back(p);
+    if (p.size == 0 || p.size > kRoom) continue;
+    if (p.type == 0 && p.seq == 0 && p.offset == 0 && ++readings == 1) reading = {p};
+    if (p.type == 1 && p.seq != 0 && p.offset == (p.seq - 1) * kRoom) numbered[p.seq].push_back(p);
   }
-  if (!only.empty()) return only.size() == 1 ? only : all;
-  std::stable_sort(numbered.begin(), numbered.end(),
-                   [](const Packet& a, const Packet& b) { return a.seq < b.seq; });
-  for (size_t next = 0; next < numbered.size() && numbered[next].seq == next + 1;) {
-    if (numbered[next++].size >= kRoom) continue;
-    const bool doubled = next < numbered.size() && numbered[next].seq == next;
-    if (doubled) break;
-    numbered.resize(next);
-    return numbered;
+  size_t ways = 1;  // to choose full packets 1 to seq - 1
+  for (uint32_t seq = 1; ways != 0 && numbered.count(seq) != 0; ++seq) {
+    const bool isLast = numbered.count(seq + 1) == 0;
+    std::vector<Packet> full;
+    for (const Packet& p : numbered[seq]) {
+      if (p.size == kRoom) full.push_back(p);
+      if (seq == 1 || (p.size == kRoom && !isLast)) continue;
+      readings += ways;
+      reading = run;
+      reading.push_back(p);
+    }
+    ways *= full.size();
+    run.insert(run.end(), full.begin(), full.end());
   }
-  return all;
+  const auto isSound = [&](const Packet& p) { return IsSound(file.data() + p.block * kBlock); };
+  const bool holds = readings == 1 && std::all_of(reading.begin(), reading.end(), isSound);
+  return holds ? reading : all;
 }
 
 }  // namespace
@@ -47,14 +57,24 @@ void Put(uint8_t* at, uint32_t value, int width) {
 }
 
 uint32_t Checksum(const uint8_t* bytes, size_t size) {
-  uint32_t sum = 0;
-  for (size_t i = 0; i < size; ++i) {
-    for (int bit = 7; bit >= 0; --bit) {
-      const bool carry = ((sum >> 15 & 1) ^ (bytes[i] >> bit & 1)) != 0;
-      sum = carry ? sum << 1 ^ 0xA001 : sum << 1;
+  static const auto table = [] {
+    std::array<uint32_t, 256> sums{};  // of one byte each
+    for (uint32_t byte = 0; byte < 256; ++byte) {
+      for (int bit = 7; bit >= 0; --bit) {
+        const bool carry = ((sums[byte] >> 15 & 1) ^ (byte >> bit & 1)) != 0;
+        sums[byte] = carry ? sums[byte] << 1 ^ 0xA001 : sums[byte] << 1;
+      }
     }
-  }
+    return sums;
+  }();
+  uint32_t sum = 0;
+  for (size_t i = 0; i < size; ++i) sum = sum << 8 ^ table[(sum >> 8 ^ bytes[i]) & 0xFF];
   return sum;
+}
+
+bool IsSound(const uint8_t* block) {
+  const uint32_t size = Get(block + 4);
+  return size <= kRoom && Checksum(block, 16 + size) == Get(block + 1016);
 }
 
 uint32_t BlocksFor(size_t size) {
@@ -100,14 +120,12 @@ Scan ScanFile(const Bytes& file) {
     }
   }
   for (const auto& [id, all] : found) {
-    for (const Packet& p : all) scan.free.insert(p.block);
     Item& item = scan.items[id];
-    for (const Packet& p : Current(all)) {
+    for (const Packet& p : all) item.blocks.push_back(p.block);
+    for (const Packet& p : all.size() == 1 ? all : Current(file, all)) {
       item.size += p.size;
-      item.blocks.push_back(p.block);
-      scan.free.erase(p.block);
+      item.reading.push_back(p.block);
     }
-    std::sort(item.blocks.begin(), item.blocks.end());
   }
   return scan;
 }
@@ -115,12 +133,11 @@ Scan ScanFile(const Bytes& file) {
 std::optional<Bytes> Assemble(const Bytes& file, const Item& item) {
   if (item.size > file.size()) return std::nullopt;
   Bytes bytes(item.size);
-  for (const uint32_t b : item.blocks) {
+  for (const uint32_t b : item.reading) {
     const uint8_t* at = file.data() + b * kBlock;
     const uint32_t size = Get(at + 4);
     const uint32_t offset = Get(at + 8);
-    if (size > kRoom || offset >= item.size || size > item.size - offset) return std::nullopt;
-    if (Checksum(at, 16 + size) != Get(at + 1016)) return std::nullopt;
+    if (!IsSound(at) || offset >= item.size || size > item.size - offset) return std::nullopt;
     std::copy_n(at + 16, size, bytes.begin() + offset);
   }
   return bytes;
@@ -170,6 +187,13 @@ bool Opens(const Bytes& file) {
   const auto table = items.find(0);
   const std::optional<Bytes> bytes = table == items.end() ? Bytes() : Assemble(file, table->second);
   return bytes && ReadTable(*bytes);
+}
+
+bool Restores(const Bytes& backup) {
+  bool sound = Opens(backup);
+  for (size_t at = 0; sound && at < backup.size(); at += kBlock)
+    sound = backup[at + 1] == 2 || IsSound(&backup[at]);
+  return sound;
 }
 
 std::string Fault(const Bytes& file) {

@@ -23,8 +23,9 @@ constexpr uint32_t kRoom = 1000;   // item bytes that it has room for
 uint32_t Get(const uint8_t* at, int width = 4);
 void Put(uint8_t* at, uint32_t value, int width = 4);
 
-// The block checksum, bit by bit.
+// The block checksum.
 uint32_t Checksum(const uint8_t* bytes, size_t size);
+bool IsSound(const uint8_t* block);
 
 uint32_t BlocksFor(size_t size);
 
@@ -32,10 +33,12 @@ uint32_t BlocksFor(size_t size);
 Bytes MakeBlock(uint32_t id, const Bytes& item, uint32_t index);
 Bytes MakeBlocks(uint32_t id, const Bytes& item);
 
-// What opening a data file finds. Packets left over from an item's former content count as free.
+// What opening a data file finds. Packets left over from an item's former content stay its blocks, though they
+// are no part of its bytes.
 struct Item {
   uint32_t size = 0;
-  std::vector<uint32_t> blocks;  // ascending
+  std::vector<uint32_t> blocks;   // ascending
+  std::vector<uint32_t> reading;  // those whose packets are the item
 };
 struct Scan {
   std::map<uint32_t, Item> items;
@@ -58,6 +61,9 @@ std::optional<std::vector<Record>> ReadTable(const Bytes& item);  // nothing whe
 
 // Whether it is a data file: whole blocks of the format, and no table or one that can be read.
 bool Opens(const Bytes& file);
+
+// Whether it may be copied over a data file: one that opens, all of its packets sound.
+bool Restores(const Bytes& backup);
 
 // What is wrong with a closed data file, or an empty text: it opens, and every item is whole.
 std::string Fault(const Bytes& file);

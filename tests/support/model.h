@@ -1,5 +1,15 @@
 // A database as its rules describe it, in plain memory: which bytes stand in which block of the data file and
 // of its backup, which items and IDs there are, and what each operation answers.
+//
+// Every step is literally that of the rules, one after the other, whatever the library does at once. Where the
+// rules leave a choice, or a crash has cut a step off, it is the library's:
+//  1. A table without records is no item: item 0 is removed as by a delete that marks.
+//  2. Packets that a longer version of an item left stay its blocks, and are not read, when there is but one way
+//     to read the others (vault::ScanFile).
+//  3. A table that cannot be read keeps the database from opening, and such a backup from being restored, as does
+//     a packet that is not sound.
+//  4. Where a journal stood, an open or a restore marks the blocks that were free in memory only when the file
+//     was last written, and its backup equals it then.
 #pragma once
 
 #include <algorithm>
@@ -14,8 +24,9 @@ class Model {
 
   struct Item {
     uint32_t size = 0;
-    std::optional<Bytes> bytes;    // nothing until they are first needed
-    std::vector<uint32_t> blocks;  // packet i goes into block i of this list
+    std::optional<Bytes> bytes;     // nothing until they are first needed
+    std::vector<uint32_t> blocks;   // packet i goes into block i of this list
+    std::vector<uint32_t> reading;  // where the bytes are until then
     bool dirty = false;
   };
 
@@ -23,20 +34,24 @@ class Model {
 
   Bytes disk;
   std::optional<Bytes> backup;
-  std::map<uint32_t, Bytes> saved;  // what an open of the file as it stands must find
+  std::set<uint32_t> unmarked;  // blocks that were free, but not marked, when the file was last written
+  bool journal = false;         // whether it was, since it was opened
   std::map<uint32_t, Item> items;
   std::vector<std::optional<Record>> committed;
   std::map<uint32_t, Record> pending;
   int opens = 0;
   bool inTransaction = false;
+  bool refused = false;  // nothing can be written
 
   void open() {
     if (opens++ > 0) return;
     current = this;
     const vault::Scan scan = vault::ScanFile(disk);
     items.clear();
-    for (const auto& [id, found] : scan.items) items[id] = {found.size, std::nullopt, found.blocks, false};
+    for (const auto& [id, found] : scan.items)
+      items[id] = {found.size, std::nullopt, found.blocks, found.reading, false};
     free_ = scan.free;
+    unmarked.clear();
     inTransaction = false;
     cursor_ = 0;
     committed.clear();
@@ -46,15 +61,43 @@ class Model {
     for (const Record& record : vault::ReadTable(table).value_or(std::vector<Record>())) commit(record);
   }
 
+  // The process ended, and this is what was left of the three files.
+  void die(bool journalStands, bool backupStands) {
+    opens = 0;
+    if (!journalStands || !backupStands) backup.reset();
+    if (journalStands) backup = disk = recovered();
+    journal = journalStands;
+  }
+
+  // The data file as an open that carries the journal out leaves it.
+  Bytes recovered() const {
+    Bytes marked = disk;
+    for (const uint32_t b : unmarked) marked[b * vault::kBlock + 1] = 2;
+    return marked;
+  }
+
+  bool restores() const { return opens > 0 || journal || (backup && vault::Restores(*backup)); }
+
+  void restore() {
+    if (opens == 0 && !journal) disk = *backup;
+    open();
+  }
+
   int32_t close() {
     if (opens == 0) return -1;
     if (--opens > 0) return 0;
     current = nullptr;
     sync();
+    compact();
     backup.reset();
+    journal = false;
     committed.clear();
     pending.clear();
-    if (items.empty()) return 0;
+    return 0;
+  }
+
+  void compact() {
+    if (items.empty() || refused) return;
     const size_t live = blockNum() - free_.size();
     for (uint32_t b = blockNum(); b-- > live;) {
       if (free_.count(b) != 0) continue;
@@ -62,7 +105,7 @@ class Model {
       free_.erase(free_.begin());
     }
     disk.resize(live * vault::kBlock);
-    return 0;
+    unmarked.clear();
   }
 
   int32_t insert(uint32_t id, const Bytes& bytes, bool syncNow) {
@@ -121,19 +164,15 @@ class Model {
   }
 
   void sync() {
-    if (inTransaction) return;
-    std::set<uint32_t> dirty;
+    if (inTransaction || refused) return;
+    bool wrote = false;
     for (auto& [id, item] : items) {
       if (!item.dirty) continue;
       save(id, &item);
-      dirty.insert(id);
+      wrote = true;
     }
-    if (dirty.empty()) return;
-    for (const uint32_t b : free_) {
-      const uint32_t id = vault::Get(block(b) + 12);
-      if (isMarked(b) || dirty.count(id) == 0) continue;
-      if (IsConfusable(vault::Get(block(b) + 2, 2), items[id].size)) block(b)[1] = 2;
-    }
+    if (!wrote) return;
+    noteWritten();
     backup = disk;
   }
 
@@ -197,13 +236,6 @@ class Model {
   }
 
  private:
-  // Whether an old packet of an item, left in a free block, could be taken for a part of the item as it is now.
-  static bool IsConfusable(uint32_t seq, size_t size) {
-    const uint32_t packets = vault::BlocksFor(size);
-    if (packets < 2) return packets == 0 || seq == 0;
-    return seq <= packets || size % vault::kRoom == 0;
-  }
-
   static std::string InHex(const Bytes& bytes) {
     std::string text;
     char part[16];
@@ -224,7 +256,7 @@ class Model {
     const auto found = items.find(id);
     if (found == items.end()) return nullptr;
     Item& item = found->second;
-    if (!item.bytes) item.bytes = vault::Assemble(disk, {item.size, item.blocks});
+    if (!item.bytes) item.bytes = vault::Assemble(disk, {item.size, item.blocks, item.reading});
     return item.bytes ? &*item.bytes : nullptr;
   }
 
@@ -238,15 +270,21 @@ class Model {
   void drop(uint32_t id, bool syncNow) {
     free_.insert(items[id].blocks.begin(), items[id].blocks.end());
     items.erase(id);
-    saved.erase(id);
     if (syncNow) markFree();
   }
 
   void markFree() {
-    if (inTransaction || std::all_of(free_.begin(), free_.end(), [&](uint32_t b) { return isMarked(b); }))
-      return;
+    if (inTransaction || refused) return;
+    if (std::all_of(free_.begin(), free_.end(), [&](uint32_t b) { return isMarked(b); })) return;
     for (const uint32_t b : free_) block(b)[1] = 2;
-    backup = disk;
+    noteWritten();
+  }
+
+  void noteWritten() {
+    journal = true;
+    unmarked.clear();
+    for (const uint32_t b : free_)
+      if (!isMarked(b)) unmarked.insert(b);
   }
 
   void save(uint32_t id, Item* item) {
@@ -262,7 +300,7 @@ class Model {
       const Bytes packet = vault::MakeBlock(id, *item->bytes, i);
       std::copy(packet.begin(), packet.end(), block(item->blocks[i]));
     }
-    saved[id] = *item->bytes;
+    item->reading = item->blocks;
     item->dirty = false;
   }
 
