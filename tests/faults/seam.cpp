@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <map>
 #include <random>
+#include <set>
 
 // The linker's names: __wrap_x stands in for x, and __real_x is the system's own.
 extern "C" {
@@ -32,11 +33,18 @@ namespace {
 enum Trait { kPlain = 0, kNeedsRoom = 1, kWrites = 2, kFlushes = 4, kAllocates = 8 };
 
 Fault armed = Fault::kNone;
-int strikeAt, eligibleNum, callNum, foundInFreed, nextNumber;
-bool untilDisarmed, struck, suspended;
+int strikeAt, eligibleNum, struck, foundInFreed, nextNumber;
+bool untilDisarmed, suspended, takesRoom = true;
+std::string ending;
 const char* watched;
 std::vector<Change>* recorded;
 std::map<ino_t, int> numbers;
+struct Opened {
+  ino_t file;
+  std::string name;
+};
+std::map<int, Opened> opened;  // by descriptor
+std::set<int> owing;           // descriptors whose next flush tells of a lost write
 std::mt19937 storm;
 
 bool CanStrike(int traits) {
@@ -44,26 +52,31 @@ bool CanStrike(int traits) {
     return armed == Fault::kNoMemory && traits == kAllocates;
   if (armed == Fault::kNoSpace) return (traits & kNeedsRoom) != 0;
   // Where writes stay short, what would mend the first one fails too.
-  if (armed == Fault::kShortWrite) return (traits & (struck && untilDisarmed ? kNeedsRoom : kWrites)) != 0;
+  if (armed == Fault::kShortWrite)
+    return (traits & (struck != 0 && untilDisarmed ? kNeedsRoom : kWrites)) != 0;
+  if (armed == Fault::kLostWrite) return (traits & kWrites) != 0;
   if (armed == Fault::kFailedFlush) return (traits & kFlushes) != 0;
   return armed != Fault::kNone;
 }
 
 // Counts a call; whether it has to fail.
-bool Strikes(int traits) {
-  if (suspended) return false;
-  if (traits != kAllocates) ++callNum;
-  if (!CanStrike(traits)) return false;
+bool Strikes(int traits, const std::string& name = "") {
+  if (suspended || !CanStrike(traits)) return false;
+  if (name.size() < ending.size() || name.compare(name.size() - ending.size(), ending.size(), ending) != 0)
+    return false;
   const int number = eligibleNum++;
   if (armed == Fault::kStorm) {
     if (storm() % static_cast<unsigned>(strikeAt) != 0) return false;
   } else if (number < strikeAt || (number > strikeAt && !untilDisarmed)) {
     return false;
   }
-  if (armed == Fault::kDeath) _exit(0);
-  struck = true;
+  ++struck;
   errno = armed == Fault::kNoSpace ? ENOSPC : EIO;
   return true;
+}
+
+bool Strikes(int traits, int descriptor) {
+  return Strikes(traits, ending.empty() ? ending : opened[descriptor].name);
 }
 
 struct stat StatusOf(int descriptor) {
@@ -88,9 +101,10 @@ Change& Note(Change::Kind kind, int descriptor, const char* name = "", const cha
   return recorded->back();
 }
 
-void NoteWrite(int descriptor, off64_t at, ssize_t written) {
+void NoteWrite(int descriptor, off64_t at, ssize_t written, bool lost = false) {
   if (recorded == nullptr || written <= 0) return;
   Change& change = Note(Change::kWrite, descriptor);
+  change.lost = lost;
   change.position = static_cast<uint64_t>(at) / kSector * kSector;
   const uint64_t end = (static_cast<uint64_t>(at + written) + kSector - 1) / kSector * kSector;
   change.bytes.resize(end - change.position);
@@ -99,18 +113,22 @@ void NoteWrite(int descriptor, off64_t at, ssize_t written) {
 
 template <typename Call>
 ssize_t Write(int descriptor, off64_t at, size_t size, Call call) {
-  if (Strikes(kNeedsRoom | kWrites)) {
+  const bool strikes = Strikes(kNeedsRoom | kWrites, descriptor),
+             lost = strikes && armed == Fault::kLostWrite;
+  if (strikes && !lost) {
     if (armed != Fault::kShortWrite && (armed != Fault::kStorm || storm() % 2 == 0)) return -1;
     size /= 2;
   }
   const ssize_t written = call(size);
-  NoteWrite(descriptor, at, written);
+  NoteWrite(descriptor, at, written, lost);
+  for (const auto& [other, file] : opened)
+    if (lost && file.file == opened[descriptor].file) owing.insert(other);
   return written;
 }
 
 // A flush of a file or a folder. What the medium may hold is worked out, so nothing waits for it.
 int Flush(int descriptor) {
-  const bool fails = Strikes(kFlushes);
+  const bool fails = Strikes(kFlushes, descriptor) || owing.erase(descriptor) != 0;
   const bool isFolder = S_ISDIR(StatusOf(descriptor).st_mode);
   if (recorded != nullptr && !(isFolder && fails))
     Note(isFolder ? Change::kSyncFolder : fails ? Change::kFailedSync : Change::kSyncFile, descriptor);
@@ -119,13 +137,14 @@ int Flush(int descriptor) {
 
 }  // namespace
 
-void Arm(Fault fault, int at, bool fromThenOn, uint32_t seed) {
+void Arm(Fault fault, int at, bool fromThenOn, uint32_t seed, const std::string& nameEnding) {
   armed = fault;
   storm.seed(seed);
   strikeAt = at;
   untilDisarmed = fromThenOn;
-  struck = false;
-  eligibleNum = callNum = 0;
+  ending = nameEnding;
+  eligibleNum = struck = 0;
+  owing.clear();
 }
 
 void Disarm() {
@@ -136,12 +155,12 @@ void Suspend(bool isSuspended) {
   suspended = isSuspended;
 }
 
-bool Struck() {
+int Struck() {
   return struck;
 }
 
-int CallNum() {
-  return callNum;
+void TakeRoom(bool can) {
+  takesRoom = can;
 }
 
 void Record(std::vector<Change>* changes, const std::string& folder) {
@@ -175,8 +194,9 @@ int __wrap_open64(const char* path, int flags, ...) {
   const bool creates = (flags & O_CREAT) != 0;
   const mode_t mode = creates ? va_arg(rest, mode_t) : 0;
   va_end(rest);
-  if (Strikes(creates ? kNeedsRoom : kPlain)) return -1;
+  if (Strikes(creates ? kNeedsRoom : kPlain, path)) return -1;
   const int descriptor = __real_open64(path, flags, mode);
+  if (descriptor >= 0) opened[descriptor] = {StatusOf(descriptor).st_ino, path};
   if (descriptor < 0 || !creates || recorded == nullptr) return descriptor;
   numbers.erase(StatusOf(descriptor).st_ino);  // the system may use the number of a removed file again
   Note(Change::kCreate, descriptor, path);
@@ -194,7 +214,7 @@ ssize_t __wrap_copy_file_range(int from, off64_t* at, int to, off64_t* target, s
 }
 
 int __wrap_ftruncate64(int descriptor, off64_t size) {
-  const int result = Strikes(kNeedsRoom) ? -1 : __real_ftruncate64(descriptor, size);
+  const int result = Strikes(kNeedsRoom, descriptor) ? -1 : __real_ftruncate64(descriptor, size);
   if (result == 0 && recorded != nullptr) Note(Change::kSetSize, descriptor);
   return result;
 }
@@ -208,13 +228,15 @@ int __wrap_fdatasync(int descriptor) {
 }
 
 int __wrap_close(int descriptor) {
-  const bool fails = Strikes(kFlushes);
+  const bool fails = Strikes(kFlushes, descriptor);
+  opened.erase(descriptor);
+  owing.erase(descriptor);
   const int result = __real_close(descriptor);  // a descriptor is gone even when closing it fails
   return fails ? -1 : result;
 }
 
 int __wrap_rename(const char* from, const char* to) {
-  const int result = Strikes(kNeedsRoom) ? -1 : __real_rename(from, to);
+  const int result = Strikes(kNeedsRoom, to) ? -1 : __real_rename(from, to);
   if (result != 0 || recorded == nullptr) return result;
   const int descriptor = __real_open64(to, O_RDONLY);
   Note(Change::kRename, descriptor, from, to);
@@ -222,30 +244,42 @@ int __wrap_rename(const char* from, const char* to) {
 }
 
 int __wrap_unlink(const char* path) {
-  const int result = Strikes(kPlain) ? -1 : __real_unlink(path);
+  const int result = Strikes(kPlain, path) ? -1 : __real_unlink(path);
   if (result == 0 && recorded != nullptr) Note(Change::kRemove, -1, path);
   return result;
 }
 
-// Calls that are only counted and struck; each gives `failed` then.
-#define PASS(traits, failed, result, name, parameters, arguments) \
-  result __real_##name parameters;                                \
-  result __wrap_##name parameters {                               \
-    return Strikes(traits) ? failed : __real_##name arguments;    \
+// Calls that are only struck; each gives `failed` then. `on` is the file.
+#define PASS(traits, on, failed, result, name, parameters, arguments) \
+  result __real_##name parameters;                                    \
+  result __wrap_##name parameters {                                   \
+    return Strikes(traits, on) ? failed : __real_##name arguments;    \
   }
-PASS(kPlain, -1, int, lstat64, (const char* path, struct stat64* status), (path, status))
-PASS(kPlain, -1, int, stat64, (const char* path, struct stat64* status), (path, status))
-PASS(kPlain, -1, int, fstat64, (int descriptor, struct stat64* status), (descriptor, status))
-PASS(kPlain, -1, int, fchmod, (int descriptor, mode_t mode), (descriptor, mode))
-PASS(kPlain, -1, ssize_t, pread64, (int descriptor, void* bytes, size_t size, off64_t at),
+PASS(kPlain, path, -1, int, lstat64, (const char* path, struct stat64* status), (path, status))
+PASS(kPlain, path, -1, int, stat64, (const char* path, struct stat64* status), (path, status))
+PASS(kPlain, descriptor, -1, int, fstat64, (int descriptor, struct stat64* status), (descriptor, status))
+PASS(kPlain, descriptor, -1, int, fchmod, (int descriptor, mode_t mode), (descriptor, mode))
+PASS(kPlain, descriptor, -1, ssize_t, pread64, (int descriptor, void* bytes, size_t size, off64_t at),
      (descriptor, bytes, size, at))
-PASS(kNeedsRoom, -1, int, setxattr,
+PASS(kNeedsRoom, path, -1, int, setxattr,
      (const char* path, const char* name, const void* value, size_t size, int flags),
      (path, name, value, size, flags))
-PASS(kAllocates, nullptr, void*, malloc, (size_t size), (size))
-PASS(kAllocates, nullptr, void*, calloc, (size_t number, size_t size), (number, size))
-PASS(kAllocates, nullptr, void*, realloc, (void* memory, size_t size), (memory, size))
-PASS(kAllocates, ENOMEM, int, posix_memalign, (void** memory, size_t alignment, size_t size),
+PASS(kPlain, path, -1, int, removexattr, (const char* path, const char* name), (path, name))
+int __real_fallocate64(int, int, off64_t, off64_t);
+int __wrap_fallocate64(int descriptor, int mode, off64_t at, off64_t size) {
+  if (Strikes(kNeedsRoom, descriptor)) return -1;
+  errno = EOPNOTSUPP;
+  return takesRoom ? __real_fallocate64(descriptor, mode, at, size) : -1;
+}
+
+PASS(kPlain, descriptor, -1, int, fcntl64, (int descriptor, int command, void* argument),
+     (descriptor, command, argument))
+PASS(kPlain, "", -1, ssize_t, getrandom, (void* bytes, size_t size, unsigned flags), (bytes, size, flags))
+PASS(kPlain, path, nullptr, char*, realpath, (const char* path, char* real), (path, real))
+PASS(kAllocates, "", nullptr, void*, malloc, (size_t size), (size))
+PASS(kAllocates, "", nullptr, void*, calloc, (size_t number, size_t size), (number, size))
+PASS(kAllocates, "", nullptr, void*, realloc, (void* memory, size_t size), (memory, size))
+PASS(kAllocates, "", ENOMEM, int, posix_memalign, (void** memory, size_t alignment, size_t size),
      (memory, alignment, size))
 #undef PASS
 

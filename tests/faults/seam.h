@@ -1,6 +1,6 @@
 // The seam between the library and the system. The linker sends the library's system calls and allocations
-// here (--wrap), where they are counted and passed on; they can be made to fail, to end the process, or to be
-// recorded with what they change on the medium.
+// here (--wrap), where they are counted and passed on; they can be made to fail, or to be recorded with what
+// they change on the medium.
 #pragma once
 
 #include <cstdint>
@@ -15,18 +15,20 @@ enum class Fault {
   kNoSpace,      // calls that need room on the medium
   kShortWrite,   // calls that write: half of the bytes, down to none
   kFailedFlush,  // fsync, fdatasync, close
-  kDeath,        // any call: the process ends before it
-  kStorm,        // any call now and then, one in `at`: an error, or half of the bytes
-  kNoMemory,     // allocations, and no call
+  kLostWrite,  // calls that write: done, but never carried out; a later flush fails, once for each descriptor
+  kStorm,      // any call now and then, one in `at`: an error, or half of the bytes
+  kNoMemory,   // allocations, and no call
 };
 
 // From now on, number `at` (from 0) of what the fault can strike fails, or all from that one on. The seed is that
-// of a storm.
-void Arm(Fault fault, int at = 0, bool fromThenOn = false, uint32_t seed = 0);
+// of a storm. With an ending, only calls on files whose names end so are struck.
+void Arm(Fault fault, int at = 0, bool fromThenOn = false, uint32_t seed = 0, const std::string& ending = "");
 void Disarm();
 void Suspend(bool suspended);  // nothing is struck or counted meanwhile
-bool Struck();                 // whether anything failed since Arm
-int CallNum();                 // the calls since Arm, allocations left out
+int Struck();                  // how often something failed since Arm
+
+// Whether the system can take room for a file without changing its length.
+void TakeRoom(bool can);
 
 // A call that changed the medium, or carried changes to it.
 struct Change {
@@ -36,6 +38,7 @@ struct Change {
   uint64_t size = 0;              // kWrite, kSetSize: the file's size now
   uint64_t position = 0;          // kWrite: a multiple of kSector
   std::vector<uint8_t> bytes{};   // kWrite: the sectors that were touched, as they are now
+  bool lost = false;              // kWrite: it will not be carried out
   bool isName() const { return kind == kCreate || kind == kRename || kind == kRemove; }
 };
 constexpr uint64_t kSector = 512;

@@ -1,70 +1,66 @@
 #include "tests/faults/session.h"
 
-#include <algorithm>
+#include <random>
 
-#include "storage/itemindex.h"
-#include "storage/storage.h"
+namespace fs = std::filesystem;
 
-namespace {
-
-constexpr uint32_t kKinds = 2, kMaxId = 9;  // sessions use no others
-constexpr uint32_t kNoSuchId = 1000;
-
-std::string Compare(DataBaseHandle* handle, const Worlds& worlds) {
-  const World found = WorldOf(handle);
-  for (const World& world : worlds) {
-    if (found.items == world.items &&
-        std::includes(world.strays.begin(), world.strays.end(), found.strays.begin(), found.strays.end()))
-      return "";
+Bytes Blank(Bytes file) {
+  for (size_t at = 0; at + vault::kBlock <= file.size(); at += vault::kBlock) {
+    if (file[at + 1] != 2) continue;
+    std::fill_n(file.begin() + static_cast<ptrdiff_t>(at), vault::kBlock, uint8_t{0});
+    file[at + 1] = 2;
   }
-  return "found" + Describe({found}) + ", expected" + Describe(worlds);
+  return file;
 }
 
-}  // namespace
-
-World WorldOf(DataBaseHandle* handle) {
-  World world;
-  for (uint32_t kind = 0; kind < kKinds; ++kind) {
-    for (uint32_t id = FirstGetItemID(handle, kind); id != 0; id = NextGetItemID(handle, kind)) {
-      Item& item = world.items[id];
-      item.kind = kind;
-      uint32_t word = id, pending;
-      if (const PmChar* userData = GetItemAddons(handle, id, &pending)) item.userData = userData;
-      const auto* bytes = static_cast<const uint8_t*>(PmGetItemPtrByID(handle, &word));
-      if (bytes != nullptr) item.bytes.assign(bytes, bytes + word);
-    }
-  }
-  for (uint32_t id = 1; id <= kMaxId; ++id) {
-    if (world.items.count(id) == 0 && storage::FindItemInIndex(id) != nullptr) world.strays.insert(id);
-  }
-  return world;
-}
-
-std::string Describe(const Worlds& worlds) {
+std::string Describe(const States& states) {
   std::string text;
-  for (const World& world : worlds) {
+  for (const Bytes& file : states) {
     text += " [";
-    for (const auto& [id, item] : world.items) {
-      const std::string bytes(item.bytes.begin(), item.bytes.end());
-      text += std::to_string(id) + ":" + std::to_string(bytes.size()) + "#" +
-              std::to_string(std::hash<std::string>()(bytes) % 10000) + " ";
+    for (size_t at = 0; at + vault::kBlock <= file.size(); at += vault::kBlock) {
+      const uint8_t* block = &file[at];
+      const std::string bytes(block, block + vault::kBlock);
+      if (block[1] == 2) text += "free ";
+      if (block[1] != 2)
+        text += std::to_string(vault::Get(block + 12)) + "." + std::to_string(vault::Get(block + 2, 2)) +
+                "#" + std::to_string(std::hash<std::string>()(bytes) % 1000) +
+                (vault::IsSound(block) ? " " : "! ");
     }
-    for (const uint32_t id : world.strays) text += "stray " + std::to_string(id) + " ";
     text += "]";
   }
   return text;
 }
 
-std::string Recover(const std::filesystem::path& path, const Worlds& worlds) {
-  const PmString name = Pm(path), backup = Pm(BackupOf(path));
-  const bool restored = FExists(backup.c_str()) == 0;
-  if (restored && PmRestoreBackupFile(name.c_str()) != 0) return "the backup was refused";
+void CopyVault(const fs::path& from, const fs::path& to) {
+  const auto copy = [](const fs::path& source, const fs::path& target) {
+    fs::remove(target);
+    if (fs::exists(source)) fs::copy_file(source, target);
+  };
+  copy(from, to), copy(JournalOf(from), JournalOf(to)), copy(BackupOf(from), BackupOf(to));
+}
+
+std::string Judge(const fs::path& path, Opening opening, const States& states) {
+  const PmString name = Pm(path);
+  const bool left = fs::exists(JournalOf(path)) || fs::exists(BackupOf(path));
+  const bool restored = opening == Opening::kRestore && PmRestoreBackupFile(name.c_str()) == 0;
+  if (opening == Opening::kRestore && left != restored)
+    return left ? "it is not restored" : "restored from nothing";
   DataBaseHandle* handle = OpenDataBaseFile(name.c_str());
-  if (handle == nullptr) return "the vault does not open";
-  std::string wrong = Compare(handle, worlds);
-  CloseDataBaseFile(handle);
+  if (handle == nullptr) return "it does not open";
   if (restored) CloseDataBaseFile(handle);
-  if (FExists(backup.c_str()) == 0) wrong += " and the backup stayed";
+  Model found;
+  found.disk = ReadBytes(path).value_or(Bytes());
+  std::string wrong;
+  if (states.count(Blank(found.disk)) == 0)
+    wrong = "found" + Describe({found.disk}) + ", expected" + Describe(states);
+  found.open();
+  wrong += found.differences(handle);
+  CloseDataBaseFile(handle);
+  if (wrong.empty()) wrong = vault::Fault(ReadBytes(path).value_or(Bytes(1)));
+  for (const auto& entry : fs::directory_iterator(path.parent_path())) {
+    const std::string beside = entry.path().filename();
+    if (beside.rfind("." + path.filename().string(), 0) == 0) wrong += " left behind: " + beside;
+  }
   return wrong;
 }
 
@@ -73,206 +69,247 @@ void Session::record(const std::vector<seam::Change>* changes) {
   calls_.clear();
 }
 
-// Makes a call and notes what it may leave on the medium: the states before it, the state in memory after it,
-// or either.
-template <typename Body>
-void Session::call(int v, Body body) {
+Session::Call Session::begin() const {
   Call call{};
-  const int firstCall = seam::CallNum();
   call.firstChange = changes_ != nullptr ? changes_->size() : 0;
-  for (int i = 0; i < kVaults; ++i) call.during[i] = vaults_[i].durable;
-  Vault& vault = vaults_[v];
-  Outcome outcome = body(vault);
-  if (seam::CallNum() == firstCall) outcome = kNothingWritten;  // a result of 0 then says nothing new
-  if (outcome != kNothingWritten) call.during[v].push_back(vault.memory);
-  if (outcome == kPerhapsWritten) vault.durable.push_back(vault.memory);
-  if (outcome == kWritten) vault.durable = {vault.memory};
-  for (int i = 0; i < kVaults; ++i) call.after[i] = vaults_[i].durable;
-  call.during[v].insert(call.during[v].end(), vault.durable.begin(), vault.durable.end());
-  call.endCall = seam::CallNum();
+  for (int v = 0; v < kVaults; ++v) call.during[v] = vaults_[v].states;
+  return call;
+}
+
+void Session::end(Call call) {
   call.endChange = changes_ != nullptr ? changes_->size() : 0;
+  for (int v = 0; v < kVaults; ++v) {
+    call.after[v] = vaults_[v].states;
+    call.during[v].insert(call.after[v].begin(), call.after[v].end());
+  }
   calls_.push_back(std::move(call));
 }
 
-// A result as the interface documents it.
-int32_t Session::noted(int32_t result) {
-  EXPECT_TRUE(result == 0 || result == -1 || (seam::Struck() && (result == -2 || result == -4))) << result;
-  return lastResult_ = result;
+// Makes a call. Each model goes two ways: all is written, or nothing can be. What the library answers, and whether
+// anything failed in this call or since the last that told, says which of them it went.
+void Session::call(int v, const std::function<int32_t(Model&)>& model,
+                   const std::function<int32_t()>& library) {
+  Vault& vault = vaults_[v];
+  Call call = begin();
+  std::vector<Model> written = vault.models, unwritten = vault.models;
+  int32_t whenWritten = 0, whenNot = 0;
+  bool writes = false;
+  States reached;
+  for (Model& m : written) {
+    const int before = m.writes;
+    whenWritten = model(m);
+    writes |= m.writes != before;
+    reached.insert(Blank(m.recovered()));
+  }
+  for (Model& m : unwritten) {
+    m.refused = true;
+    whenNot = model(m);
+    m.refused = false;
+  }
+
+  const int before = seam::Struck();
+  const int32_t result = lastResult_ = library();
+  const bool struck = seam::Struck() != before;
+  vault.doubtful |= struck;
+  if (result == whenWritten && (result == whenNot ? !writes || !vault.doubtful : true)) {
+    vault.models = written;
+    if (writes) vault.states = reached;
+    if (writes && !struck) tellApart(v);
+  } else {
+    EXPECT_TRUE(vault.doubtful) << "the result is " << result;
+    EXPECT_TRUE(result == -1 || result == -2 || result == -4 || result == whenNot) << result;
+    if (writes) vault.states.insert(reached.begin(), reached.end());
+    if (result != -1) vault.models = unwritten;
+    if (result == whenWritten) vault.models.insert(vault.models.end(), written.begin(), written.end());
+  }
+  call.during[v].insert(reached.begin(), reached.end());
+  end(std::move(call));
 }
 
-// After a call that syncs without telling how that went: it did, when nothing was struck.
-Session::Outcome Session::synced(const Vault& vault, int32_t result) {
-  if (vault.inTransaction) return kNothingWritten;
-  return result == 0 && !seam::Struck() ? kWritten : kPerhapsWritten;
+// All is written: of the models stay those whose data file this is.
+void Session::tellApart(int v) {
+  Vault& vault = vaults_[v];
+  seam::Suspend(true);
+  const Bytes file = ReadBytes(path(v)).value_or(Bytes());
+  seam::Suspend(false);
+  States expected;
+  std::vector<Model> fitting;
+  for (const Model& model : vault.models) {
+    expected.insert(model.disk);
+    if (model.disk == file && fitting.empty()) fitting.push_back(model);
+  }
+  EXPECT_FALSE(fitting.empty()) << "the file is" << Describe({file}) << ", expected" << Describe(expected);
+  if (!fitting.empty()) vault.models = fitting;
+  vault.states = {Blank(vault.models.front().recovered())};
+  vault.doubtful = false;
 }
 
-void Session::open(int v) {
+void Session::makeCurrent(int v) const {
+  uint32_t noSuchId = 1000;
+  PmGetItemPtrByID(vaults_[v].handle, &noSuchId);
+}
+
+void Session::open(int v, Opening opening) {
   if (isOpen(v)) return;
-  call(v, [&](Vault& vault) {
-    const bool restored = exists(BackupOf(path(v)));
-    if (restored && PmRestoreBackupFile(Pm(path(v)).c_str()) != 0) return kNothingWritten;
-    vault.handle = OpenDataBaseFile(Pm(path(v)).c_str());
-    if (vault.handle == nullptr) return kNothingWritten;
-    if (restored) CloseDataBaseFile(vault.handle);
+  Vault& vault = vaults_[v];
+  Call call = begin();
+  const PmString name = Pm(path(v));
+  const int before = seam::Struck();
+  const bool restored = opening == Opening::kRestore && PmRestoreBackupFile(name.c_str()) == 0;
+  vault.handle = OpenDataBaseFile(name.c_str());
+  if (restored) CloseDataBaseFile(vault.handle);
+  const bool struck = seam::Struck() != before;
+  EXPECT_TRUE(struck || isOpen(v)) << "it does not open";
+  if (isOpen(v)) {
     seam::Suspend(true);
-    EXPECT_EQ(Compare(vault.handle, vault.durable), "");
-    for (const World& world : vault.durable) {
-      vault.memory = world;
-      if (vault.durable.size() == 1 || Compare(vault.handle, {world}).empty()) break;
-    }
+    Model model;
+    model.disk = ReadBytes(path(v)).value_or(Bytes());
+    const Bytes found = Blank(model.disk);
+    EXPECT_EQ(vault.states.count(found), 1u)
+        << "found" << Describe({found}) << ", expected" << Describe(vault.states);
+    model.open();
+    EXPECT_EQ(model.differences(vault.handle), "");
     seam::Suspend(false);
-    // Behind a flush that failed, what is seen is not yet what the medium would give after a power failure.
-    return seam::Struck() ? kPerhapsWritten : kWritten;
-  });
+    vault.models = {model};
+    vault.doubtful = struck;
+    if (!struck) vault.states = {found};
+  }
+  end(std::move(call));
+}
+
+// What a crash while a vault is being closed may leave, besides what it was.
+States Session::closing(const Vault& vault) {
+  States states;
+  for (const Model& model : vault.models) {
+    for (const Bytes& file : model.statesOfClose()) states.insert(Blank(file));
+  }
+  return states;
+}
+
+// Behind a close during which nothing failed stands the last of these states, and nothing beside it.
+void Session::closed(int v, bool struck) {
+  Vault& vault = vaults_[v];
+  const States between = closing(vault);
+  vault.states.insert(between.begin(), between.end());
+  vault.handle = nullptr;
+  if (struck || vault.doubtful) return;
+  seam::Suspend(true);
+  vault.models.front().opens = 1;
+  vault.models.front().close();
+  const Bytes file = ReadBytes(path(v)).value_or(Bytes());
+  EXPECT_EQ(Describe({file}), Describe({vault.models.front().disk}));
+  EXPECT_FALSE(fs::exists(JournalOf(path(v)))) << "the journal stayed";
+  EXPECT_FALSE(fs::exists(BackupOf(path(v)))) << "the backup stayed";
+  vault.states = {Blank(file)};
+  seam::Suspend(false);
 }
 
 void Session::close(int v) {
   if (!isOpen(v)) return;
-  call(v, [&](Vault& vault) {
-    EXPECT_EQ(CloseDataBaseFile(vault.handle), 0);
-    return closed(&vault);
-  });
+  Call call = begin();
+  const int before = seam::Struck();
+  EXPECT_EQ(CloseDataBaseFile(vaults_[v].handle), 0);
+  call.during[v].merge(closing(vaults_[v]));
+  closed(v, seam::Struck() != before);
+  end(std::move(call));
 }
 
 void Session::takeDown() {
+  Call call = begin();
+  const int before = seam::Struck();
   ReleasePmTotalDataController();
+  const bool struck = seam::Struck() != before;
+  seam::Suspend(true);
   EXPECT_EQ(InitPmTotalDataController(), 1);
-  for (Vault& vault : vaults_) {
-    if (vault.handle == nullptr) continue;
-    if (closed(&vault) == kWritten) vault.durable.clear();
-    vault.durable.push_back(vault.memory);
+  seam::Suspend(false);
+  for (int v = 0; v < kVaults; ++v) {
+    if (!isOpen(v)) continue;
+    call.during[v].merge(closing(vaults_[v]));
+    closed(v, struck);
   }
+  end(std::move(call));
 }
 
-Session::Outcome Session::closed(Vault* vault) {
-  vault->handle = nullptr;
-  if (!vault->inTransaction) return seam::Struck() ? kPerhapsWritten : kWritten;
-  dropTransaction(vault);
-  return kPerhapsWritten;
-}
-
-// What an open transaction changed goes with the close, but the blocks that it freed are squeezed out: those
-// of the items that it removed, and those of the table when it removed them all.
-void Session::dropTransaction(Vault* vault) {
-  Worlds squeezed = vault->durable;
-  for (World& world : squeezed) {
-    bool none = true;
-    for (auto& [id, item] : world.items) {
-      if (vault->removedInTransaction.count(id) != 0) item.bytes.clear();
-      none = none && item.bytes.empty();
-    }
-    vault->durable.push_back(world);
-    if (none) vault->durable.push_back({{}, world.strays});
-  }
-  vault->memory = squeezed.back();
-  vault->inTransaction = false;
-  vault->removedInTransaction.clear();
-}
-
-void Session::insert(int v, uint32_t id, size_t size, int32_t syncNow, size_t userDataLength) {
+void Session::insert(int v, uint32_t id, size_t size, bool syncNow, size_t userDataLength) {
   if (!isOpen(v)) return;
-  call(v, [&](Vault& vault) {
-    auto& items = vault.memory.items;
-    const bool isNew = items.count(id) == 0;
-    Item item{id % kKinds, std::nullopt, newBytes(size)};
-    if (userDataLength != 0) item.userData = PmString(userDataLength, static_cast<PmChar>('a' + id));
-    const PmChar* userData = item.userData ? item.userData->c_str() : nullptr;
-    if (isNew && RetainID(vault.handle, id, item.kind, userData) != 1) {
-      uint32_t pending;  // from an insert that failed: it keeps what it was made with
-      userData = GetItemAddons(vault.handle, id, &pending);
-      item.userData = userData != nullptr ? std::optional<PmString>(userData) : std::nullopt;
-    }
-    const auto count = static_cast<uint32_t>(size);
-    const int32_t result = noted(InserItemToDataBase(vault.handle, id, item.bytes.data(), count, syncNow));
-    if (!isNew) {
-      if (result != -1) items[id].bytes = item.bytes;
-      if (syncNow == 0) return kNothingWritten;
-    } else if (result == 0) {
-      items[id] = item;
-      vault.memory.strays.erase(id);
-    } else {
-      vault.memory.strays.insert(id);  // in memory, and unlisted until the call is made again
-      for (World& world : vault.durable) world.strays.insert(id);
-    }
-    return synced(vault, result);
-  });
+  DataBaseHandle* handle = vaults_[v].handle;
+  const Bytes bytes = newBytes(size);
+  const Model& model = vaults_[v].models.front();
+  if (model.find(id) == nullptr && model.pending.count(id) == 0) {
+    std::optional<PmString> userData;
+    if (userDataLength != 0) userData = PmString(userDataLength, static_cast<PmChar>('a' + id));
+    if (RetainID(handle, id, 1 + id % 2, userData ? userData->c_str() : nullptr) != 1) return;
+    for (Model& m : vaults_[v].models) m.pending[id] = {{0, 0}, 1 + id % 2, id, userData};
+  }
+  call(
+      v, [&](Model& m) { return m.insert(id, bytes, syncNow); },
+      [&] { return InserItemToDataBase(handle, id, bytes.data(), static_cast<uint32_t>(size), syncNow); });
 }
 
-void Session::modify(int v, uint32_t id, int32_t offset, size_t size, int32_t syncNow) {
-  if (!isOpen(v) || vaults_[v].memory.items.count(id) == 0) return;
-  call(v, [&](Vault& vault) {
-    Bytes& item = vault.memory.items[id].bytes;
-    const Bytes bytes = newBytes(size);
-    const auto count = static_cast<uint32_t>(size);
-    const int32_t result = noted(PmModifyItem(vault.handle, id, bytes.data(), offset, count, syncNow));
-    if (result == -1) return kNothingWritten;
-    const size_t from = offset == -1 ? 0 : static_cast<size_t>(offset);
-    if (offset == -1 || from + size > item.size()) item.resize(from + size);
-    std::copy(bytes.begin(), bytes.end(), item.begin() + static_cast<ptrdiff_t>(from));
-    return syncNow != 0 ? synced(vault, result) : kNothingWritten;
-  });
+void Session::modify(int v, uint32_t id, int32_t offset, size_t size, bool syncNow) {
+  if (!isOpen(v)) return;
+  const Bytes bytes = newBytes(size);
+  call(
+      v, [&](Model& m) { return m.modify(id, bytes, offset, syncNow); },
+      [&] {
+        return PmModifyItem(vaults_[v].handle, id, bytes.data(), offset, static_cast<uint32_t>(size),
+                            syncNow);
+      });
 }
 
-void Session::remove(int v, uint32_t id, int32_t syncNow) {
-  if (!isOpen(v) || vaults_[v].memory.items.count(id) == 0) return;
-  call(v, [&](Vault& vault) {
-    auto& [items, strays] = vault.memory;
-    const int32_t result = noted(DeleteItemFromDataBase(vault.handle, id, syncNow));
-    if (result != 0) {
-      if (storage::FindItemInIndex(id) == nullptr) items[id].bytes.clear();
-    } else {
-      items.erase(id);
-      if (vault.inTransaction) vault.removedInTransaction.insert(id);
-      if (!vault.inTransaction && syncNow == 0) strays.insert(id);
-    }
-    return synced(vault, result);
-  });
+void Session::remove(int v, uint32_t id, bool syncNow) {
+  if (!isOpen(v)) return;
+  call(
+      v, [&](Model& m) { return m.remove(id, syncNow); },
+      [&] { return DeleteItemFromDataBase(vaults_[v].handle, id, syncNow); });
 }
 
-void Session::read(int v, uint32_t id) const {
-  if (isOpen(v)) PmGetItemPtrByID(vaults_[v].handle, &id);
+void Session::read(int v, uint32_t id) {
+  if (!isOpen(v)) return;
+  const int before = seam::Struck();
+  const bool found = PmGetItemPtrByID(vaults_[v].handle, &id) != nullptr;
+  if (seam::Struck() != before && !found) return;
+  for (Model& m : vaults_[v].models) m.get(id);
 }
 
 void Session::start(int v) {
   if (!isOpen(v)) return;
-  read(v, kNoSuchId);  // makes the vault the current one
-  EXPECT_EQ(PmStartTransaction(), 0);
-  vaults_[v].inTransaction = true;
+  makeCurrent(v);
+  call(
+      v, [](Model& m) { return m.start(); }, PmStartTransaction);
 }
 
 void Session::stop(int v) {
   if (!isOpen(v)) return;
-  read(v, kNoSuchId);
-  call(v, [&](Vault& vault) {
-    vault.inTransaction = false;
-    vault.removedInTransaction.clear();
-    return noted(PmStopTransaction()) == 0 ? kWritten : kPerhapsWritten;
-  });
+  makeCurrent(v);
+  call(
+      v, [](Model& m) { return m.stop(); }, PmStopTransaction);
 }
 
 void Session::sync(int v) {
   if (!isOpen(v)) return;
-  read(v, kNoSuchId);
-  call(v, [&](Vault& vault) {
-    noted(PmSyncDirtyData());
-    if (vault.inTransaction) return kNothingWritten;
-    return lastResult_ == 0 ? kWritten : kPerhapsWritten;
-  });
+  makeCurrent(v);
+  call(
+      v, [](Model& m) { return m.sync(); }, PmSyncDirtyData);
 }
 
-std::string Session::checkClean(int v) const {
-  if (!isOpen(v)) return "";
-  read(v, kNoSuchId);
-  const Bytes file = ReadBytes(path(v)).value_or(Bytes());
-  for (const auto& [id, listed] : vaults_[v].memory.items) {
-    const storage::ItemInfo* item = storage::FindItemInIndex(id);
-    if (item == nullptr || item->dirty || listed.bytes.empty()) continue;
-    vault::Item placed{item->size, {}};
-    for (const uint32_t offset : item->fragments) {
-      if (offset + vault::kBlock > file.size()) return "a block of item " + std::to_string(id);
-      placed.blocks.push_back(offset / vault::kBlock);
-    }
-    if (vault::Assemble(file, placed) != listed.bytes) return "item " + std::to_string(id);
+void Session::draw(uint32_t seed, int calls) {
+  std::mt19937 random(seed);
+  const auto draw = [&](uint32_t limit) { return static_cast<uint32_t>(random() % limit); };
+  constexpr size_t kSizes[] = {0, 1, 500, 999, 1000, 1001, 1500, 2000, 2001, 3000, 3300, 4999};
+  for (int i = 0; i < calls; ++i) {
+    const int v = draw(6) == 0 ? 1 : 0;
+    const uint32_t id = 1 + draw(6), what = draw(12);
+    const bool syncNow = draw(3) == 0;
+    const size_t size = kSizes[draw(std::size(kSizes))];
+    open(v, draw(2) == 0 ? Opening::kPlain : Opening::kRestore);
+    if (what == 0) start(v);
+    if (what == 1) stop(v);
+    if (what == 2) sync(v);
+    if (what == 3) close(v);
+    if (what == 4 || what == 5) remove(v, id, syncNow);
+    if (what == 6) read(v, id);
+    if (what == 7) modify(v, id, static_cast<int32_t>(draw(2200)) - 1, size, syncNow);
+    if (what >= 8) insert(v, id, size, syncNow, draw(4) == 0 ? 1 + draw(600) : 0);
   }
-  return "";
 }

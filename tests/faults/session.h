@@ -1,107 +1,83 @@
-// A run of calls on vaults, with what may be found on the medium at each moment if the process or the power
-// ended there.
+// Calls on vaults, each made on the library and on the model. While calls of the system fail, what a call may have
+// come to is kept as several models, until a call that goes well tells them apart; and with each call stands what
+// the medium may give at each moment if the process or the power ended there.
 #pragma once
 
-#include <stdlib.h>
-
-#include <tuple>
+#include <functional>
 
 #include "tests/faults/seam.h"
 #include "tests/support/fixture.h"
+#include "tests/support/model.h"
 
-// A folder in memory where the system has that: many thousands of small files come and go.
-struct FastFolder {
-  std::string name = std::filesystem::exists("/dev/shm") ? "/dev/shm/pmstore-XXXXXX" : "/tmp/pmstore-XXXXXX";
-  const std::filesystem::path path = mkdtemp(name.data());
-  ~FastFolder() { std::filesystem::remove_all(path); }
-  void clear() const {
-    for (const auto& entry : std::filesystem::directory_iterator(path)) remove_all(entry.path());
-  }
-};
+// Data files, with nothing but the mark in their free blocks.
+using States = std::set<Bytes>;
+Bytes Blank(Bytes file);
+std::string Describe(const States& states);
 
-struct Item {
-  uint32_t kind = 0;
-  std::optional<PmString> userData;
-  Bytes bytes;  // none also for an item that is listed but not there
-  bool operator==(const Item& other) const {
-    return std::tie(kind, userData, bytes) == std::tie(other.kind, other.userData, other.bytes);
-  }
-};
+// Opens or restores a closed vault and closes it again. An empty text when it was in one of the states, else what
+// is wrong.
+enum class Opening { kPlain, kRestore };
+std::string Judge(const std::filesystem::path& path, Opening opening, const States& states);
 
-// A vault's items, and the unlisted IDs whose packets may lie in it.
-struct World {
-  std::map<uint32_t, Item> items;
-  std::set<uint32_t> strays;
-};
-using Worlds = std::vector<World>;
-std::string Describe(const Worlds& worlds);
-
-// What an open database, the current one, lists and holds.
-World WorldOf(DataBaseHandle* handle);
-
-// Opens a closed vault by the recovery rule (a backup wins) and closes it again. An empty text when it is one
-// of `worlds`, else what is wrong.
-std::string Recover(const std::filesystem::path& path, const Worlds& worlds);
+// Copies a vault with what stands beside it to another folder.
+void CopyVault(const std::filesystem::path& from, const std::filesystem::path& to);
 
 class Session {
  public:
   static constexpr int kVaults = 2;
-  static std::filesystem::path pathIn(const std::filesystem::path& folder, int v) {
-    return folder / (v == 0 ? "a.db" : "b.db");
-  }
 
-  // One call: which system calls and changes it made, and what may stand on the medium while it runs and
-  // after.
   struct Call {
-    int endCall;
     size_t firstChange, endChange;
-    Worlds during[kVaults], after[kVaults];
+    States during[kVaults], after[kVaults];
   };
 
   explicit Session(const std::filesystem::path& folder) : folder_(folder) {}
 
   // The calls; each does nothing when the vault is not open. `v` is the vault's number.
-  void open(int v);  // by the recovery rule
+  void open(int v, Opening opening = Opening::kPlain);
   void close(int v);
-  void insert(int v, uint32_t id, size_t size, int32_t syncNow = 0, size_t userDataLength = 0);
-  void modify(int v, uint32_t id, int32_t offset, size_t size, int32_t syncNow = 0);
-  void remove(int v, uint32_t id, int32_t syncNow = 0);
-  void read(int v, uint32_t id) const;
+  void insert(int v, uint32_t id, size_t size, bool syncNow = false, size_t userDataLength = 0);
+  void modify(int v, uint32_t id, int32_t offset, size_t size, bool syncNow = false);
+  void remove(int v, uint32_t id, bool syncNow = false);
+  void read(int v, uint32_t id);
   void start(int v);
   void stop(int v);
   void sync(int v);
   void takeDown();  // the library, with the vaults that are open; and brings it up again
 
-  // The first item that the engine holds for clean and that does not stand in the data file so; else an empty
-  // text.
-  std::string checkClean(int v) const;
+  // Calls drawn by the seed; begins and ends with any vault open or closed.
+  void draw(uint32_t seed, int calls);
+
   bool isOpen(int v) const { return vaults_[v].handle != nullptr; }
   int32_t lastResult() const { return lastResult_; }
   std::filesystem::path path(int v) const { return pathIn(folder_, v); }
-  const Worlds& onMedium(int v) const { return vaults_[v].durable; }
-  // For a session that starts on files that stand already.
-  void assume(int v, const Worlds& worlds) { vaults_[v].durable = worlds; }
+  static std::filesystem::path pathIn(const std::filesystem::path& folder, int v) {
+    return folder / (v == 0 ? "a.db" : "b.db");
+  }
+
+  // What the medium may give now. For a session that starts on files that stand already, it is to be set.
+  const States& states(int v) const { return vaults_[v].states; }
+  void assume(int v, const States& states) { vaults_[v].states = states; }
 
   // Notes the calls from now on, with how many changes there were.
   void record(const std::vector<seam::Change>* changes);
   const std::vector<Call>& calls() const { return calls_; }
 
  private:
-  enum Outcome { kNothingWritten, kPerhapsWritten, kWritten };
   struct Vault {
     DataBaseHandle* handle = nullptr;
-    World memory;
-    Worlds durable{World()};
-    bool inTransaction = false;
-    std::set<uint32_t> removedInTransaction;
+    std::vector<Model> models{Model()};
+    States states{Bytes()};
+    bool doubtful = false;  // something failed, and no call has told since that all is written
   };
 
-  template <typename Body>
-  void call(int v, Body body);
-  static Outcome closed(Vault* vault);
-  static void dropTransaction(Vault* vault);
-  static Outcome synced(const Vault& vault, int32_t result);
-  int32_t noted(int32_t result);
+  Call begin() const;
+  void end(Call call);
+  void call(int v, const std::function<int32_t(Model&)>& model, const std::function<int32_t()>& library);
+  static States closing(const Vault& vault);
+  void closed(int v, bool struck);
+  void tellApart(int v);
+  void makeCurrent(int v) const;
   Bytes newBytes(size_t size) { return Pattern(size, ++seed_); }
 
   std::filesystem::path folder_;
@@ -111,15 +87,3 @@ class Session {
   uint32_t seed_ = 0;
   int32_t lastResult_ = 0;
 };
-
-// What is run while things fail: fixed scenarios, one a kind of write.
-struct Scenario {
-  const char* name;
-  void (*prepare)(Session& s);  // before anything fails
-  void (*run)(Session& s);
-  bool recovers = true;  // the vault opens by the recovery rule at every moment
-};
-extern const std::vector<Scenario> kScenarios;
-
-// A run of calls drawn by the seed; begins and ends with any vault open or closed.
-void RunDrawn(Session& s, uint32_t seed, int length);

@@ -42,6 +42,7 @@ class Model {
   int opens = 0;
   bool inTransaction = false;
   bool refused = false;  // nothing can be written
+  int writes = 0;        // how often the file was
 
   void open() {
     if (opens++ > 0) return;
@@ -96,6 +97,20 @@ class Model {
     return 0;
   }
 
+  // What a crash during a close may leave, besides the states before it and after it: synced, and with the blocks
+  // that a transaction freed given up.
+  std::vector<Bytes> statesOfClose() const {
+    Model closing = *this;
+    closing.sync();
+    std::vector<Bytes> states{closing.recovered()};
+    if (closing.items.empty()) return states;
+    closing.noteWritten();
+    states.push_back(closing.recovered());
+    closing.compact();
+    states.push_back(closing.disk);
+    return states;
+  }
+
   void compact() {
     if (items.empty() || refused) return;
     const size_t live = blockNum() - free_.size();
@@ -114,8 +129,8 @@ class Model {
     if (waiting == pending.end() && find(id) == nullptr) return -5;
     current = this;
     put(id, bytes);
-    if (syncNow) sync();
-    if (waiting == pending.end()) return 0;
+    const int32_t synced = syncNow ? sync() : 0;
+    if (synced != 0 || waiting == pending.end()) return synced;
     commit(waiting->second);
     pending.erase(waiting);
     saveTable();
@@ -141,8 +156,7 @@ class Model {
     item.bytes->resize(item.size);
     std::copy(bytes.begin(), bytes.end(), item.bytes->begin() + from);
     item.dirty = true;
-    if (syncNow) sync();
-    return 0;
+    return syncNow ? sync() : 0;
   }
 
   int32_t remove(uint32_t id, bool syncNow) {
@@ -150,6 +164,7 @@ class Model {
     if (find(id) == nullptr) return -5;
     current = this;
     if (items.count(id) == 0) return -1;
+    if (refused && syncNow && !inTransaction) return -4;
     drop(id, syncNow);
     const auto hasId = [id](const auto& slot) { return slot && slot->id == id; };
     std::find_if(committed.begin(), committed.end(), hasId)->reset();
@@ -163,23 +178,26 @@ class Model {
     return bytesOf(id);
   }
 
-  void sync() {
-    if (inTransaction || refused) return;
-    bool wrote = false;
-    for (auto& [id, item] : items) {
-      if (!item.dirty) continue;
-      save(id, &item);
-      wrote = true;
-    }
-    if (!wrote) return;
+  int32_t sync() {
+    const auto isDirty = [](const auto& item) { return item.second.dirty; };
+    if (inTransaction || std::none_of(items.begin(), items.end(), isDirty)) return 0;
+    if (refused) return -4;
+    for (auto& [id, item] : items)
+      if (item.dirty) save(id, &item);
     noteWritten();
     backup = disk;
+    return 0;
   }
 
-  void stop() {
+  int32_t start() {
+    inTransaction = true;
+    return 0;
+  }
+
+  int32_t stop() {
     inTransaction = false;
-    markFree();
-    sync();
+    const int32_t marked = markFree();
+    return marked != 0 ? marked : sync();
   }
 
   const Record* find(uint32_t id) const {
@@ -213,6 +231,34 @@ class Model {
       if (slot && slot->kind == kind) ids.push_back(slot->id);
     }
     return ids;
+  }
+
+  // How the database that the handle is open on differs from this one; empty when it does not.
+  std::string differences(DataBaseHandle* handle) {
+    std::ostringstream text;
+    for (uint32_t kind = 1; kind <= 3; ++kind) {
+      std::vector<uint32_t> found;
+      for (uint32_t id = FirstGetItemID(handle, kind); id != 0; id = NextGetItemID(handle, kind))
+        found.push_back(id);
+      if (found != list(kind)) text << " kind " << kind << " lists " << found.size() << " others;";
+    }
+    while (next(3) != 0) continue;
+    for (const auto& slot : committed) {
+      uint32_t pends = 1;
+      const PmChar* userData = slot ? GetItemAddons(handle, slot->id, &pends) : nullptr;
+      const auto found = userData != nullptr ? std::optional<vault::PmString>(userData) : std::nullopt;
+      if (slot && (found != slot->userData || pends != 0))
+        text << " the user data of " << slot->id << " differ;";
+    }
+    for (const auto& [id, item] : items) {
+      uint32_t word = id;
+      const auto* found = id == 0 ? nullptr : static_cast<const uint8_t*>(PmGetItemPtrByID(handle, &word));
+      const Bytes* bytes = id == 0 ? nullptr : bytesOf(id);
+      const bool same = found != nullptr && bytes != nullptr ? Bytes(found, found + word) == *bytes
+                                                             : found == nullptr && bytes == nullptr;
+      if (!same) text << " item " << id << " differs;";
+    }
+    return text.str();
   }
 
   // The report on the file, with or without the items' bytes.
@@ -273,14 +319,17 @@ class Model {
     if (syncNow) markFree();
   }
 
-  void markFree() {
-    if (inTransaction || refused) return;
-    if (std::all_of(free_.begin(), free_.end(), [&](uint32_t b) { return isMarked(b); })) return;
+  int32_t markFree() {
+    if (inTransaction) return 0;
+    if (std::all_of(free_.begin(), free_.end(), [&](uint32_t b) { return isMarked(b); })) return 0;
+    if (refused) return -4;
     for (const uint32_t b : free_) block(b)[1] = 2;
     noteWritten();
+    return 0;
   }
 
   void noteWritten() {
+    ++writes;
     journal = true;
     unmarked.clear();
     for (const uint32_t b : free_)

@@ -1,0 +1,329 @@
+// What recovery does with whatever stands beside each other, by name: the cases that drawn sessions cannot reach.
+// And who may have a vault when several want it.
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "tests/faults/session.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+Bytes File(const fs::path& path) {
+  return ReadBytes(path).value_or(Bytes());
+}
+
+bool IsSetAside(const fs::path& path) {
+  return fs::exists(path.parent_path() / ("." + path.filename().string() + ".pmo"));
+}
+
+class Recovery : public testing::Test {
+ protected:
+  Recovery() { EXPECT_EQ(InitPmTotalDataController(), 1); }
+  ~Recovery() override { ReleasePmTotalDataController(); }
+
+  // What stood beside each other when a process died, and what was there before.
+  struct Crash {
+    Bytes older, before, after, journal,
+        backup;  // the data file: when closed earlier, when opened, and at the end
+  };
+
+  // Items 1 to 4 in a closed vault, changed and closed; then a session that changes item 2 alone, deletes 3, adds 5 and
+  // dies.
+  Crash crash() {
+    const TempFolder folder;
+    Session s(folder.path());
+    s.open(0), s.start(0);
+    s.insert(0, 1, 300), s.insert(0, 2, 2500), s.insert(0, 3, 1000), s.insert(0, 4, 5200);
+    s.stop(0), s.close(0);
+    Crash crash;
+    crash.older = File(s.path(0));
+    s.open(0), s.modify(0, 4, 0, 5200, true), s.close(0);
+    crash.before = File(s.path(0));
+    s.open(0), s.modify(0, 2, 0, 2500, true), s.remove(0, 3), s.insert(0, 5, 2200);
+    crash.journal = File(JournalOf(s.path(0)));
+    crash.backup = File(BackupOf(s.path(0)));
+    crash.after = File(s.path(0));
+    after_ = s.states(0);
+    s.takeDown();
+    return crash;
+  }
+
+  // What a vault is that was opened and closed again; nothing when it did not open.
+  std::optional<Bytes> opened(Opening opening) const {
+    if (opening == Opening::kRestore && PmRestoreBackupFile(Pm(path_).c_str()) != 0) return std::nullopt;
+    DataBaseHandle* handle = OpenDataBaseFile(Pm(path_).c_str());
+    if (handle == nullptr) return std::nullopt;
+    if (opening == Opening::kRestore) CloseDataBaseFile(handle);
+    const Bytes found = File(path_);
+    EXPECT_EQ(CloseDataBaseFile(handle), 0);
+    return Blank(found);
+  }
+
+  TempFolder folder_;
+  const fs::path path_ = folder_.path() / "a.db";
+  States after_;
+};
+
+TEST_F(Recovery, OfWhateverStandsTogether) {
+  const Crash was = crash();
+  const Bytes empty, none{0};  // a file that is not there
+  Bytes rot = was.after, headless = was.journal, cut = was.journal,
+        other = vault::MakeBlocks(7, Pattern(9000));
+  rot[rot.size() - 1024 * 2 + 500] ^= 1;
+  headless[100] ^= 1;
+  cut.resize(4096);
+  const Bytes after = *after_.begin();
+  const struct {
+    const char* name;
+    Bytes data, journal, backup, opens, restores;
+    bool setsAside;
+  } kRows[] = {
+      {"all three", was.after, was.journal, was.backup, after, after, false},
+      {"no backup", was.after, was.journal, none, after, after, false},
+      {"nothing carried out", was.before, was.journal, was.backup, after, after, false},
+      {"an older copy", was.older, was.journal, was.backup, was.older, none, true},
+      {"another vault", other, was.journal, was.backup, other, none, true},
+      {"a damaged journal", was.after, headless, was.backup, was.after, none, true},
+      {"no journal", was.after, none, was.backup, was.after, was.backup, false},
+      {"a data file alone", was.after, none, none, was.after, none, false},
+      {"a backup alone", none, none, was.backup, empty, was.backup, false},
+      {"a journal alone", none, was.journal, none, empty, none, true},
+      {"no data file", none, was.journal, was.backup, empty, none, true},
+      {"a journal without a frame", was.before, cut, was.backup, was.before, was.before, false},
+  };
+  for (const auto& row : kRows) {
+    for (const Opening opening : {Opening::kPlain, Opening::kRestore}) {
+      SCOPED_TRACE(std::string(row.name) + (opening == Opening::kPlain ? ", opened" : ", restored"));
+      const TempFolder folder;
+      const auto put = [&](const fs::path& path, const Bytes& bytes) {
+        if (bytes != none) WriteBytes(path, bytes);
+      };
+      for (const auto& entry : fs::directory_iterator(folder_.path())) fs::remove(entry.path());
+      put(path_, row.data), put(JournalOf(path_), row.journal), put(BackupOf(path_), row.backup);
+      const Bytes& expected = opening == Opening::kPlain ? row.opens : row.restores;
+      const auto found = opened(opening);
+      EXPECT_EQ(found.has_value(), expected != none);
+      EXPECT_EQ(Describe({Blank(found.value_or(expected))}), Describe({Blank(expected)}));
+      EXPECT_EQ(IsSetAside(path_), row.setsAside);
+    }
+  }
+}
+
+// An item that the journal says nothing about is damaged while it waits: the others come back.
+TEST_F(Recovery, WithDamageElsewhere) {
+  Crash was = crash();
+  size_t at = 0;  // a packet of item 4
+  while (vault::Get(&was.after[at + 12]) != 4) at += vault::kBlock;
+  was.after[at + 500] ^= 1;
+  WriteBytes(path_, was.after);
+  WriteBytes(JournalOf(path_), was.journal);
+  DataBaseHandle* handle = OpenDataBaseFile(Pm(path_).c_str());
+  ASSERT_NE(handle, nullptr);
+  for (const auto& [id, size] : {std::pair<uint32_t, uint32_t>(1, 300), {2, 2500}, {4, 0}, {5, 2200}}) {
+    uint32_t word = id;
+    const bool found = PmGetItemPtrByID(handle, &word) != nullptr;
+    EXPECT_EQ(found ? word : 0, size) << id;
+  }
+  EXPECT_FALSE(IsSetAside(path_));
+}
+
+// ---- Who may have a vault ----
+
+class Sharing : public Recovery {
+ protected:
+  // Another process that opens the vault, inserts the item and waits to be killed or told to close.
+  struct Other {
+    pid_t process = -1;
+    int orders[2], answers[2];
+  };
+
+  Other start(uint32_t id) const {
+    Other other;
+    EXPECT_EQ(pipe(other.orders) + pipe(other.answers), 0);
+    ReleasePmTotalDataController();
+    other.process = fork();
+    InitPmTotalDataController();
+    if (other.process != 0) {
+      close(other.orders[0]), close(other.answers[1]);
+      wait(other);
+      return other;
+    }
+    close(other.orders[1]), close(other.answers[0]);
+    DataBaseHandle* handle = OpenDataBaseFile(Pm(path_).c_str());
+    char answer = store(handle, id) == 0 ? 'y' : 'n';
+    for (char order = 0; write(other.answers[1], &answer, 1) == 1 && read(other.orders[0], &order, 1) == 1;) {
+      if (order == 'c') CloseDataBaseFile(handle);
+      answer = 'y';
+    }
+    _exit(0);
+  }
+
+  static void wait(const Other& other) {
+    char answer = 0;
+    EXPECT_EQ(read(other.answers[0], &answer, 1), 1);
+    EXPECT_EQ(answer, 'y');
+  }
+
+  static void closeIn(const Other& other) {
+    EXPECT_EQ(write(other.orders[1], "c", 1), 1);
+    wait(other);
+  }
+
+  static void kill(const Other& other) {
+    ::kill(other.process, SIGKILL);
+    waitpid(other.process, nullptr, 0);
+    close(other.orders[1]), close(other.answers[0]);
+  }
+
+  static int32_t store(DataBaseHandle* handle, uint32_t id) {
+    RetainID(handle, id, 1, nullptr);
+    return InserItemToDataBase(handle, id, Pattern(1500, id).data(), 1500, 1);
+  }
+  static uint32_t sizeOf(DataBaseHandle* handle, uint32_t id) {
+    return PmGetItemPtrByID(handle, &id) != nullptr ? id : 0;
+  }
+  DataBaseHandle* open(const fs::path& path) const { return OpenDataBaseFile(Pm(path).c_str()); }
+};
+
+TEST_F(Sharing, WhoFindsItLockedReadsAndChangesNothing) {
+  DataBaseHandle* handle = open(path_);
+  ASSERT_EQ(store(handle, 1), 0);
+  CloseDataBaseFile(handle);
+  const Other other = start(2);
+  handle = open(path_);
+  ASSERT_NE(handle, nullptr);
+  EXPECT_EQ(sizeOf(handle, 2), 1500u) << "it sees what the other reported done";
+  const Bytes file = File(path_), journal = File(JournalOf(path_)), backup = File(BackupOf(path_));
+  EXPECT_EQ(store(handle, 3), -2);
+  EXPECT_EQ(DeleteItemFromDataBase(handle, 1, 1), -2);
+  EXPECT_EQ(CloseDataBaseFile(handle), 0);
+  EXPECT_EQ(File(path_), file);
+  EXPECT_EQ(File(JournalOf(path_)), journal);
+  EXPECT_EQ(File(BackupOf(path_)), backup);
+  kill(other);
+  handle = open(path_);
+  EXPECT_EQ(sizeOf(handle, 2), 1500u);
+  EXPECT_EQ(store(handle, 3), 0) << "a dead process holds nothing";
+}
+
+TEST_F(Sharing, WhoseFileAnotherChangedMeanwhileChangesNothing) {
+  DataBaseHandle* handle = open(path_);
+  ASSERT_EQ(store(handle, 1), 0);
+  CloseDataBaseFile(handle);
+  for (const bool dies : {false, true}) {
+    handle = open(path_);
+    const Other other = start(dies ? 3 : 2);
+    if (!dies) closeIn(other);
+    kill(other);
+    DataBaseHandle* late = open(path_);
+    EXPECT_EQ(store(late, 4), -2) << dies;
+    CloseDataBaseFile(late);
+    if (late != handle) CloseDataBaseFile(handle);
+    handle = open(path_);
+    EXPECT_EQ(sizeOf(handle, 2), 1500u);
+    EXPECT_EQ(sizeOf(handle, 3), dies ? 1500u : 0u);
+    EXPECT_EQ(sizeOf(handle, 4), 0u);
+    CloseDataBaseFile(handle);
+  }
+}
+
+// Through every name that leads to it, a vault is one vault.
+TEST_F(Sharing, UnderSeveralNames) {
+  const fs::path folder = folder_.path() / "folder";
+  fs::create_directory(folder);
+  WriteBytes(path_, {});
+  const fs::path kNames[] = {folder / ".." / "a.db", folder / "soft.db", folder / "hard.db"};
+  fs::create_symlink(path_, kNames[1]);
+  fs::create_hard_link(path_, kNames[2]);
+  uint32_t id = 1;
+  for (const fs::path& name : kNames) {
+    SCOPED_TRACE(name);
+    DataBaseHandle *first = open(path_), *second = open(name);
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(store(first, id), 0);
+    EXPECT_EQ(store(second, id + 1), -2);
+    EXPECT_EQ(CloseDataBaseFile(second), 0);
+    EXPECT_EQ(store(first, id + 2), 0);
+    EXPECT_EQ(CloseDataBaseFile(first), 0);
+    first = open(name);
+    EXPECT_EQ(sizeOf(first, id), 1500u);
+    EXPECT_EQ(sizeOf(first, id + 1), 0u);
+    EXPECT_EQ(sizeOf(first, id + 2), 1500u);
+    EXPECT_EQ(store(first, id + 3), 0);
+    EXPECT_EQ(CloseDataBaseFile(first), 0);
+    id += 4;
+  }
+  EXPECT_EQ(vault::Fault(File(path_)), "");
+  EXPECT_TRUE(fs::is_symlink(kNames[1]));
+}
+
+// A vault that was reached through a symbolic link is recovered under its own name, and the other way round.
+TEST_F(Sharing, ACrashUnderOneNameIsRecoveredUnderAnother) {
+  const fs::path folder = folder_.path() / "folder", link = folder / "link.db";
+  fs::create_directory(folder);
+  WriteBytes(path_, {});
+  fs::create_symlink(path_, link);
+  const TempFolder dead;
+  for (const bool throughLink : {true, false}) {
+    DataBaseHandle* handle = open(throughLink ? link : path_);
+    ASSERT_EQ(store(handle, throughLink ? 1 : 2), 0);
+    EXPECT_TRUE(fs::exists(JournalOf(path_))) << "beside the file itself";
+    CopyVault(path_, dead.path() / "a.db");
+    CloseDataBaseFile(handle);
+    CopyVault(dead.path() / "a.db", path_);
+    handle = open(throughLink ? path_ : link);
+    EXPECT_EQ(sizeOf(handle, throughLink ? 1 : 2), 1500u);
+    CloseDataBaseFile(handle);
+    EXPECT_FALSE(fs::exists(JournalOf(path_)));
+  }
+}
+
+// ---- What happens to the files of an open vault ----
+
+TEST_F(Sharing, AFileThatIsMovedReplacedOrRemovedMeanwhile) {
+  enum { kMoved, kReplaced, kRemoved };
+  for (const int what : {kMoved, kReplaced, kRemoved}) {
+    SCOPED_TRACE(what);
+    const TempFolder folder;
+    const fs::path path = folder.path() / "a.db", moved = folder.path() / "moved.db";
+    DataBaseHandle* handle = open(path);
+    ASSERT_EQ(store(handle, 1), 0);
+    if (what == kRemoved) {
+      fs::remove(path);
+    } else {
+      fs::rename(path, moved);
+    }
+    const Bytes other = vault::MakeBlocks(9, Pattern(10));
+    if (what == kReplaced) WriteBytes(path, other);
+    EXPECT_EQ(store(handle, 2), -2);
+    EXPECT_EQ(CloseDataBaseFile(handle), 0);
+    EXPECT_FALSE(fs::exists(BackupOf(path)));
+    EXPECT_FALSE(fs::exists(JournalOf(path)));
+    EXPECT_EQ(File(path), what == kReplaced ? other : Bytes());
+    if (what == kRemoved) continue;
+    handle = open(moved);
+    EXPECT_EQ(sizeOf(handle, 1), 1500u);
+    CloseDataBaseFile(handle);
+  }
+}
+
+TEST_F(Sharing, AJournalThatIsTakenAwayIsMadeAnew) {
+  DataBaseHandle* handle = open(path_);
+  const TempFolder dead;
+  for (uint32_t id = 1; id < 9; id += 2) {
+    ASSERT_EQ(store(handle, id), 0);
+    if (id % 4 == 1) fs::remove(JournalOf(path_));
+    if (id % 4 == 3) fs::rename(JournalOf(path_), folder_.path() / "gone");
+    ASSERT_EQ(store(handle, id + 1), 0);
+    EXPECT_TRUE(fs::exists(JournalOf(path_)));
+    CopyVault(path_, dead.path() / "a.db");
+    DataBaseHandle* copy = open(dead.path() / "a.db");
+    EXPECT_EQ(sizeOf(copy, id + 1), 1500u);
+    CloseDataBaseFile(copy);
+  }
+}
+
+}  // namespace
