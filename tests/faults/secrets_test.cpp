@@ -1,11 +1,11 @@
-// What is kept secret: files are their owner's alone, item bytes are wiped before their memory goes, and
-// nothing but the vault is left after a close.
+// What is kept secret: files are their owner's alone, and item bytes are wiped before their memory goes.
 
 #include <sys/stat.h>
 
 #include <cstring>
 
-#include "tests/faults/session.h"
+#include "tests/faults/seam.h"
+#include "tests/support/fixture.h"
 
 namespace {
 
@@ -33,11 +33,13 @@ TEST_F(Secrets, FilesAreTheirOwnersAlone) {
   add(handle, Pattern(100));
   EXPECT_EQ(modeOf(file()), 0600u);
   EXPECT_EQ(modeOf(BackupOf(file())), 0600u);
+  EXPECT_EQ(modeOf(JournalOf(file())), 0600u);
   restart();
   chmod(file().c_str(), 0640);
   add(open(), Pattern(200));
   EXPECT_EQ(modeOf(file()), 0640u) << "a vault keeps its mode";
   EXPECT_EQ(modeOf(BackupOf(file())), 0640u) << "never wider than the vault's";
+  EXPECT_EQ(modeOf(JournalOf(file())), 0640u);
   std::filesystem::copy_file(BackupOf(file()), file("kept"));
   restart();
   std::filesystem::rename(file("kept"), BackupOf(file()));
@@ -69,29 +71,6 @@ TEST_F(Secrets, NoMemoryIsGivenBackWithItemBytesInIt) {
   Free(control);
   EXPECT_EQ(seam::FoundInFreed(), 1) << "the watch sees what it should";
   seam::WatchFreed(nullptr);
-}
-
-TEST_F(Secrets, TheReportHoldsNoItemBytesUnlessAsked) {
-  DataBaseHandle* handle = open();
-  add(handle, secretItem(500));
-  unsetenv("DB_DETAIL_HEX");
-  PrintAllItemInfo(Pm(file("report")).c_str());
-  const Bytes report = ReadBytes(file("report")).value_or(Bytes());
-  const std::string text(report.begin(), report.end());
-  EXPECT_NE(text.find("item num: 2"), std::string::npos);
-  for (const char* secret : {"correct", "63 6F 72 72"}) EXPECT_EQ(text.find(secret), std::string::npos);
-}
-
-TEST_F(Secrets, NothingIsLeftAfterAClose) {
-  const uint32_t id = add(open(), Pattern(3000));
-  ASSERT_EQ(modify(open(), id, Pattern(10), 5, 1), 0);
-  EXPECT_TRUE(exists(BackupOf(file())));
-  WriteBytes(BackupOf(file()).replace_extension(".pmt"), Pattern(10));  // a crash has left it
-  restart();
-  open();
-  restart();
-  const std::filesystem::directory_iterator folder(file().parent_path());
-  EXPECT_EQ(std::distance(begin(folder), end(folder)), 1);
 }
 
 }  // namespace
