@@ -1,5 +1,5 @@
 // A vault is restored from a hostile backup.
-#include "fuzz/drive.h"
+#include "tests/support/drive.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   drive::Restore({data, data + size});

@@ -1,5 +1,5 @@
 // A hostile ID table, in blocks that are sound.
-#include "fuzz/drive.h"
+#include "tests/support/drive.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   drive::UseTable({data, data + size});

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <random>
 
-#include "fuzz/drive.h"
+#include "tests/support/drive.h"
 #include "tests/support/fixture.h"
 
 namespace {

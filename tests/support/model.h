@@ -236,19 +236,24 @@ class Model {
   // How the database that the handle is open on differs from this one; empty when it does not.
   std::string differences(DataBaseHandle* handle) {
     std::ostringstream text;
-    for (uint32_t kind = 1; kind <= 3; ++kind) {
+    std::set<uint32_t> kinds;
+    for (const auto& slot : committed) {
+      if (!slot) continue;
+      kinds.insert(slot->kind);
+      uint32_t pends = 1;
+      const PmChar* userData = GetItemAddons(handle, slot->id, &pends);
+      const Record* record = find(slot->id);
+      const bool same = userData == nullptr
+                            ? !record->userData
+                            : record->userData && record->userData->c_str() == vault::PmString(userData);
+      if (!same || pends != 0) text << " the record of " << slot->id << " differs;";
+    }
+    for (const uint32_t kind : kinds) {
       std::vector<uint32_t> found;
       for (uint32_t id = FirstGetItemID(handle, kind); id != 0; id = NextGetItemID(handle, kind))
         found.push_back(id);
+      cursor_ = committed.size();
       if (found != list(kind)) text << " kind " << kind << " lists " << found.size() << " others;";
-    }
-    while (next(3) != 0) continue;
-    for (const auto& slot : committed) {
-      uint32_t pends = 1;
-      const PmChar* userData = slot ? GetItemAddons(handle, slot->id, &pends) : nullptr;
-      const auto found = userData != nullptr ? std::optional<vault::PmString>(userData) : std::nullopt;
-      if (slot && (found != slot->userData || pends != 0))
-        text << " the user data of " << slot->id << " differ;";
     }
     for (const auto& [id, item] : items) {
       uint32_t word = id;

@@ -1,4 +1,5 @@
-// What the fuzz targets and the bit-rot test do with hostile bytes. Each aborts when an answer is wrong.
+// What the fuzz targets and the bit-rot test do with hostile bytes. Each throws when an answer or a file is not the
+// model's.
 #pragma once
 
 #include "tests/support/vault.h"
@@ -7,8 +8,7 @@ namespace drive {
 
 using vault::Bytes;
 
-// Opens a vault of these bytes: it opens or stays untouched; every item reads as the format says, and no
-// other; it takes changes, and after a close it opens again with every sound item.
+// Opens a vault of these bytes: it opens or stays untouched; what opens takes changes, is closed and opened again.
 void OpenAndUse(const Bytes& file);
 
 // The same for a vault with an ID table of these bytes.
