@@ -14,34 +14,31 @@ struct Packet {
 };
 
 // The packets that are the item, out of all those that bear its ID: its only packet, or numbers 1 to k, where
-// k, at least 2, is the first that is not full or the last there is. All of them when that can be read in no
-// way or in several, or when a packet of the one reading is damaged.
+// k, at least 2, is the first that is not full or surely the last. All of them when they can be read in no way or
+// in several, or when a packet of the one reading is damaged.
 std::vector<Packet> Current(const Bytes& file, const std::vector<Packet>& all) {
-  std::vector<Packet> reading, run;
+  std::vector<Packet> only, run;
   std::map<uint32_t, std::vector<Packet>> numbered;
-  size_t readings = 0;
+  bool unclear = false;
   for (const Packet& p : all) {
-    if (p.size == 0 || p.size > kRoom) continue;
-    if (p.type == 0 && p.seq == 0 && p.offset == 0 && ++readings == 1) reading = {p};
-    if (p.type == 1 && p.seq != 0 && p.offset == (p.seq - 1) * kRoom) numbered[p.seq].push_back(p);
+    const bool fits = p.size != 0 && p.size <= kRoom;
+    const bool isOnly = fits && p.type == 0 && p.seq == 0 && p.offset == 0;
+    const bool isNumbered = fits && p.type == 1 && p.seq != 0 && p.offset == (p.seq - 1) * kRoom;
+    if (isOnly) only.push_back(p);
+    if (isNumbered) numbered[p.seq].push_back(p);
+    unclear |= !isOnly && !isNumbered;
   }
-  size_t ways = 1;  // to choose full packets 1 to seq - 1
-  for (uint32_t seq = 1; ways != 0 && numbered.count(seq) != 0; ++seq) {
-    const bool isLast = numbered.count(seq + 1) == 0;
-    std::vector<Packet> full;
-    for (const Packet& p : numbered[seq]) {
-      if (p.size == kRoom) full.push_back(p);
-      if (seq == 1 || (p.size == kRoom && !isLast)) continue;
-      readings += ways;
-      reading = run;
-      reading.push_back(p);
-    }
-    ways *= full.size();
-    run.insert(run.end(), full.begin(), full.end());
+  bool ends = false;
+  for (uint32_t seq = 1; !ends && numbered.count(seq) != 0; ++seq) {
+    if (numbered[seq].size() > 1) return all;
+    run.push_back(numbered[seq].front());
+    ends = run.back().size < kRoom || (!unclear && seq == numbered.rbegin()->first);
   }
+  const bool isRun = ends && run.size() > 1;
+  if (only.size() + (isRun ? 1 : 0) != 1) return all;
+  const std::vector<Packet>& reading = isRun ? run : only;
   const auto isSound = [&](const Packet& p) { return IsSound(file.data() + p.block * kBlock); };
-  const bool holds = readings == 1 && std::all_of(reading.begin(), reading.end(), isSound);
-  return holds ? reading : all;
+  return std::all_of(reading.begin(), reading.end(), isSound) ? reading : all;
 }
 
 }  // namespace
