@@ -85,6 +85,12 @@ void Session::end(Call call) {
   calls_.push_back(std::move(call));
 }
 
+void Session::dropDoubles(std::vector<Model>* models) {
+  std::set<std::string> traces;
+  const auto isDouble = [&](const Model& model) { return !traces.insert(model.trace()).second; };
+  models->erase(std::remove_if(models->begin(), models->end(), isDouble), models->end());
+}
+
 // Makes a call. Each model goes two ways: all is written, or nothing can be. What the library answers, and whether
 // anything failed in this call or since the last that told, says which of them it went.
 void Session::call(int v, const std::function<int32_t(Model&)>& model,
@@ -121,6 +127,7 @@ void Session::call(int v, const std::function<int32_t(Model&)>& model,
     if (writes) vault.states.insert(reached.begin(), reached.end());
     if (result != -1) vault.models = unwritten;
     if (result == whenWritten) vault.models.insert(vault.models.end(), written.begin(), written.end());
+    dropDoubles(&vault.models);
   }
   call.during[v].insert(reached.begin(), reached.end());
   end(std::move(call));

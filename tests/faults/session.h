@@ -74,6 +74,7 @@ class Session {
   Call begin() const;
   void end(Call call);
   void call(int v, const std::function<int32_t(Model&)>& model, const std::function<int32_t()>& library);
+  static void dropDoubles(std::vector<Model>* models);
   static States closing(const Vault& vault);
   void closed(int v, bool struck);
   void tellApart(int v);

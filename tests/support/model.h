@@ -200,6 +200,18 @@ class Model {
     return marked != 0 ? marked : sync();
   }
 
+  // Two models of one database with equal traces go on alike.
+  std::string trace() const {
+    std::ostringstream text;
+    text.write(reinterpret_cast<const char*>(disk.data()), static_cast<std::streamsize>(disk.size()));
+    for (const uint32_t b : unmarked) text << b << ' ';
+    for (const auto& [id, item] : items) {
+      text << '/' << id << (item.dirty ? "d" : "c");
+      for (const uint32_t b : item.blocks) text << b << ' ';
+    }
+    return text.str();
+  }
+
   const Record* find(uint32_t id) const {
     return findIf([&](const Record& record) { return record.id == id; });
   }
