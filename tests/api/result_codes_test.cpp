@@ -1,5 +1,12 @@
 // Every result code of every function that takes a handle or a path, by what brings it about.
 
+#if !defined(_WIN32)
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <csignal>
+#endif
+
 #include "storage/storage.h"
 #include "tests/support/fixture.h"
 
@@ -95,6 +102,92 @@ TEST_F(ResultCodes, OfBytesThatCannotBeStored) {
   EXPECT_EQ(insert(full, CreateNewItemID(full, 3, text.c_str()), {}), 0);
   EXPECT_EQ(insert(full, CreateNewItemID(full, 4, nullptr), {}), -1);
 }
+
+TEST_F(ResultCodes, OfATableThatWasDamagedBehindOurBack) {
+  const uint32_t id = add(open(), Pattern(900));
+  restart();
+  DataBaseHandle* db = open();
+  Bytes bytes = *ReadBytes(file());
+  const uint32_t table = vault::ScanFile(bytes).items[0].blocks[0];
+  bytes[table * vault::kBlock + 20] ^= 1;
+  WriteBytes(file(), bytes);
+  const uint32_t other = add(db, Pattern(20));
+  restart();
+  EXPECT_EQ(get(open(), id), Pattern(900));
+  EXPECT_EQ(get(open(), other), Pattern(20));
+}
+
+// An item whose packets are more than their numbers can count.
+TEST_F(ResultCodes, OfAnItemTooLargeToBeSaved) {
+  Bytes bytes;
+  const Bytes one = vault::MakeBlock(5, Pattern(1), 0);
+  for (int i = 0; i < 65536; ++i) bytes.insert(bytes.end(), one.begin(), one.end());
+  WriteBytes(file(), bytes);
+  DataBaseHandle* db = open();
+  EXPECT_EQ(get(db, 5), std::nullopt);
+  EXPECT_EQ(modify(db, 5, Pattern(1), 0, 1), -1);
+  EXPECT_EQ(CloseDataBaseFile(db), 0);
+  EXPECT_TRUE(ReadBytes(file()) == bytes);
+  std::filesystem::remove(file());
+}
+
+#if !defined(_WIN32)
+
+class Limit {
+ public:
+  Limit(decltype(RLIMIT_FSIZE) what, rlim_t limit) : what_(what) {
+    getrlimit(what, &before_);
+    const rlimit lowered = {limit, before_.rlim_max};
+    setrlimit(what, &lowered);
+  }
+  ~Limit() { setrlimit(what_, &before_); }
+
+ private:
+  decltype(RLIMIT_FSIZE) what_;
+  rlimit before_;
+};
+
+TEST_F(ResultCodes, OfAFullDiskAndOfTooManyOpenFiles) {
+  std::signal(SIGXFSZ, SIG_IGN);
+  const uint32_t id = add(open(), Pattern(900));
+  restart();
+  const auto before = ReadBytes(file());
+  EXPECT_EQ(modify(open(), id, Pattern(3500), -1, 0), 0);
+  const auto isUnchanged = [&] { return ReadBytes(file()) == before; };
+  for (const rlim_t room : {0, 5000}) {  // for no journal; for one without a frame
+    const Limit limit(RLIMIT_FSIZE, room);
+    EXPECT_EQ(PmSyncDirtyData(), -4);
+    EXPECT_TRUE(isUnchanged());
+  }
+  restart();  // which writes it
+  EXPECT_EQ(get(open(), id), Pattern(3500));
+  EXPECT_EQ(modify(open(), id, Pattern(3500, 2), -1, 0), 0);
+  for (int spare = 0; spare < 2; ++spare) {  // the journal takes one, its folder and the backup another
+    const int next = dup(0);
+    close(next);
+    const Limit limit(RLIMIT_NOFILE, static_cast<rlim_t>(next + spare));
+    EXPECT_EQ(PmSyncDirtyData(), -2) << spare;
+  }
+  EXPECT_EQ(PmSyncDirtyData(), 0);
+  restart();
+  EXPECT_EQ(get(open(), id), Pattern(3500, 2));
+}
+
+// Names that the file system takes, but not those of what stands beside them.
+TEST_F(ResultCodes, OfNamesThatAreTooLong) {
+  const std::filesystem::path folder = std::filesystem::current_path();
+  std::filesystem::current_path(file().parent_path());
+  for (const size_t length : {250, 251, 255}) {
+    const std::string name = std::string(length - 3, 'x') + ".db";
+    const bool opens = OpenDataBaseFile(Text(name).c_str()) != nullptr;
+    EXPECT_EQ(opens, length == 250) << length;
+    EXPECT_EQ(std::filesystem::exists(name), opens) << length;
+  }
+  restart();
+  std::filesystem::current_path(folder);
+}
+
+#endif
 
 TEST_F(ResultCodes, OfPathsAndCounts) {
   ReleasePmTotalDataController();
