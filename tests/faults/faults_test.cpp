@@ -299,6 +299,9 @@ const Scenario kScenarios[] = {
        s.remove(0, 2);
      },
      [](Session& s) { s.insert(0, 3, 700), s.modify(0, 1, 10, 10, true), s.insert(0, 4, 700, true); }},
+    {"a close in a transaction that freed blocks",
+     [](Session& s) { s.open(0), s.insert(0, 1, 1500), s.insert(0, 2, 3000), s.start(0), s.remove(0, 1); },
+     [](Session& s) { s.close(0); }},
     {"a restore",
      [](Session& s) {
        s.open(0), s.insert(0, 1, 3300), s.insert(0, 2, 1500);

@@ -2,8 +2,8 @@
 //
 // A change is pending until a barrier carries it to the medium: the sync of its file for sectors and sizes,
 // the sync of the folder for names. At any moment any subset of the pending changes may have reached it, in
-// any order; a name changes as a whole, a write sector by sector, and a sector that was being written may hold
-// anything, in the journal with its whole neighbourhood of 4 KiB. After a failed sync, the system takes what it
+// any order; a name changes as a whole, a write sector by sector, and the 4 KiB around a sector that was being
+// written may hold anything. After a failed sync, the system takes what it
 // could not write for written: it stays pending whatever is synced later, until it is written anew.
 #pragma once
 
@@ -101,12 +101,11 @@ class Medium {
     }
   }
 
-  void destroy(const Change& change, State* state, std::mt19937& random) const {
+  static void destroy(const Change& change, State* state, std::mt19937& random) {
     if (change.kind != Change::kWrite) return;
     constexpr uint64_t kPage = 4096;
-    const bool alone = dataFiles_.count(change.file) != 0;
-    const uint64_t from = alone ? change.position : change.position / kPage * kPage;
-    for (uint64_t at = from; at < from + (alone ? kSector : kPage); at += kSector) {
+    const uint64_t from = change.position / kPage * kPage;
+    for (uint64_t at = from; at < from + kPage; at += kSector) {
       vault::Bytes& bytes = state->files[change.file].sectors[at];
       bytes.resize(kSector);
       for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
@@ -114,8 +113,6 @@ class Medium {
   }
 
   void add(const Change& change) {
-    const std::string& name = change.kind == Change::kRename ? change.newName : change.name;
-    if (change.isName() && name.front() != '.') dataFiles_.insert(change.file);
     pending_.push_back(change);
     perform(change, &now_);
   }
@@ -165,7 +162,6 @@ class Medium {
   }
 
   State durable_, now_;
-  std::set<int> dataFiles_;
   std::vector<Change> pending_;
 };
 

@@ -73,7 +73,7 @@ TEST_F(Recovery, OfWhateverStandsTogether) {
   Bytes rot = was.after, headless = was.journal, cut = was.journal,
         other = vault::MakeBlocks(7, Pattern(9000));
   rot[rot.size() - 1024 * 2 + 500] ^= 1;
-  headless[100] ^= 1;
+  headless[10] ^= 1;
   cut.resize(4096);
   const Bytes after = *after_.begin();
   const struct {
@@ -115,9 +115,9 @@ TEST_F(Recovery, OfWhateverStandsTogether) {
 // An item that the journal says nothing about is damaged while it waits: the others come back.
 TEST_F(Recovery, WithDamageElsewhere) {
   Crash was = crash();
-  size_t at = 0;  // a packet of item 4
-  while (vault::Get(&was.after[at + 12]) != 4) at += vault::kBlock;
-  was.after[at + 500] ^= 1;
+  size_t at = 11 * vault::kBlock;  // the last packet of item 4, on a page of its own
+  ASSERT_EQ(vault::Get(&was.after[at + 12]), 4u);
+  was.after[at + 100] ^= 1;
   WriteBytes(path_, was.after);
   WriteBytes(JournalOf(path_), was.journal);
   DataBaseHandle* handle = OpenDataBaseFile(Pm(path_).c_str());
@@ -132,101 +132,100 @@ TEST_F(Recovery, WithDamageElsewhere) {
 
 // ---- Who may have a vault ----
 
-class Sharing : public Recovery {
- protected:
-  // Another process that opens the vault, inserts the item and waits to be killed or told to close.
-  struct Other {
-    pid_t process = -1;
-    int orders[2], answers[2];
-  };
+int32_t Store(DataBaseHandle* handle, uint32_t id) {
+  RetainID(handle, id, 1, nullptr);
+  return InserItemToDataBase(handle, id, Pattern(1500, id).data(), 1500, 1);
+}
 
-  Other start(uint32_t id) const {
-    Other other;
-    EXPECT_EQ(pipe(other.orders) + pipe(other.answers), 0);
-    ReleasePmTotalDataController();
-    other.process = fork();
-    InitPmTotalDataController();
-    if (other.process != 0) {
-      close(other.orders[0]), close(other.answers[1]);
-      wait(other);
-      return other;
-    }
-    close(other.orders[1]), close(other.answers[0]);
-    DataBaseHandle* handle = OpenDataBaseFile(Pm(path_).c_str());
-    char answer = store(handle, id) == 0 ? 'y' : 'n';
-    for (char order = 0; write(other.answers[1], &answer, 1) == 1 && read(other.orders[0], &order, 1) == 1;) {
-      if (order == 'c') CloseDataBaseFile(handle);
-      answer = 'y';
+uint32_t SizeOf(DataBaseHandle* handle, uint32_t id) {
+  return PmGetItemPtrByID(handle, &id) != nullptr ? id : 0;
+}
+
+DataBaseHandle* Open(const fs::path& path) {
+  return OpenDataBaseFile(Pm(path).c_str());
+}
+
+// Another process with the library. It does what it is told; to be made while no vault is open here.
+class Other {
+ public:
+  explicit Other(const fs::path& path) {
+    EXPECT_EQ(pipe(orders_), 0);
+    EXPECT_EQ(pipe(answers_), 0);
+    process_ = fork();
+    if (process_ == 0) obey(path);
+  }
+  ~Other() { kill(); }
+
+  enum Order : char { kClose, kFirstId };  // from kFirstId on: opens, if it is not open, and stores this ID
+
+  int32_t tell(int order) {
+    char answer = 1;
+    const auto byte = static_cast<char>(order);
+    EXPECT_EQ(write(orders_[1], &byte, 1), 1);
+    EXPECT_EQ(::read(answers_[0], &answer, 1), 1);
+    return answer;
+  }
+
+  void kill() const {
+    ::kill(process_, SIGKILL);
+    waitpid(process_, nullptr, 0);
+  }
+
+ private:
+  void obey(const fs::path& path) {
+    DataBaseHandle* handle = nullptr;
+    for (char order; ::read(orders_[0], &order, 1) == 1;) {
+      if (order != kClose && handle == nullptr) handle = Open(path);
+      const auto answer = static_cast<char>(order == kClose ? CloseDataBaseFile(handle)
+                                                            : Store(handle, static_cast<uint32_t>(order)));
+      if (order == kClose) handle = nullptr;
+      if (write(answers_[1], &answer, 1) != 1) break;
     }
     _exit(0);
   }
 
-  static void wait(const Other& other) {
-    char answer = 0;
-    EXPECT_EQ(read(other.answers[0], &answer, 1), 1);
-    EXPECT_EQ(answer, 'y');
-  }
-
-  static void closeIn(const Other& other) {
-    EXPECT_EQ(write(other.orders[1], "c", 1), 1);
-    wait(other);
-  }
-
-  static void kill(const Other& other) {
-    ::kill(other.process, SIGKILL);
-    waitpid(other.process, nullptr, 0);
-    close(other.orders[1]), close(other.answers[0]);
-  }
-
-  static int32_t store(DataBaseHandle* handle, uint32_t id) {
-    RetainID(handle, id, 1, nullptr);
-    return InserItemToDataBase(handle, id, Pattern(1500, id).data(), 1500, 1);
-  }
-  static uint32_t sizeOf(DataBaseHandle* handle, uint32_t id) {
-    return PmGetItemPtrByID(handle, &id) != nullptr ? id : 0;
-  }
-  DataBaseHandle* open(const fs::path& path) const { return OpenDataBaseFile(Pm(path).c_str()); }
+  int orders_[2], answers_[2];
+  pid_t process_;
 };
 
+using Sharing = Recovery;
+
 TEST_F(Sharing, WhoFindsItLockedReadsAndChangesNothing) {
-  DataBaseHandle* handle = open(path_);
-  ASSERT_EQ(store(handle, 1), 0);
-  CloseDataBaseFile(handle);
-  const Other other = start(2);
-  handle = open(path_);
+  Other other(path_);
+  ASSERT_EQ(other.tell(1), 0);
+  DataBaseHandle* handle = Open(path_);
   ASSERT_NE(handle, nullptr);
-  EXPECT_EQ(sizeOf(handle, 2), 1500u) << "it sees what the other reported done";
+  EXPECT_EQ(SizeOf(handle, 1), 1500u) << "it sees what the other reported done";
+  ASSERT_EQ(other.tell(2), 0);
   const Bytes file = File(path_), journal = File(JournalOf(path_)), backup = File(BackupOf(path_));
-  EXPECT_EQ(store(handle, 3), -2);
+  EXPECT_EQ(Store(handle, 3), -2);
   EXPECT_EQ(DeleteItemFromDataBase(handle, 1, 1), -2);
   EXPECT_EQ(CloseDataBaseFile(handle), 0);
   EXPECT_EQ(File(path_), file);
   EXPECT_EQ(File(JournalOf(path_)), journal);
   EXPECT_EQ(File(BackupOf(path_)), backup);
-  kill(other);
-  handle = open(path_);
-  EXPECT_EQ(sizeOf(handle, 2), 1500u);
-  EXPECT_EQ(store(handle, 3), 0) << "a dead process holds nothing";
+  EXPECT_EQ(PmRestoreBackupFile(Pm(path_).c_str()), -2);
+  other.kill();
+  handle = Open(path_);
+  EXPECT_EQ(SizeOf(handle, 2), 1500u);
+  EXPECT_EQ(Store(handle, 3), 0) << "a dead process holds nothing";
 }
 
 TEST_F(Sharing, WhoseFileAnotherChangedMeanwhileChangesNothing) {
-  DataBaseHandle* handle = open(path_);
-  ASSERT_EQ(store(handle, 1), 0);
-  CloseDataBaseFile(handle);
   for (const bool dies : {false, true}) {
-    handle = open(path_);
-    const Other other = start(dies ? 3 : 2);
-    if (!dies) closeIn(other);
-    kill(other);
-    DataBaseHandle* late = open(path_);
-    EXPECT_EQ(store(late, 4), -2) << dies;
-    CloseDataBaseFile(late);
-    if (late != handle) CloseDataBaseFile(handle);
-    handle = open(path_);
-    EXPECT_EQ(sizeOf(handle, 2), 1500u);
-    EXPECT_EQ(sizeOf(handle, 3), dies ? 1500u : 0u);
-    EXPECT_EQ(sizeOf(handle, 4), 0u);
-    CloseDataBaseFile(handle);
+    SCOPED_TRACE(dies);
+    Other other(path_);
+    DataBaseHandle* handle = Open(path_);
+    ASSERT_EQ(other.tell(dies ? 2 : 1), 0);
+    EXPECT_EQ(dies ? 0 : other.tell(Other::kClose), 0);
+    other.kill();
+    EXPECT_EQ(Store(handle, 3), -2);
+    EXPECT_EQ(CloseDataBaseFile(handle), 0);
+    handle = Open(path_);
+    EXPECT_EQ(SizeOf(handle, 1), 1500u);
+    EXPECT_EQ(SizeOf(handle, 2), dies ? 1500u : 0u);
+    EXPECT_EQ(SizeOf(handle, 3), 0u);
+    EXPECT_EQ(CloseDataBaseFile(handle), 0);
   }
 }
 
@@ -241,18 +240,18 @@ TEST_F(Sharing, UnderSeveralNames) {
   uint32_t id = 1;
   for (const fs::path& name : kNames) {
     SCOPED_TRACE(name);
-    DataBaseHandle *first = open(path_), *second = open(name);
+    DataBaseHandle *first = Open(path_), *second = Open(name);
     ASSERT_NE(second, nullptr);
-    EXPECT_EQ(store(first, id), 0);
-    EXPECT_EQ(store(second, id + 1), -2);
+    EXPECT_EQ(Store(first, id), 0);
+    EXPECT_EQ(Store(second, id + 1), -2);
     EXPECT_EQ(CloseDataBaseFile(second), 0);
-    EXPECT_EQ(store(first, id + 2), 0);
+    EXPECT_EQ(Store(first, id + 2), 0);
     EXPECT_EQ(CloseDataBaseFile(first), 0);
-    first = open(name);
-    EXPECT_EQ(sizeOf(first, id), 1500u);
-    EXPECT_EQ(sizeOf(first, id + 1), 0u);
-    EXPECT_EQ(sizeOf(first, id + 2), 1500u);
-    EXPECT_EQ(store(first, id + 3), 0);
+    first = Open(name);
+    EXPECT_EQ(SizeOf(first, id), 1500u);
+    EXPECT_EQ(SizeOf(first, id + 1), 0u);
+    EXPECT_EQ(SizeOf(first, id + 2), 1500u);
+    EXPECT_EQ(Store(first, id + 3), 0);
     EXPECT_EQ(CloseDataBaseFile(first), 0);
     id += 4;
   }
@@ -268,14 +267,14 @@ TEST_F(Sharing, ACrashUnderOneNameIsRecoveredUnderAnother) {
   fs::create_symlink(path_, link);
   const TempFolder dead;
   for (const bool throughLink : {true, false}) {
-    DataBaseHandle* handle = open(throughLink ? link : path_);
-    ASSERT_EQ(store(handle, throughLink ? 1 : 2), 0);
+    DataBaseHandle* handle = Open(throughLink ? link : path_);
+    ASSERT_EQ(Store(handle, throughLink ? 1 : 2), 0);
     EXPECT_TRUE(fs::exists(JournalOf(path_))) << "beside the file itself";
     CopyVault(path_, dead.path() / "a.db");
     CloseDataBaseFile(handle);
     CopyVault(dead.path() / "a.db", path_);
-    handle = open(throughLink ? path_ : link);
-    EXPECT_EQ(sizeOf(handle, throughLink ? 1 : 2), 1500u);
+    handle = Open(throughLink ? path_ : link);
+    EXPECT_EQ(SizeOf(handle, throughLink ? 1 : 2), 1500u);
     CloseDataBaseFile(handle);
     EXPECT_FALSE(fs::exists(JournalOf(path_)));
   }
@@ -289,8 +288,8 @@ TEST_F(Sharing, AFileThatIsMovedReplacedOrRemovedMeanwhile) {
     SCOPED_TRACE(what);
     const TempFolder folder;
     const fs::path path = folder.path() / "a.db", moved = folder.path() / "moved.db";
-    DataBaseHandle* handle = open(path);
-    ASSERT_EQ(store(handle, 1), 0);
+    DataBaseHandle* handle = Open(path);
+    ASSERT_EQ(Store(handle, 1), 0);
     if (what == kRemoved) {
       fs::remove(path);
     } else {
@@ -298,30 +297,30 @@ TEST_F(Sharing, AFileThatIsMovedReplacedOrRemovedMeanwhile) {
     }
     const Bytes other = vault::MakeBlocks(9, Pattern(10));
     if (what == kReplaced) WriteBytes(path, other);
-    EXPECT_EQ(store(handle, 2), -2);
+    EXPECT_EQ(Store(handle, 2), -2);
     EXPECT_EQ(CloseDataBaseFile(handle), 0);
     EXPECT_FALSE(fs::exists(BackupOf(path)));
     EXPECT_FALSE(fs::exists(JournalOf(path)));
     EXPECT_EQ(File(path), what == kReplaced ? other : Bytes());
     if (what == kRemoved) continue;
-    handle = open(moved);
-    EXPECT_EQ(sizeOf(handle, 1), 1500u);
+    handle = Open(moved);
+    EXPECT_EQ(SizeOf(handle, 1), 1500u);
     CloseDataBaseFile(handle);
   }
 }
 
 TEST_F(Sharing, AJournalThatIsTakenAwayIsMadeAnew) {
-  DataBaseHandle* handle = open(path_);
+  DataBaseHandle* handle = Open(path_);
   const TempFolder dead;
   for (uint32_t id = 1; id < 9; id += 2) {
-    ASSERT_EQ(store(handle, id), 0);
+    ASSERT_EQ(Store(handle, id), 0);
     if (id % 4 == 1) fs::remove(JournalOf(path_));
     if (id % 4 == 3) fs::rename(JournalOf(path_), folder_.path() / "gone");
-    ASSERT_EQ(store(handle, id + 1), 0);
+    ASSERT_EQ(Store(handle, id + 1), 0);
     EXPECT_TRUE(fs::exists(JournalOf(path_)));
     CopyVault(path_, dead.path() / "a.db");
-    DataBaseHandle* copy = open(dead.path() / "a.db");
-    EXPECT_EQ(sizeOf(copy, id + 1), 1500u);
+    DataBaseHandle* copy = Open(dead.path() / "a.db");
+    EXPECT_EQ(SizeOf(copy, id + 1), 1500u);
     CloseDataBaseFile(copy);
   }
 }

@@ -44,7 +44,8 @@ struct Opened {
   std::string name;
 };
 std::map<int, Opened> opened;  // by descriptor
-std::set<int> owing;           // descriptors whose next flush tells of a lost write
+std::map<std::string, int> failedFlushes;
+std::set<int> owing;  // descriptors whose next flush tells of a lost write
 std::mt19937 storm;
 
 bool CanStrike(int traits) {
@@ -128,7 +129,9 @@ ssize_t Write(int descriptor, off64_t at, size_t size, Call call) {
 
 // A flush of a file or a folder. What the medium may hold is worked out, so nothing waits for it.
 int Flush(int descriptor) {
-  const bool fails = Strikes(kFlushes, descriptor) || owing.erase(descriptor) != 0;
+  const bool owes = owing.erase(descriptor) != 0, fails = Strikes(kFlushes, descriptor) || owes;
+  struck += owes;
+  if (fails) ++failedFlushes[opened[descriptor].name];
   const bool isFolder = S_ISDIR(StatusOf(descriptor).st_mode);
   if (recorded != nullptr && !(isFolder && fails))
     Note(isFolder ? Change::kSyncFolder : fails ? Change::kFailedSync : Change::kSyncFile, descriptor);
@@ -157,6 +160,10 @@ void Suspend(bool isSuspended) {
 
 int Struck() {
   return struck;
+}
+
+int FailedFlushes(const std::string& path) {
+  return failedFlushes[path];
 }
 
 void TakeRoom(bool can) {

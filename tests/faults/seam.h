@@ -24,8 +24,9 @@ enum class Fault {
 // of a storm. With an ending, only calls on files whose names end so are struck.
 void Arm(Fault fault, int at = 0, bool fromThenOn = false, uint32_t seed = 0, const std::string& ending = "");
 void Disarm();
-void Suspend(bool suspended);  // nothing is struck or counted meanwhile
-int Struck();                  // how often something failed since Arm
+void Suspend(bool suspended);                // nothing is struck or counted meanwhile
+int Struck();                                // how often something failed since Arm
+int FailedFlushes(const std::string& path);  // how often a flush of that file has failed
 
 // Whether the system can take room for a file without changing its length.
 void TakeRoom(bool can);

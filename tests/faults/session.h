@@ -69,6 +69,7 @@ class Session {
     std::vector<Model> models{Model()};
     States states{Bytes()};
     bool doubtful = false;  // something failed, and no call has told since that all is written
+    int failedFlushes = 0;  // of the data file, when it was opened
   };
 
   Call begin() const;

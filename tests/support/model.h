@@ -65,7 +65,7 @@ class Model {
   // The process ended, and this is what was left of the three files.
   void die(bool journalStands, bool backupStands) {
     opens = 0;
-    if (!journalStands || !backupStands) backup.reset();
+    if (!backupStands) backup.reset();
     if (journalStands) backup = disk = recovered();
     journal = journalStands;
   }
@@ -179,6 +179,7 @@ class Model {
   }
 
   int32_t sync() {
+    dropKeptTable();
     const auto isDirty = [](const auto& item) { return item.second.dirty; };
     if (inTransaction || std::none_of(items.begin(), items.end(), isDirty)) return 0;
     if (refused) return -4;
@@ -196,6 +197,7 @@ class Model {
 
   int32_t stop() {
     inTransaction = false;
+    dropKeptTable();
     const int32_t marked = markFree();
     return marked != 0 ? marked : sync();
   }
@@ -261,11 +263,9 @@ class Model {
       if (!same || pends != 0) text << " the record of " << slot->id << " differs;";
     }
     for (const uint32_t kind : kinds) {
-      std::vector<uint32_t> found;
-      for (uint32_t id = FirstGetItemID(handle, kind); id != 0; id = NextGetItemID(handle, kind))
-        found.push_back(id);
-      cursor_ = committed.size();
-      if (found != list(kind)) text << " kind " << kind << " lists " << found.size() << " others;";
+      uint32_t id = FirstGetItemID(handle, kind), expected = first(kind);
+      while (id == expected && id != 0) id = NextGetItemID(handle, kind), expected = next(kind);
+      if (id != expected) text << " kind " << kind << " lists " << id << " for " << expected << ";";
     }
     for (const auto& [id, item] : items) {
       uint32_t word = id;
@@ -395,13 +395,24 @@ class Model {
     }
     if (!records.empty()) {
       put(0, vault::MakeTable(records));
+    } else if (refused) {
+      keepsTable_ = true;
     } else if (items.count(0) != 0) {
       drop(0, true);
     }
     sync();
   }
 
+  // A table whose removal could not be written goes with the next sync, if it is still empty.
+  void dropKeptTable() {
+    const auto isRecord = [](const auto& slot) { return slot.has_value(); };
+    if (!keepsTable_ || refused || inTransaction) return;
+    keepsTable_ = false;
+    if (std::none_of(committed.begin(), committed.end(), isRecord) && items.count(0) != 0) drop(0, true);
+  }
+
   std::set<uint32_t> free_;
   size_t capacity_ = 0;
   size_t cursor_ = 0;
+  bool keepsTable_ = false;
 };
