@@ -189,6 +189,7 @@ class PowerFailure : public Faults {
         fates[k] = happened ? seam::Fate::kHappened : seam::Fate::kMissed;
         if (destroys && random_() % 8 == 0) fates[k] = seam::Fate::kDestroyed;
       }
+      if (HasFailure()) return;
       tryState(medium_.build(fates, random_), states, expected);
     }
   }

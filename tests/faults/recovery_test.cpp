@@ -130,6 +130,16 @@ TEST_F(Recovery, WithDamageElsewhere) {
   EXPECT_FALSE(IsSetAside(path_));
 }
 
+// A frame for which no zeros were written ahead ends with the journal, in the middle of a page.
+TEST_F(Recovery, OfAChangeLargerThanTheRoomAhead) {
+  Session s(folder_.path());
+  s.open(0), s.insert(0, 1, 1300100), s.modify(0, 1, 0, 1300100, true);
+  const TempFolder dead;
+  CopyVault(s.path(0), dead.path() / "a.db");
+  for (const Opening opening : {Opening::kPlain, Opening::kRestore})
+    EXPECT_EQ(Judge(dead.path() / "a.db", opening, s.states(0)), "");
+}
+
 // ---- Who may have a vault ----
 
 int32_t Store(DataBaseHandle* handle, uint32_t id) {
