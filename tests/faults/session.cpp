@@ -296,6 +296,7 @@ void Session::stop(int v) {
   makeCurrent(v);
   call(
       v, [](Model& m) { return m.stop(); }, PmStopTransaction);
+  for (Model& m : vaults_[v].models) m.inTransaction = false;  // whatever the result
 }
 
 void Session::sync(int v) {
