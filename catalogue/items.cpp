@@ -41,13 +41,17 @@ int32_t EndSaving(OneChange* one, DataBaseHandle* handle, int32_t result) {
   return result;
 }
 
-// Runs an operation that syncs when `syncNow` says so.
+// Runs an operation with `syncNow`. What keeps the table from being part of the sync keeps the sync from happening, and
+// the operation from nothing but that.
 template <typename Operation>
 int32_t Run(DataBaseHandle* handle, int32_t syncNow, Operation operation) {
-  if (syncNow == 0) return operation();
+  if (syncNow == 0) return operation(0);
   OneChange one;
   const int32_t flushed = FlushBeforeSync(handle);
-  return EndSaving(&one, handle, flushed == storage::kOk ? operation() : flushed);
+  if (flushed == storage::kOk) return EndSaving(&one, handle, operation(syncNow));
+  const int32_t result = operation(0);
+  one.end(flushed);
+  return result < 0 ? result : flushed;
 }
 
 // Stores an item and, by the same change, its ID.
@@ -56,13 +60,17 @@ int32_t InsertPending(DataBaseHandle* handle, ItemIdRecord* record, const void* 
   OneChange one;
   if (!handle->committedIds.reserve() || !ReserveIdTable(handle, StoredSize(record)))
     return one.end(kNoMemory);
-  int32_t result = syncNow != 0 ? FlushBeforeSync(handle) : storage::kOk;
-  if (result == storage::kOk) result = storage::InsertItem(record->itemId, data, size, syncNow);
+  const int32_t flushed = syncNow != 0 ? FlushBeforeSync(handle) : storage::kOk;
+  const int32_t synced = flushed == storage::kOk ? syncNow : 0;
+  int32_t result = storage::InsertItem(record->itemId, data, size, synced);
   if (result < 0) return one.end(result);
-  result = StoreIdTable(handle, {handle->committedIds.slots().nextSlot(), record});
+  result = flushed;
+  if (result == storage::kOk)
+    result = StoreIdTable(handle, {handle->committedIds.slots().nextSlot(), record});
   if (result == storage::kOk) result = storage::SyncDirtyData();
   result = one.end(result);
-  if (result < 0 && syncNow != 0) return result;
+  // The item is in memory by now: what a lack of memory keeps from happening is the sync.
+  if (result < 0 && syncNow != 0) return result == kNoMemory ? storage::kWriteFailed : result;
   // Without syncNow, the item and its ID are stored in memory, whatever became of writing them.
   CommitPendingId(handle, record);
   if (result == storage::kOk && !storage::InTransaction()) NoteTableSaved(handle);
@@ -116,7 +124,8 @@ int32_t InserItemToDataBase(DataBaseHandle* handle, uint32_t id, const void* dat
   ItemIdRecord* pending = handle->pendingIds.find(id);
   if (!committed && pending == nullptr) return kBadId;
   if (!Select(handle)) return kNotOpen;
-  if (committed) return Run(handle, syncNow, [&] { return storage::InsertItem(id, data, size, syncNow); });
+  if (committed)
+    return Run(handle, syncNow, [&](int32_t sync) { return storage::InsertItem(id, data, size, sync); });
   return InsertPending(handle, pending, data, size, syncNow);
 }
 
@@ -134,7 +143,8 @@ int32_t PmModifyItem(DataBaseHandle* handle, uint32_t id, const void* data, int3
   if (!IsValidDataBaseHandle(handle)) return kBadHandle;
   if (id == kIdTableItem) return kBadModifyId;
   if (!Select(handle)) return kNotOpen;
-  return Run(handle, syncNow, [&] { return storage::ModifyItem(id, data, offset, size, syncNow); });
+  return Run(handle, syncNow,
+             [&](int32_t sync) { return storage::ModifyItem(id, data, offset, size, sync); });
 }
 
 const void* PmGetItemPtrByID(DataBaseHandle* handle, uint32_t* idThenSize) {
@@ -175,7 +185,10 @@ uint32_t GetItemCount(DataBaseHandle* handle, uint32_t kind) {
 }
 
 int32_t PmSyncDirtyData() {
-  return Run(CurrentDataBase(), 1, storage::SyncDirtyData);
+  DataBaseHandle* handle = CurrentDataBase();
+  OneChange one;
+  const int32_t flushed = FlushBeforeSync(handle);
+  return EndSaving(&one, handle, flushed == storage::kOk ? storage::SyncDirtyData() : flushed);
 }
 
 int32_t PmStartTransaction() {

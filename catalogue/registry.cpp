@@ -68,7 +68,10 @@ bool FlushBeforeClose(DataBaseHandle* handle) {
   if (storage::SelectDataFile(handle->path) != storage::kOk) return false;
   if (storage::InTransaction()) return true;
   storage::OneChange one;
-  if (one.end(FlushIdTable(handle)) == storage::kOk) NoteTableSaved(handle);
+  const int32_t flushed = FlushIdTable(handle);
+  // Items whose table cannot go with them go with the file, like those of a transaction.
+  if (one.end(flushed == storage::kOk ? storage::SyncDirtyData() : flushed) != storage::kOk)
+    storage::StartTransaction();
   return true;
 }
 

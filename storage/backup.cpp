@@ -15,11 +15,6 @@ struct BackupName {
   explicit BackupName(const PmChar* dataPath) { GetBackupFileName(path, dataPath); }
 };
 
-bool IsOwnBackup(const FileInfo* file, const PmChar* path) {
-  platform::FileStamp named;
-  return file->backup.isOpen() && platform::StampOf(path, &named) && named.sameFile(file->backupStamp);
-}
-
 // Whether both files are still as this engine left them.
 bool BothAreOurs(const FileInfo* file, const PmChar* path) {
   platform::FileStamp data, backup;
@@ -91,7 +86,10 @@ bool DeleteBackupFile(FileInfo* file) {
 
 bool DeleteOwnBackup(FileInfo* file) {
   const BackupName name(file->path);
-  return !IsOwnBackup(file, name.path) || DeleteBackupFile(file);
+  platform::FileStamp named;
+  if (!file->backup.isOpen() || platform::IsMissing(name.path)) return true;
+  if (!platform::StampOf(name.path, &named)) return false;
+  return !named.sameFile(file->backupStamp) || DeleteBackupFile(file);
 }
 
 }  // namespace storage

@@ -24,7 +24,7 @@ bool HasBackup(const FileInfo* file);
 // Deletes the backup at the file's path and makes that durable; true also when there is none.
 bool DeleteBackupFile(FileInfo* file);
 
-// The same, but only when it is the one that this engine made.
+// The same, but only when it is the one that this engine made; true also when it is not, false when nobody can tell.
 bool DeleteOwnBackup(FileInfo* file);
 
 }  // namespace storage

@@ -52,6 +52,7 @@ bool ReadHeader(const FileInfo* file, uint32_t block, PacketHeader* header) {
 }
 
 bool CutBlocks(FileInfo* file, uint32_t blockNum) {
+  file->roomEnd = 0;  // the room behind the end goes, too
   return file->file.setSize(OffsetOf(blockNum));
 }
 

@@ -62,9 +62,10 @@ int32_t Change::reserveItem(uint32_t id, uint32_t size) {
 uint8_t* Change::edit(uint32_t id, uint32_t offset, uint32_t size) {
   ItemInfo* item = file_->index.find(id);
   const bool hadBytes = item == nullptr || item->data != nullptr || offset != 0;
+  const bool wasInOrder = item != nullptr && item->inOrder;
+  if (!log_.reserve(log_.size() + 2) || !edits_.reserve(edits_.size() + 1)) return nullptr;
   if (!hadBytes && !ReplaceUnread(file_, item, size)) return nullptr;
-  if (reserveItem(id, size) != kOk || !log_.reserve(log_.size() + 1) || !edits_.reserve(edits_.size() + 1))
-    return nullptr;
+  if (reserveItem(id, size) != kOk) return nullptr;
   item = file_->index.find(id);
   offset = std::min(offset, item->size);
   uint8_t* tail = nullptr;
@@ -73,7 +74,8 @@ uint8_t* Change::edit(uint32_t id, uint32_t offset, uint32_t size) {
     if (tail == nullptr) return nullptr;
     std::memcpy(tail, item->data + offset, item->size - offset);
   }
-  edits_.add({hadBytes, item->dirty, offset, item->size, item->changedFrom, item->changedTo, tail});
+  edits_.add({hadBytes, item->dirty, hadBytes ? item->inOrder : wasInOrder, offset, item->size,
+              item->changedFrom, item->changedTo, tail});
   log_.add({kEdited, 0, edits_.size() - 1, item});
   item->size = size;
   MarkChanged(file_, item, offset, size);
@@ -120,24 +122,36 @@ int32_t Change::stage(ItemInfo** items, uint32_t count) {
   return kOk;
 }
 
-// Makes room for all that staging the items takes. False when there is no memory, or when they do not fit into the
-// largest data file.
-bool Change::reserve(ItemInfo** items, uint32_t count) {
-  int64_t blockNum = file_->blockNum;
+Change::Needs Change::needsOf(ItemInfo* const* items, uint32_t count) const {
+  Needs needs{file_->blockNum, 0};
   int64_t free = file_->freeBlocks.count();
-  int64_t steps = log_.size();
   for (uint32_t i = 0; i < count; ++i) {
     const uint32_t needed = PacketsFor(items[i]->size), had = items[i]->fragments.count;
-    if (!items[i]->fragments.reserve(needed)) return false;
-    steps += needed > had ? needed - had : had - needed;
+    needs.steps += needed > had ? needed - had : had - needed;
     free -= int64_t{needed} - had;
     if (free < 0) {
-      blockNum -= free;
+      needs.blockNum -= free;
       free = 0;
     }
   }
-  return blockNum <= kMaxBlocks && ReserveBlocks(file_, static_cast<uint32_t>(blockNum)) &&
-         log_.reserve(static_cast<uint32_t>(steps)) && saved_.reserve(saved_.size() + count);
+  return needs;
+}
+
+bool Change::fitsDirty() const {
+  if (file_->transaction != Transaction::kNone) return true;
+  SortDirty(file_);
+  return needsOf(file_->dirtyItems.begin(), file_->dirtyItems.size()).blockNum <= kMaxBlocks;
+}
+
+// Makes room for all that staging the items takes. False when there is no memory, or when they do not fit into the
+// largest data file.
+bool Change::reserve(ItemInfo** items, uint32_t count) {
+  for (uint32_t i = 0; i < count; ++i) {
+    if (!items[i]->fragments.reserve(PacketsFor(items[i]->size))) return false;
+  }
+  const Needs needs = needsOf(items, count);
+  return needs.blockNum <= kMaxBlocks && ReserveBlocks(file_, static_cast<uint32_t>(needs.blockNum)) &&
+         log_.reserve(log_.size() + needs.steps) && saved_.reserve(saved_.size() + count);
 }
 
 void Change::take(ItemInfo* item) {
@@ -230,6 +244,7 @@ void Change::undoEdit(const Step& step) {
   ItemInfo* item = step.item;
   if (edit.tail != nullptr) std::memcpy(item->data + edit.offset, edit.tail, edit.size - edit.offset);
   if (!edit.hadBytes) DropItemBytes(item);
+  item->inOrder = edit.wasInOrder;
   item->size = edit.size;
   item->changedFrom = edit.changedFrom;
   item->changedTo = edit.changedTo;

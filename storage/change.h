@@ -51,12 +51,16 @@ class Change {
   // fit into a data file.
   int32_t stageDirty();
 
-  // The table of IDs alone, where the other dirty items do not fit.
+  // Whether the dirty items fit into a data file; and the table of IDs alone, where they do not.
+  bool fitsDirty() const;
   int32_t stageTable();
 
   // Blocks copied from `source` (of this file, when it is null), in the file's new length. The list is kept.
   int32_t stageMoves(const platform::File* source, const commonbase::GrowArray<BlockMove>* moves,
                      uint32_t blockNum);
+
+  // Nothing but the names of the blocks that are free in memory only.
+  int32_t stageNothing() { return prepare(); }
 
   // What has been staged, for commit.h.
   FileInfo* file() const { return file_; }
@@ -94,6 +98,7 @@ class Change {
   struct Edit {
     bool hadBytes;
     bool wasDirty;
+    bool wasInOrder;
     uint32_t offset, size;
     uint32_t changedFrom, changedTo;
     uint8_t* tail;  // from `offset` on
@@ -102,6 +107,12 @@ class Change {
   const platform::File& source() const { return source_ != nullptr ? *source_ : file_->file; }
   int32_t prepare();
   int32_t stage(ItemInfo** items, uint32_t count);
+  // What staging items takes: the file's length in blocks behind it, and steps of the log.
+  struct Needs {
+    int64_t blockNum;
+    uint32_t steps;
+  };
+  Needs needsOf(ItemInfo* const* items, uint32_t count) const;
   bool reserve(ItemInfo** items, uint32_t count);
   void take(ItemInfo* item);
   void give(ItemInfo* item);

@@ -7,7 +7,8 @@
 //   backup     deleted, durably; then the journal
 //
 // Invariants:
-//  1. Where a step fails, or a flush failed before, backup and journal stay: the next open recovers.
+//  1. Where a step fails, or a flush failed before, backup and journal stay: the next open recovers. So it is when blocks
+//     that were given up could not be squeezed out.
 //  2. A file that another program holds, or has changed, keeps what stands beside it.
 //  3. Where the path names another file by now, only what is ours by its identity goes; the journal is set aside.
 
@@ -24,8 +25,14 @@ namespace {
 
 // Whether every block that is free in memory is so for the file too.
 bool MayCompact(const FileInfo* file) {
-  if (file->transaction == Transaction::kOpen) return true;
-  return file->transaction == Transaction::kNone && file->dirtyItems.empty() && file->unlistedBlocks.empty();
+  if (file->index.count() == 0) return false;
+  return file->transaction == Transaction::kOpen ||
+         (file->transaction == Transaction::kNone && file->unlistedBlocks.empty());
+}
+
+// Whether only the journal knows that blocks are free: without it, what was deleted would be found again.
+bool JournalNamesFreeBlocks(const FileInfo* file) {
+  return file->unmarkedBlocks.count() > file->unlistedBlocks.count();
 }
 
 // Brings everything into the data file, durably.
@@ -38,9 +45,10 @@ bool Settle(FileInfo* file) {
 }
 
 void RemoveWhatIsBeside(FileInfo* file) {
-  if (NamesDataFile(file)) {
+  const Naming naming = WhatPathNames(file);
+  if (naming == Naming::kSame) {
     if (DeleteBackupFile(file)) file->journal.remove();
-  } else if (DeleteOwnBackup(file) && file->journal.isInPlace()) {
+  } else if (naming == Naming::kOther && DeleteOwnBackup(file) && file->journal.isInPlace()) {
     file->journal.leave();
     SetAside(file->journal.path(), ".pmo");
   }
@@ -57,10 +65,10 @@ int32_t CloseDataFile(const PmChar* path) {
   if (SelectDataFile(path) != kOk) return kOk;
   FileInfo* file = CurrentFile();
   SyncDirtyData();
-  if (MayCompact(file) && file->index.count() != 0) CompactDataFile(file);
+  const bool compacted = MayCompact(file) && CompactDataFile(file) == kOk;
   if (file->journal.state() == JournalState::kNone) {
     RemoveFoundBackup(file);
-  } else if (Settle(file)) {
+  } else if ((compacted || !JournalNamesFreeBlocks(file)) && Settle(file)) {
     RemoveWhatIsBeside(file);
   }
   CloseCurrentFile();

@@ -55,45 +55,53 @@ class OldBlocks {
   uint8_t bytes_[kWindow * kBlockSize];
 };
 
-// The blocks that share a page with those that a small change writes. The journal carries them along: a medium whose
-// power fails may lose the whole page that it was writing. Of a large change, which writes most pages whole, that is too
-// much.
+// The blocks that share a page with those that a change overwrites or marks. The journal carries them along: a medium
+// whose power fails may lose the whole page that it was writing. Of a change that touches very many blocks that is too
+// much, and most of its pages it writes whole.
 class PageMates {
  public:
-  explicit PageMates(const Change& change) {
-    const auto note = [this](uint32_t block) {
-      if (writtenNum_ < kMost) written_[writtenNum_] = block;
-      return ++writtenNum_ <= kMost;
+  // Reads which blocks are written, up to `end`: what lies behind begins on a page of its own. False when there is no
+  // memory.
+  bool find(const Change& change, uint32_t end) {
+    bool tooMany = false, failed = false;
+    const auto note = [&](uint32_t block) {
+      tooMany = written_.size() == kMost;
+      failed = !tooMany && !written_.reserve(written_.size() + 1);
+      if (!tooMany && !failed) written_.add(block);
+      return !tooMany && !failed;
     };
-    if (!change.forEachWrite([&](uint32_t block, const Change::Write&) { return note(block); })) return;
-    const uint32_t packets = writtenNum_;
-    if (!change.forEachMark(note)) return;
-    collect(packets, std::min(change.oldBlockNum(), change.file()->blockNum));
+    if (!change.forEachWrite(
+            [&](uint32_t block, const Change::Write&) { return block >= end || note(block); }))
+      return !failed;
+    const uint32_t packets = written_.size();
+    if (!change.forEachMark(note)) return !failed;
+    return mates_.reserve(written_.size() * kPageBlocks) &&
+           collect(packets, std::min(change.oldBlockNum(), change.file()->blockNum));
   }
 
-  const uint32_t* begin() const { return mates_; }
-  const uint32_t* end() const { return mates_ + num_; }
+  const uint32_t* begin() const { return mates_.begin(); }
+  const uint32_t* end() const { return mates_.end(); }
 
  private:
-  static constexpr uint32_t kMost = 64;
+  static constexpr uint32_t kMost = 1024;
 
   // The blocks of the pages of all written ones, less the first `packets` of those: a mark is written by itself.
-  void collect(uint32_t packets, uint32_t blockNum) {
-    std::sort(written_, written_ + packets);
-    for (uint32_t i = 0; i < writtenNum_; ++i) {
-      const uint32_t page = written_[i] / kPageBlocks * kPageBlocks;
+  bool collect(uint32_t packets, uint32_t blockNum) {
+    std::sort(written_.begin(), written_.begin() + packets);
+    for (const uint32_t written : written_) {
+      const uint32_t page = written / kPageBlocks * kPageBlocks;
       for (uint32_t block = page; block < std::min(page + kPageBlocks, blockNum); ++block) {
-        if (!std::binary_search(written_, written_ + packets, block)) mates_[num_++] = block;
+        if (!std::binary_search(written_.begin(), written_.begin() + packets, block)) mates_.add(block);
       }
     }
-    std::sort(mates_, mates_ + num_);
-    num_ = static_cast<uint32_t>(std::unique(mates_, mates_ + num_) - mates_);
+    std::sort(mates_.begin(), mates_.end());
+    const auto once = std::unique(mates_.begin(), mates_.end());
+    while (mates_.end() != once) mates_.removeLast();
+    return true;
   }
 
-  uint32_t writtenNum_ = 0;
-  uint32_t num_ = 0;
-  uint32_t written_[kMost];
-  uint32_t mates_[kMost * kPageBlocks];
+  commonbase::GrowArray<uint32_t> written_;
+  commonbase::GrowArray<uint32_t> mates_;
 };
 
 // Writes a change into the journal, and its many new blocks into the data file.
@@ -104,12 +112,12 @@ class ChangeFrame {
         file_(change.file()),
         journal_(change.file()->journal),
         direct_(FirstDirectBlock(change)),
-        mates_(change),
         old_(file_, change.oldBlockNum()),
         sum_(change.file()->blockSum) {}
 
   // 0 when the frame is durable, kWriteFailed otherwise.
   int32_t write() {
+    if (!mates_.find(change_, direct_)) return kWriteFailed;
     if (direct_ < file_->blockNum && !writeAhead()) return kWriteFailed;
     journal_.makeRoom(estimate());
     FrameWriter frame(journal_.file(), journal_.end(), journal_.nextFrame(file_->blockNum, kChangeFrame));
@@ -261,14 +269,25 @@ bool CutTail(FileInfo* file) {
   return stamp.size <= uint64_t{file->blockNum} * kBlockSize || CutBlocks(file, file->blockNum);
 }
 
+// Whether the blocks of a file are what they were when it was opened. The sum leaves out which of them are free.
+bool BlocksAreTheSame(const FileInfo* file) {
+  OldBlocks blocks(file, file->blockNum);
+  uint64_t sum = 0;
+  for (uint32_t block = 0; block < file->blockNum; ++block) {
+    const uint8_t* bytes = blocks.get(block);
+    if (bytes == nullptr) return false;
+    const bool wasFree = file->freeBlocks.contains(block) && !file->unmarkedBlocks.contains(block);
+    if (wasFree != (bytes[kPacketTypeOffset] == kFreeBlock)) return false;
+    sum += BlockPart(block, bytes);
+  }
+  return sum == file->blockSum;
+}
+
 // Whether a file holds what it held when it was opened; a time alone proves nothing.
 bool HoldsTheSame(const FileInfo* file) {
   platform::FileStamp stamp;
-  if (!file->file.stamp(&stamp)) return false;
-  if (stamp.size != file->dataStamp.size) return false;
-  if (stamp.time == file->dataStamp.time) return true;
-  uint64_t sum;
-  return SumBlocks(file->file, file->blockNum, &sum) && sum == file->blockSum;
+  if (!file->file.stamp(&stamp) || stamp.size != file->dataStamp.size) return false;
+  return stamp.time == file->dataStamp.time || BlocksAreTheSame(file);
 }
 
 // The journal of a file that every change was carried out into.
@@ -298,13 +317,16 @@ int32_t WriteChange() {
 
 }  // namespace
 
-bool NamesDataFile(const FileInfo* file) {
+Naming WhatPathNames(const FileInfo* file) {
   platform::FileStamp opened, named;
-  return file->file.stamp(&opened) && platform::StampOf(file->path, &named) && opened.sameFile(named);
+  if (!file->file.stamp(&opened)) return Naming::kUnknown;
+  if (!platform::StampOf(file->path, &named))
+    return platform::IsMissing(file->path) ? Naming::kOther : Naming::kUnknown;
+  return opened.sameFile(named) ? Naming::kSame : Naming::kOther;
 }
 
 bool TakeOver(FileInfo* file) {
-  return file->overlay == nullptr && file->file.lock() && NamesDataFile(file) &&
+  return file->overlay == nullptr && file->file.lock() && WhatPathNames(file) == Naming::kSame &&
          platform::IsMissing(file->journal.path()) && HoldsTheSame(file);
 }
 
@@ -321,7 +343,7 @@ int32_t PrepareToChange(FileInfo* file) {
     if (!TakeOver(file)) return kCannotOpen;
   } else {
     platform::FileStamp stamp;
-    if (!NamesDataFile(file)) return kCannotOpen;
+    if (WhatPathNames(file) != Naming::kSame) return kCannotOpen;
     if (!CarryOut(file)) return kWriteFailed;
     if (!file->file.stamp(&stamp) || stamp.size < uint64_t{file->blockNum} * kBlockSize) return kCannotOpen;
   }

@@ -34,7 +34,8 @@ int32_t CommitChange();
 bool CarryOut(FileInfo* file);
 
 // Whether the path still names the file that was opened: another one put in its place is not ours to write for.
-bool NamesDataFile(const FileInfo* file);
+enum class Naming { kSame, kOther, kUnknown };
+Naming WhatPathNames(const FileInfo* file);
 
 // Locks the file and makes sure that it is as it was when it was opened. False when it is not ours to change.
 bool TakeOver(FileInfo* file);

@@ -22,11 +22,23 @@ bool PlanMoves(const FileInfo* file, commonbase::GrowArray<BlockMove>* moves) {
   return true;
 }
 
+// What a transaction that is dropped has freed is named by a change of its own: the moves then put blocks there.
+int32_t NameUnlisted(FileInfo* file) {
+  if (file->unlistedBlocks.empty()) return kOk;
+  change.begin(file);
+  if (const int32_t result = change.stageNothing(); result != kOk) {
+    change.undo();
+    return result;
+  }
+  return CommitChange();
+}
+
 }  // namespace
 
 int32_t CompactDataFile(FileInfo* file) {
   const uint32_t free = file->freeBlocks.count();
   if (free == 0) return kOk;
+  if (const int32_t result = NameUnlisted(file); result != kOk) return result;
   commonbase::GrowArray<BlockMove> moves;
   if (!PlanMoves(file, &moves)) return kNoItem;
   change.begin(file);

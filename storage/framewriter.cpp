@@ -1,6 +1,6 @@
 #include "storage/framewriter.h"
 
-#include <algorithm>
+#include <cstring>
 
 namespace storage {
 
@@ -59,6 +59,10 @@ bool FrameWriter::finish() {
   uint8_t* hash = add(kCommitRecord, 0);
   closeRecord();
   StoreU64(hash, HashBytes(hash_, buffer, static_cast<size_t>(hash - buffer)));
+  flush();
+  // The journal ends where its last frame's page does.
+  used_ = static_cast<size_t>(NextPage(position_) - position_);
+  std::memset(buffer, 0, used_);
   flush();
   return !failed_;
 }

@@ -21,7 +21,7 @@ class FrameWriter {
   // The place for the unit of a block, to be filled before the next call.
   uint8_t* add(RecordType type, uint32_t block);
 
-  // Writes what is left, with the commit record. False when anything could not be written.
+  // Writes what is left, with the commit record, up to the end of a page. False when anything could not be written.
   bool finish();
 
   // The position behind what was added.

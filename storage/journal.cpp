@@ -23,10 +23,6 @@ constexpr uint64_t kFullShare = 8;
 // session they become few.
 constexpr uint64_t kFirstRoom = uint64_t{64} << 10, kMostRoom = uint64_t{1} << 20;
 
-uint64_t NextPage(uint64_t position) {
-  return (position + kJournalPage - 1) / kJournalPage * kJournalPage;
-}
-
 // Writes zeros from `from` to `to`, as far as there is room; how far.
 uint64_t WriteZeros(File* file, uint64_t from, uint64_t to) {
   static const uint8_t kZeros[64 << 10] = {};
@@ -96,7 +92,7 @@ bool Journal::write(Fresh* fresh, const File& data, const NumberSet& unmarked, c
   }
   if (frame.end() != empty) {
     if (!frame.finish()) return false;
-    fresh->firstFrame = NextPage(frame.end());
+    fresh->firstFrame = frame.end();
   }
   uint8_t page[kJournalPage] = {};
   EncodeJournalHeader(fresh->header, page);
@@ -111,8 +107,11 @@ int32_t Journal::put(const Fresh& fresh, const PmChar* name) {
   const bool renamed = platform::Rename(name, path_);
   if (!renamed) platform::Remove(name);
   const bool stands = renamed || state_ != JournalState::kNone;
-  const bool opened = stands && file_.open(path_, platform::Access::kReadWrite) && file_.stamp(&identity_);
+  platform::FileStamp found;
+  const bool opened = stands && file_.open(path_, platform::Access::kReadWrite) && file_.stamp(&found) &&
+                      (renamed || found.sameFile(identity_));
   if (renamed) {
+    identity_ = found;
     salt_ = fresh.header.salt;
     carriedTo_ = end_ = kJournalPage;
     carriedNumber_ = number_ = 1;
@@ -163,17 +162,17 @@ int32_t Journal::append(FrameWriter* frame) {
     spend();
     return kWriteFailed;
   }
-  end_ = NextPage(frame->end());
+  end_ = frame->end();
   ++number_;
   return kOk;
 }
 
 bool Journal::replay(RecordSink* sink) {
+  if (!file_.isOpen() && !adopt()) return false;
   uint64_t position = carriedTo_;
   for (uint64_t number = carriedNumber_; position != end_; ++number) {
     FrameHead head;
-    position = ReadFrame(file_, position, salt_, number, &head, sink);
-    if (position == 0) return false;
+    if (ReadFrame(file_, &position, salt_, number, &head, sink) != FrameOutcome::kWhole) return false;
   }
   return true;
 }

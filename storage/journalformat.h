@@ -34,6 +34,9 @@
 namespace storage {
 
 constexpr uint32_t kJournalPage = 4096;
+constexpr uint64_t NextPage(uint64_t position) {
+  return (position + kJournalPage - 1) / kJournalPage * kJournalPage;
+}
 constexpr uint64_t kJournalMagic = 0x01006C6E724A6D70;
 constexpr uint64_t kFrameMagic = 0x01656D6172466D70;
 constexpr uint32_t kJournalHeaderSize = 40;

@@ -16,8 +16,8 @@ bool IsZero(const uint8_t* block) {
 // Goes over the file's blocks in their order.
 class Judge {
  public:
-  Judge(const JournalContents& journal, uint32_t length, uint32_t fileBlocks)
-      : journal_(journal), length_(length), fileBlocks_(fileBlocks), sum_(journal.header().blockSum) {
+  Judge(const JournalContents& journal, uint32_t length)
+      : journal_(journal), length_(length), sum_(journal.header().blockSum) {
     // What was cut off is covered and gone.
     for (const FoundBlock& found : journal.found()) sum_ -= found.part;
     shortest_ = UINT32_MAX;
@@ -34,11 +34,14 @@ class Judge {
     if (found_ < journal_.found().size() && journal_.found()[found_].block == block)
       found = &journal_.found()[found_];
     const uint32_t first = word_;
-    bool covered = found != nullptr;
+    bool covered = found != nullptr, marked = false;
     for (; word_ < journal_.words().size() && journal_.words()[word_].block <= block; ++word_) {
       const uint32_t type = journal_.words()[word_].type;
       covered = covered || type == kImageRecord || type == kDirectRecord;
+      marked = marked || type == kMarkRecord || type == kFreedRecord;
     }
+    // What the power destroyed while it was being marked is free, whatever it was; its part of the sum is lost.
+    if (block < length_ && !covered && marked && !IsBlock(bytes, DecodeHeader(bytes))) return changed_ = true;
     if (block < length_ && !covered) {
       sum_ -= BlockPart(block, bytes);
       return true;
@@ -80,7 +83,6 @@ class Judge {
 
   const JournalContents& journal_;
   uint32_t length_;
-  uint32_t fileBlocks_;
   uint64_t sum_;  // of the blocks that are not covered: what is still missing of it
   uint32_t shortest_;
   uint32_t found_ = 0, word_ = 0;
@@ -95,7 +97,7 @@ JournalMatch MatchJournal(const JournalContents& journal, const platform::File& 
   const auto fileBlocks = static_cast<uint32_t>(std::min<uint64_t>(stamp.size / kBlockSize, UINT32_MAX));
   uint32_t length;
   if (!journal.lengthUpTo(fileBlocks, &length)) return JournalMatch::kForeign;
-  Judge judge(journal, length, fileBlocks);
+  Judge judge(journal, length);
   constexpr uint32_t kWindow = 16;
   uint8_t bytes[kWindow * kBlockSize];
   for (uint32_t first = 0, count; first < fileBlocks; first += count) {

@@ -10,7 +10,11 @@ namespace {
 // A window of the journal that moves on.
 class Cursor {
  public:
-  Cursor(const platform::File& file, uint64_t position) : file_(file), base_(position) {}
+  Cursor(const platform::File& file, uint64_t position) : file_(file), base_(position) {
+    platform::FileStamp stamp;
+    unreadable_ = !file.stamp(&stamp);
+    size_ = stamp.size;
+  }
   ~Cursor() { platform::Wipe(buffer_, held_); }
   Cursor(const Cursor&) = delete;
   Cursor& operator=(const Cursor&) = delete;
@@ -25,16 +29,21 @@ class Cursor {
       held_ -= at_;
       at_ = 0;
       held_ += file_.readAt(base_ + held_, buffer_ + held_, kSize - held_);
-      if (held_ < size) return nullptr;
+      // What comes up short at the end of the file is no error.
+      unreadable_ = unreadable_ || (held_ < kSize && base_ + held_ < size_);
+      if (held_ < size || unreadable_) return nullptr;
     }
     at_ += size;
     return buffer_ + at_ - size;
   }
 
   uint64_t position() const { return base_ + at_; }
+  FrameOutcome notWhole() const { return unreadable_ ? FrameOutcome::kUnreadable : FrameOutcome::kNotWhole; }
 
  private:
   const platform::File& file_;
+  uint64_t size_;
+  bool unreadable_;
   uint64_t base_;  // where in the file the buffer begins
   uint8_t buffer_[kSize];
   size_t held_ = 0, at_ = 0;
@@ -63,33 +72,41 @@ bool TakeUnits(Cursor* cursor, const RecordHead& head, uint64_t* hash, RecordSin
 
 }  // namespace
 
-uint64_t ReadFrame(const platform::File& journal, uint64_t position, uint64_t salt, uint64_t number,
-                   FrameHead* head, RecordSink* sink) {
-  Cursor cursor(journal, position);
+FrameOutcome ReadFrame(const platform::File& journal, uint64_t* position, uint64_t salt, uint64_t number,
+                       FrameHead* head, RecordSink* sink) {
+  Cursor cursor(journal, *position);
   const uint8_t* bytes = cursor.take(kFrameHeadSize);
-  if (bytes == nullptr || !DecodeFrameHead(bytes, head) || head->salt != salt || head->number != number)
-    return 0;
+  if (bytes == nullptr) return cursor.notWhole();
+  if (!DecodeFrameHead(bytes, head) || head->salt != salt || head->number != number)
+    return FrameOutcome::kNotWhole;
   uint64_t hash = HashBytes(0, bytes, kFrameHeadSize);
   while ((bytes = cursor.take(kRecordHeadSize)) != nullptr) {
     const RecordHead record = DecodeRecordHead(bytes);
-    if (UnitSize(record.type) == kNoUnit || !InReach(record)) return 0;
+    if (UnitSize(record.type) == kNoUnit || !InReach(record)) return FrameOutcome::kNotWhole;
     hash = HashBytes(hash, bytes, kRecordHeadSize);
     if (record.type == kCommitRecord) {
       bytes = cursor.take(UnitSize(kCommitRecord));
-      if (bytes == nullptr || LoadU64(bytes) != hash) return 0;
-      return (cursor.position() + kJournalPage - 1) / kJournalPage * kJournalPage;
+      if (bytes == nullptr || LoadU64(bytes) != hash) break;
+      *position = NextPage(cursor.position());
+      return FrameOutcome::kWhole;
     }
-    if (!TakeUnits(&cursor, record, &hash, sink)) return 0;
+    if (!TakeUnits(&cursor, record, &hash, sink)) break;
   }
-  return 0;
+  return cursor.notWhole();
 }
 
 // Notes what a frame says; what a frame that is not whole said can be taken back.
 class JournalContents::Collector : public RecordSink {
  public:
-  explicit Collector(JournalContents* contents) : contents_(contents) {}
+  Collector(JournalContents* contents, uint32_t mostBlocks) : contents_(contents), mostFree_(mostBlocks) {}
 
-  bool take(const RecordHead& piece, const uint8_t* units, uint64_t offset) {
+  bool take(const RecordHead& piece, const uint8_t* units, uint64_t offset) override {
+    if (units == nullptr) {
+      free_ += piece.count;
+      if (free_ > 2 * mostFree_) return false;
+    } else {
+      mostFree_ += piece.count;
+    }
     const uint32_t unit = UnitSize(piece.type);
     for (uint32_t i = 0; i < piece.count && !failed_; ++i) {
       const size_t at = size_t{i} * unit;
@@ -123,39 +140,63 @@ class JournalContents::Collector : public RecordSink {
   }
 
   JournalContents* contents_;
+  uint64_t mostFree_;  // blocks that can have become free, and marked
+  uint64_t free_ = 0;
   bool failed_ = false;
 };
 
-JournalContents::Outcome JournalContents::read(const platform::File& journal) {
+JournalContents::Outcome JournalContents::read(const platform::File& journal, uint32_t fileBlocks) {
+  platform::FileStamp stamp;
   uint8_t page[kJournalHeaderSize];
-  if (journal.readAt(0, page, sizeof page) != sizeof page || !DecodeJournalHeader(page, &header_) ||
-      header_.blockNum > kMaxBlocks)
+  if (!journal.stamp(&stamp)) return kUnreadable;
+  if (stamp.size < kJournalPage) return kNotWhole;
+  if (journal.readAt(0, page, sizeof page) != sizeof page) return kUnreadable;
+  // The file was longer only by what the journal has found in blocks that it cut off.
+  const uint64_t mostBlocks = fileBlocks + stamp.size / UnitSize(kFoundRecord);
+  if (!DecodeJournalHeader(page, &header_) || header_.blockNum > std::min<uint64_t>(mostBlocks, kMaxBlocks))
     return kNotWhole;
   blockNum_ = header_.blockNum;
   if (!lengths_.reserve(1)) return kUnreadable;
   lengths_.add(blockNum_);
-  if (!readFrames(journal)) return kUnreadable;
-  sort();
-  return kWhole;
+  const Outcome outcome = readFrames(journal, stamp.size, static_cast<uint32_t>(mostBlocks));
+  if (outcome == kWhole) sort();
+  return outcome;
 }
 
-bool JournalContents::readFrames(const platform::File& journal) {
-  Collector collector(this);
+JournalContents::Outcome JournalContents::readFrames(const platform::File& journal, uint64_t size,
+                                                     uint32_t mostBlocks) {
+  Collector collector(this, mostBlocks);
   for (end_ = kJournalPage;; ++next_) {
     const uint32_t words = words_.size(), found = found_.size();
     FrameHead head;
-    const uint64_t next = ReadFrame(journal, end_, header_.salt, next_, &head, &collector);
-    if (collector.failed() || !lengths_.reserve(lengths_.size() + 1)) return false;
-    if (next == 0 || head.blockNum > kMaxBlocks) {
+    uint64_t next = end_;
+    const FrameOutcome outcome = ReadFrame(journal, &next, header_.salt, next_, &head, &collector);
+    if (outcome == FrameOutcome::kUnreadable || collector.failed() || !lengths_.reserve(lengths_.size() + 1))
+      return kUnreadable;
+    if (outcome == FrameOutcome::kNotWhole || head.blockNum > kMaxBlocks) {
       while (words_.size() > words) words_.removeLast();
       while (found_.size() > found) found_.removeLast();
-      return true;
+      bool unreadable = false;
+      const bool damaged = hasFrameBehind(journal, size, &unreadable);
+      return unreadable ? kUnreadable : damaged ? kNotWhole : kWhole;
     }
     end_ = next;
     if (head.kind != kChangeFrame) continue;
     blockNum_ = head.blockNum;
     lengths_.add(blockNum_);
   }
+}
+
+// Whether a frame of this journal begins behind the one that is not whole.
+bool JournalContents::hasFrameBehind(const platform::File& journal, uint64_t size, bool* unreadable) const {
+  for (uint64_t page = end_; page + kFrameHeadSize <= size; page += kJournalPage) {
+    uint8_t bytes[kFrameHeadSize];
+    FrameHead head;
+    *unreadable = journal.readAt(page, bytes, sizeof bytes) != sizeof bytes;
+    if (*unreadable) return false;
+    if (DecodeFrameHead(bytes, &head) && head.salt == header_.salt && head.number > next_) return true;
+  }
+  return false;
 }
 
 void JournalContents::sort() {
@@ -192,6 +233,18 @@ uint32_t JournalContents::firstWord(uint32_t block) const {
   const auto* place = std::lower_bound(words_.begin(), words_.end(), block,
                                        [](const JournalWord& word, uint32_t b) { return word.block < b; });
   return static_cast<uint32_t>(place - words_.begin());
+}
+
+bool JournalContents::hasImage(uint32_t block) const {
+  for (uint32_t i = firstWord(block); i < words_.size() && words_[i].block == block; ++i) {
+    if (words_[i].type == kImageRecord) return true;
+  }
+  return false;
+}
+
+bool JournalContents::hasFound(uint32_t block) const {
+  return std::binary_search(found_.begin(), found_.end(), FoundBlock{block, 0, {}},
+                            [](const FoundBlock& a, const FoundBlock& b) { return a.block < b.block; });
 }
 
 }  // namespace storage

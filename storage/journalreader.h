@@ -2,7 +2,11 @@
 //
 // Invariants:
 //  1. Nothing is believed of a frame that is not whole, and nothing of what stands behind it.
-//  2. Memory stays in proportion to the blocks that the journal tells of; images stay in the file.
+//  2. Memory stays in proportion to the journal and to the data file; images stay in the journal. A record of marks
+//     costs the journal nothing, so they are counted: a block is marked, or becomes free, once for each time that
+//     something is put there.
+//  3. A frame that is not whole with a whole one behind it is damage: the second was written only when the first had
+//     reached the medium.
 #pragma once
 
 #include <cstdint>
@@ -24,10 +28,16 @@ class RecordSink {
   ~RecordSink() = default;
 };
 
-// Reads the frame at `position`, handing its records out before it is known whether it is whole. The position of
-// the next frame when it is and is the one of that salt and number; 0 otherwise.
-uint64_t ReadFrame(const platform::File& journal, uint64_t position, uint64_t salt, uint64_t number,
-                   FrameHead* head, RecordSink* sink);
+enum class FrameOutcome {
+  kWhole,
+  kNotWhole,    // or not the one that was looked for, or the sink ended the reading
+  kUnreadable,  // the system did not give what the file holds
+};
+
+// Reads the frame at `*position`, handing its records out before it is known whether it is whole. When it is, and is
+// the one of that salt and number, `*position` becomes that of the next one.
+FrameOutcome ReadFrame(const platform::File& journal, uint64_t* position, uint64_t salt, uint64_t number,
+                       FrameHead* head, RecordSink* sink);
 
 // What one frame says of one block.
 struct JournalWord {
@@ -55,9 +65,9 @@ class JournalContents {
  public:
   enum Outcome { kWhole, kNotWhole, kUnreadable };
 
-  // Reads the header and all whole frames. kNotWhole when the header is damaged or missing, kUnreadable when there
-  // is no memory.
-  Outcome read(const platform::File& journal);
+  // Reads the header and all whole frames of the journal beside a data file of so many blocks. kNotWhole when it is
+  // damaged, or no journal of such a file; kUnreadable when it cannot be read or when there is no memory.
+  Outcome read(const platform::File& journal, uint32_t fileBlocks);
 
   const JournalHeader& header() const { return header_; }
   uint64_t end() const { return end_; }            // behind the last whole frame
@@ -78,10 +88,14 @@ class JournalContents {
 
   // The number of the first word on `block` or on one behind it.
   uint32_t firstWord(uint32_t block) const;
+  // Whether a frame holds an image of the block; whether one notes what was found in it.
+  bool hasImage(uint32_t block) const;
+  bool hasFound(uint32_t block) const;
 
  private:
   class Collector;
-  bool readFrames(const platform::File& journal);
+  Outcome readFrames(const platform::File& journal, uint64_t size, uint32_t mostBlocks);
+  bool hasFrameBehind(const platform::File& journal, uint64_t size, bool* unreadable) const;
   void sort();
 
   JournalHeader header_{};

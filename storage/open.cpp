@@ -130,7 +130,7 @@ int32_t ReadDataFile(FileInfo* file) {
 int32_t OpenOrCreate(FileInfo* file) {
   PmChar backup[kMaxBackupPath + 1];
   GetBackupFileName(backup, file->path);
-  const bool exists = platform::Exists(file->path);
+  const bool exists = !platform::IsMissing(file->path);
   if (!file->journal.setPath(file->path)) return exists ? kBadData : kCannotOpen;
   if (!platform::TakesName(backup) || !platform::TakesName(file->journal.path())) return kCannotOpen;
   if (exists) return file->file.open(file->path, platform::Access::kReadWrite) ? kOk : kBadData;

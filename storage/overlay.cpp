@@ -16,7 +16,10 @@ class Nothing : public RecordSink {
 Overlay::Outcome Overlay::open(const PmChar* journalPath, const platform::File& data) {
   path_ = journalPath;
   if (!journal_.open(journalPath, platform::Access::kRead) || !journal_.stamp(&identity_)) return kUnreadable;
-  const JournalContents::Outcome outcome = contents_.read(journal_);
+  platform::FileStamp stamp;
+  if (!data.stamp(&stamp)) return kUnreadable;
+  const auto fileBlocks = static_cast<uint32_t>(stamp.size / kBlockSize);
+  const JournalContents::Outcome outcome = contents_.read(journal_, fileBlocks);
   if (outcome != JournalContents::kWhole)
     return outcome == JournalContents::kNotWhole ? kNotOurs : kUnreadable;
   const JournalMatch match = MatchJournal(contents_, data);
@@ -46,8 +49,9 @@ bool Overlay::isCurrent() const {
   if (!platform::StampOf(path_, &named) || !named.sameFile(identity_)) return false;
   FrameHead head;
   Nothing nothing;
-  return ReadFrame(journal_, contents_.end(), contents_.header().salt, contents_.nextNumber(), &head,
-                   &nothing) == 0;
+  uint64_t position = contents_.end();
+  return ReadFrame(journal_, &position, contents_.header().salt, contents_.nextNumber(), &head, &nothing) ==
+         FrameOutcome::kNotWhole;
 }
 
 }  // namespace storage

@@ -1,7 +1,10 @@
 #include "storage/recovery.h"
 
+#include <algorithm>
+
 #include "storage/blockio.h"
 #include "storage/commit.h"
+#include "storage/framewriter.h"
 #include "storage/journalmatch.h"
 #include "storage/names.h"
 
@@ -12,22 +15,74 @@ namespace {
 using platform::Access;
 using platform::File;
 
-// Writes what was read of a journal to a new one in its place, durably.
-bool MakeDurable(const File& journal, uint64_t size, const PmChar* path) {
-  PmChar name[kMaxJournalPath + 1];
-  ChangeSuffix(name, path, ".pmt");
-  platform::Remove(name);
-  File fresh;
-  if (!fresh.createNew(name)) return false;
-  const bool written = fresh.copyAccessRights(journal) && fresh.copyRange(journal, 0, size) && fresh.sync();
-  platform::SetHidden(name, true);
-  return fresh.close() && written;
+// Names beside the journal's own.
+struct Unfinished {
+  PmChar path[kMaxJournalPath + 1];
+  explicit Unfinished(const PmChar* journal) { ChangeSuffix(path, journal, ".pmt"); }
+};
+
+// Adds a frame with the pages of the blocks that a recovery marks: a page that the power destroys then is mended by the
+// next one.
+class MarkedPages {
+ public:
+  MarkedPages(const FileInfo* file, const JournalContents& contents, FrameWriter* frame)
+      : file_(file), contents_(contents), frame_(frame) {}
+
+  bool add() {
+    constexpr uint32_t kPageBlocks = kJournalPage / kBlockSize;
+    uint32_t done = 0;  // up to where pages have been added
+    for (uint32_t word = 0; word < contents_.words().size();) {
+      const uint32_t block = contents_.words()[word].block;
+      if (block >= contents_.blockNum()) break;
+      if (!contents_.lastWord(&word).isFree || block < done) continue;
+      const uint32_t page = block / kPageBlocks * kPageBlocks;
+      done = std::min(page + kPageBlocks, contents_.blockNum());
+      for (uint32_t mate = page; mate < done; ++mate) {
+        if (!addBlock(mate)) return false;
+      }
+    }
+    return true;
+  }
+
+ private:
+  bool addBlock(uint32_t block) {
+    if (contents_.hasImage(block)) return true;
+    uint8_t bytes[kBlockSize];
+    if (file_->file.readAt(uint64_t{block} * kBlockSize, bytes, sizeof bytes) != sizeof bytes) return false;
+    if (block < contents_.header().blockNum && !contents_.hasFound(block)) AddFound(frame_, block, bytes);
+    std::copy(bytes, bytes + kBlockSize, frame_->add(kImageRecord, block));
+    uint32_t word = contents_.firstWord(block);
+    const bool known = word < contents_.words().size() && contents_.words()[word].block == block;
+    if (known && contents_.lastWord(&word).isFree) frame_->add(kFreedRecord, block);
+    return true;
+  }
+
+  const FileInfo* file_;
+  const JournalContents& contents_;
+  FrameWriter* frame_;
+};
+
+// Writes what was read of a journal to a new one, durably, and what the recovery itself is about to touch.
+bool MakeDurable(const FileInfo* file, const File& journal, const JournalContents& contents, File* fresh) {
+  const uint64_t end = contents.end();
+  if (!fresh->copyAccessRights(journal) || !fresh->copyRange(journal, 0, end)) return false;
+  FrameWriter frame(fresh, end,
+                    {contents.header().salt, contents.nextNumber(), contents.blockNum(), kChangeFrame});
+  return MarkedPages(file, contents, &frame).add() && frame.finish() && fresh->sync();
 }
 
-bool PutInPlace(const PmChar* path) {
-  PmChar name[kMaxJournalPath + 1];
-  ChangeSuffix(name, path, ".pmt");
-  return platform::Rename(name, path) && platform::SyncFolder(path);
+// Puts a new journal with all that into the place of the old one, which is closed then.
+bool ReplaceJournal(const FileInfo* file, File* journal, const JournalContents& contents) {
+  const PmChar* path = file->journal.path();
+  const Unfinished name(path);
+  platform::Remove(name.path);
+  File fresh;
+  const bool made = fresh.createNew(name.path) && MakeDurable(file, *journal, contents, &fresh);
+  platform::SetHidden(name.path, true);
+  journal->close();  // not every system renames a file that is open, or over one that is
+  if (fresh.close() && made && platform::Rename(name.path, path)) return platform::SyncFolder(path);
+  platform::Remove(name.path);
+  return false;
 }
 
 // Writes the last word on each block.
@@ -58,36 +113,46 @@ bool SetAsideBoth(const FileInfo* file) {
          platform::SyncFolder(file->journal.path()) && platform::SyncFolder(file->path);
 }
 
+// Carries a journal out that is in its place and durable.
+bool CarryOutDurable(FileInfo* file, uint32_t fileBlocks) {
+  File journal;
+  JournalContents contents;
+  return journal.open(file->journal.path(), Access::kRead) &&
+         contents.read(journal, fileBlocks) == JournalContents::kWhole &&
+         CarryOutAll(file, contents, journal);
+}
+
 Recovery RecoverFrom(FileInfo* file, File* journal) {
-  platform::FileStamp stamp;
-  if (!journal->stamp(&stamp)) return Recovery::kFailed;
-  const PmChar* path = file->journal.path();
+  platform::FileStamp stamp, data;
+  if (!journal->stamp(&stamp) || !file->file.stamp(&data)) return Recovery::kFailed;
   if (stamp.size == 0) {
     // A close emptied it, since it could not remove it: it says nothing any more.
     journal->close();
-    platform::Remove(path);
+    platform::Remove(file->journal.path());
     return Recovery::kNothing;
   }
+  const auto fileBlocks = static_cast<uint32_t>(data.size / kBlockSize);
   JournalContents contents;
-  const JournalContents::Outcome outcome = contents.read(*journal);
+  const JournalContents::Outcome outcome = contents.read(*journal, fileBlocks);
   if (outcome == JournalContents::kUnreadable) return Recovery::kFailed;
   JournalMatch match = JournalMatch::kForeign;
   if (outcome == JournalContents::kWhole) match = MatchJournal(contents, file->file);
   if (match == JournalMatch::kUnreadable) return Recovery::kFailed;
-  const bool made = match == JournalMatch::kOurs && MakeDurable(*journal, contents.end(), path);
-  journal->close();  // not every system renames a file that is open, or over one that is
-  if (match == JournalMatch::kForeign) return SetAsideBoth(file) ? Recovery::kNothing : Recovery::kFailed;
-  if (!made || !PutInPlace(path) || !journal->open(path, Access::kRead)) return Recovery::kFailed;
-  const bool carried = CarryOutAll(file, contents, *journal);
-  journal->close();
+  if (match == JournalMatch::kForeign) {
+    journal->close();
+    return SetAsideBoth(file) ? Recovery::kNothing : Recovery::kFailed;
+  }
+  const bool carried = ReplaceJournal(file, journal, contents) && CarryOutDurable(file, fileBlocks);
   return carried && file->journal.adopt() ? Recovery::kCarriedOut : Recovery::kFailed;
 }
 
-// A journal that was being made when the process died, before there was one.
-void RemoveUnfinished(FileInfo* file) {
-  PmChar name[kMaxJournalPath + 1];
-  ChangeSuffix(name, file->journal.path(), ".pmt");
-  if (!platform::IsMissing(name) && file->file.lock()) platform::Remove(name);
+// A journal that was being made when the process died, before there was one. Who is making one holds the lock, and
+// looking for that must not take it for this session.
+void RemoveUnfinished(const FileInfo* file) {
+  const Unfinished name(file->journal.path());
+  if (platform::IsMissing(name.path)) return;
+  File other;
+  if (other.open(file->path, Access::kReadWrite) && other.lock()) platform::Remove(name.path);
 }
 
 }  // namespace
@@ -99,7 +164,7 @@ Recovery RecoverDataFile(FileInfo* file) {
   }
   if (!file->file.lock()) return Recovery::kHeld;
   // Whoever held it may have closed it, replaced it or removed its journal in the meantime.
-  if (!NamesDataFile(file)) return Recovery::kFailed;
+  if (WhatPathNames(file) != Naming::kSame) return Recovery::kFailed;
   if (platform::IsMissing(file->journal.path())) return Recovery::kNothing;
   File journal;
   if (!journal.open(file->journal.path(), Access::kRead)) return Recovery::kFailed;

@@ -85,8 +85,7 @@ bool CopyBackup(FileInfo* file, const PmChar* path) {
       !FindDifferences(file, backup, blockNum, file->blockNum, &moves))
     return false;
   change.begin(file);
-  if (change.stageMoves(&backup, &moves, blockNum) == kOk)
-    return CommitChange() == kOk && !file->journal.isBehind();
+  if (change.stageMoves(&backup, &moves, blockNum) == kOk) return CommitChange() == kOk;
   change.undo();
   return false;
 }
@@ -96,7 +95,7 @@ bool Restore(FileInfo* file, TableCheck isWellFormed) {
   PmChar backup[kMaxBackupPath + 1];
   GetBackupFileName(backup, file->path);
   if (!file->journal.setPath(file->path)) return false;
-  if (!platform::Exists(file->path) && !SetStrayJournalAside(file)) return false;
+  if (platform::IsMissing(file->path) && !SetStrayJournalAside(file)) return false;
   const bool hasJournal = !platform::IsMissing(file->journal.path());
   if (!hasJournal && !IsSound(backup, isWellFormed)) return false;
   if (OpenOrCreate(file) != kOk) return false;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "storage/blockio.h"
 #include "storage/result.h"
 
 namespace storage {
@@ -50,8 +51,7 @@ int32_t TakeRoom(FileInfo* file, uint32_t oldBlockNum, bool inBackup) {
 }
 
 void ReleaseRoom(FileInfo* file) {
-  if (file->roomEnd > file->blockNum) file->file.setSize(uint64_t{file->blockNum} * kBlockSize);
-  file->roomEnd = 0;
+  if (file->roomEnd > file->blockNum) CutBlocks(file, file->blockNum);
 }
 
 }  // namespace storage

@@ -17,7 +17,7 @@ int32_t StartTransaction() {
   FileInfo* file = CurrentFile();
   if (file == nullptr) return kNoItem;
   if (file->transaction != Transaction::kNone) return kOk;
-  const bool saved = file->dirtyItems.empty() && file->unlistedBlocks.empty();
+  const bool saved = file->unlistedBlocks.empty();
   file->transaction = saved ? Transaction::kOpen : Transaction::kOpenOnUnsaved;
   return kOk;
 }
@@ -53,10 +53,10 @@ uint8_t* RewriteItemTail(uint32_t id, uint32_t offset, uint32_t size) {
 }
 
 int32_t SyncTable() {
-  if (CurrentFile() == nullptr) return kNoItem;
+  FileInfo* file = CurrentFile();
+  if (file == nullptr) return kNoItem;
   OneChange one;
-  const int32_t result = change.stageDirty();
-  return one.end(result == kWriteFailed ? change.stageTable() : result);
+  return one.end(change.fitsDirty() ? change.stageDirty() : change.stageTable());
 }
 
 }  // namespace storage
