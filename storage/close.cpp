@@ -31,8 +31,9 @@ bool MayCompact(const FileInfo* file) {
 }
 
 // Whether only the journal knows that blocks are free: without it, what was deleted would be found again.
+// A file that holds no item keeps its free blocks as they are.
 bool JournalNamesFreeBlocks(const FileInfo* file) {
-  return file->unmarkedBlocks.count() > file->unlistedBlocks.count();
+  return file->index.count() != 0 && file->unmarkedBlocks.count() > file->unlistedBlocks.count();
 }
 
 // Brings everything into the data file, durably.
