@@ -27,7 +27,8 @@ namespace {
 bool MayCompact(const FileInfo* file) {
   if (file->index.count() == 0) return false;
   return file->transaction == Transaction::kOpen ||
-         (file->transaction == Transaction::kNone && file->unlistedBlocks.empty());
+         (file->transaction == Transaction::kNone && file->dirtyItems.empty() &&
+          file->unlistedBlocks.empty());
 }
 
 // Whether only the journal knows that blocks are free: without it, what was deleted would be found again.
