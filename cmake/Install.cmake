@@ -1,4 +1,7 @@
 # What `cmake --install` puts where. The public headers stand flat in one folder and include each other by bare name.
+if(PMSTORE_DEBIAN)
+  set(CMAKE_INSTALL_DOCDIR share/doc/libpmstore-dev)
+endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -24,7 +27,22 @@ function(install_compressed file target component)
     cmake_path(GET path PARENT_PATH folder)
     file(MAKE_DIRECTORY \"\${folder}\")
     execute_process(COMMAND \"${GZIP}\" -9nc \"${PROJECT_SOURCE_DIR}/${file}\" OUTPUT_FILE \"\${path}\" COMMAND_ERROR_IS_FATAL ANY)
+    list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${CMAKE_INSTALL_PREFIX}/${target}\")
     message(STATUS \"Installing: \${path}\")" COMPONENT ${component})
+endfunction()
+
+# Installs a page of section 3, and a link to it under the name of each function that it describes.
+function(install_manual_page page)
+  install_compressed(docs/man/${page}.3 "${CMAKE_INSTALL_MANDIR}/man3/${page}.3.gz" development)
+  file(STRINGS "docs/man/${page}.3" names REGEX "^\\.Nm [A-Za-z]+")
+  list(TRANSFORM names REPLACE "^\\.Nm ([A-Za-z]+).*" "\\1")
+  list(REMOVE_ITEM names ${page})
+  install(CODE "
+    foreach(name ${names})
+      set(link \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/man3/\${name}.3.gz\")
+      file(CREATE_LINK ${page}.3.gz \"\$ENV{DESTDIR}\${link}\" SYMBOLIC)
+      list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${link}\")
+    endforeach()" COMPONENT development)
 endfunction()
 
 # find_package(pmstore) gives the target pmstore::pmstore.
@@ -45,7 +63,9 @@ if(WIN32)
   install(FILES docs/windows.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
   install(FILES "${PROJECT_BINARY_DIR}/pmstore.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
 else()
-  install_compressed(docs/man/pmstore.3 "${CMAKE_INSTALL_MANDIR}/man3/pmstore.3.gz" development)
+  foreach(page pmstore pmstore-avltree pmstore-dlist pmstore-file pmstore-nodepool pmstore-slist)
+    install_manual_page(${page})
+  endforeach()
 endif()
 
 if(WIN32)
@@ -74,6 +94,8 @@ if(PMSTORE_TOOL)
         execute_process(COMMAND \"$<TARGET_FILE:pmstore_tool>\" completion \${shell}
           OUTPUT_VARIABLE script COMMAND_ERROR_IS_FATAL ANY)
         file(WRITE \"\${path}\" \"\${script}\")
+        list(APPEND CMAKE_INSTALL_MANIFEST_FILES \"\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_DATADIR}/\${file}\")
+        set(CMAKE_INSTALL_MANIFEST_FILES \"\${CMAKE_INSTALL_MANIFEST_FILES}\" PARENT_SCOPE)
         message(STATUS \"Installing: \${path}\")
       endfunction()
       pmstore_completion(bash bash-completion/completions/pmstore)

@@ -18,6 +18,7 @@ function(pmstore_requires option debian)
 endfunction()
 
 pmstore_requires(PMSTORE_TOOL "libcli11-dev libfmt-dev nlohmann-json3-dev" CLI11 fmt nlohmann_json)
+pmstore_requires(PMSTORE_DEBIAN "doxygen" Doxygen)
 pmstore_requires(PMSTORE_TESTS "libgtest-dev" GTest)
 if(NOT PMSTORE_TOOL)
   message(STATUS "The library alone; -DPMSTORE_TOOL=ON builds the pmstore tool too.")
