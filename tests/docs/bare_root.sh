@@ -17,6 +17,7 @@ for ways in packager c c++ python pip "cmake uninstall"; do
   # A person's sudo, and their yes.
   printf '#!/bin/sh\nexec "$@"\n' >"$root/usr/bin/sudo" && chmod 755 "$root/usr/bin/sudo"
   printf 'APT::Get::Assume-Yes "true";\nAPT::Sandbox::User "root";\nDpkg::Use-Pty "0";\nquiet "2";\n' >"$root/etc/apt/apt.conf.d/yes"
+  chroot "$root" apt-get update
   mount -t proc proc "$root/proc"
   trap 'umount "$root/proc"' EXIT
   for way in $ways; do
