@@ -17,4 +17,5 @@ synopses=$(awk '
 (echo '#include "pmstore.h"' && echo "$synopses") |
   "$2" -x c -std=c11 -Wall -Wextra -Werror -fsyntax-only -I. -Iplatform -Icommonbase/src -
 named=$(echo "$synopses" | sed 's/(.*//; s/.*[ *]//' | sort)
-test "$named" = "$(sort exports.txt)" || { echo "the pages name"; echo "$named" | diff - exports.txt; exit 1; }
+exports=$(sed 's/ .*//' exports.txt | sort)
+test "$named" = "$exports" || { printf 'the pages describe\n%s\nand exports.txt has\n%s\n' "$named" "$exports"; exit 1; }
