@@ -95,7 +95,7 @@ void Console::flush() {
 }
 
 std::string Console::paint(Colour colour, const std::string& text) const {
-  static const bool kColoured = IsTerminal(stdout) && Environment("NO_COLOR").empty();
+  static const bool kColoured = ObeysEscapes(stdout) && Environment("NO_COLOR").empty();
   if (!kColoured || json) return text;
   constexpr const char* kCodes[] = {"31", "32", "33", "34", "2", "1"};
   return fmt::format("\x1b[{}m{}\x1b[0m", kCodes[static_cast<int>(colour)], text);
@@ -104,7 +104,7 @@ std::string Console::paint(Colour colour, const std::string& text) const {
 Progress::Progress(const Console& console, std::string label, uint64_t total)
     : label_(std::move(label)),
       total_(total),
-      active_(!console.quiet && !console.noProgress && total > 0 && IsTerminal(stderr)) {}
+      active_(!console.quiet && !console.noProgress && total > 0 && ObeysEscapes(stderr)) {}
 
 Progress::~Progress() {
   if (active_ && shown_ >= 0) Write(stderr, "\r\x1b[K");

@@ -4,8 +4,9 @@
 // Invariants:
 //  1. With --json, standard output carries JSON only: one document, or one object a line for lists. An error
 //     is a document (a last line) of its own: {"error": {...}}.
-//  2. --quiet silences notes, never warnings and errors. Progress is drawn only on a terminal.
-//  3. Colour is used only on a terminal and never when NO_COLOR is set.
+//  2. --quiet silences notes, never warnings and errors. Progress is drawn only on a terminal that obeys
+//     escape codes.
+//  3. Colour is used only on such a terminal and never when NO_COLOR is set.
 #pragma once
 
 #include <fmt/format.h>
@@ -69,7 +70,7 @@ class Console {
   static void message(const std::string& text);
 };
 
-// A progress bar on standard error while it lives; nothing at all when standard error is no terminal.
+// A progress bar on standard error while it lives; nothing at all where it cannot be erased.
 class Progress {
  public:
   Progress(const Console& console, std::string label, uint64_t total);

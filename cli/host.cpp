@@ -16,19 +16,78 @@
 
 namespace cli {
 
+#if defined(_WIN32)
+namespace {
+
+HANDLE HandleOf(std::FILE* stream) {
+  return reinterpret_cast<HANDLE>(_get_osfhandle(_fileno(stream)));
+}
+
+// How the console was before: a mode for each screen that a stream goes to, and one code page.
+struct {
+  struct Screen {
+    HANDLE handle;
+    DWORD mode;
+  } screens[2];
+  int count = 0;
+  UINT codePage = 0;
+} found;
+
+void RestoreConsole() {
+  if (found.codePage != 0) SetConsoleOutputCP(found.codePage);
+  while (found.count > 0) {
+    const auto& screen = found.screens[--found.count];
+    SetConsoleMode(screen.handle, screen.mode);
+  }
+}
+
+BOOL WINAPI RestoreAndGo(DWORD) {
+  RestoreConsole();
+  return FALSE;  // the system then ends the program
+}
+
+// Lets the console read UTF-8 and obey escape codes, until the program ends in whichever way it can hear of.
+void PrepareConsole() {
+  for (std::FILE* stream : {stdout, stderr}) {
+    const HANDLE handle = HandleOf(stream);
+    DWORD mode = 0;
+    if (!GetConsoleMode(handle, &mode)) continue;
+    found.screens[found.count++] = {handle, mode};
+    SetConsoleMode(handle, mode | ENABLE_PROCESSED_OUTPUT | ENABLE_VIRTUAL_TERMINAL_PROCESSING);
+  }
+  if (found.count == 0) return;
+  found.codePage = GetConsoleOutputCP();
+  SetConsoleOutputCP(CP_UTF8);
+  SetConsoleCtrlHandler(RestoreAndGo, TRUE);
+  std::atexit(RestoreConsole);
+}
+
+}  // namespace
+#endif
+
 void PrepareStreams() {
 #if defined(_WIN32)
   for (std::FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
   std::setvbuf(stderr, nullptr, _IONBF, 0);  // as the C standard has it, but not every run-time
-  SetConsoleOutputCP(CP_UTF8);
+  PrepareConsole();
 #endif
 }
 
 bool IsTerminal(std::FILE* stream) {
 #if defined(_WIN32)
-  return _isatty(_fileno(stream)) != 0;
+  DWORD mode = 0;
+  return GetConsoleMode(HandleOf(stream), &mode) != 0;
 #else
   return isatty(fileno(stream)) != 0;
+#endif
+}
+
+bool ObeysEscapes(std::FILE* stream) {
+#if defined(_WIN32)
+  DWORD mode = 0;
+  return GetConsoleMode(HandleOf(stream), &mode) && (mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
+#else
+  return IsTerminal(stream);
 #endif
 }
 

@@ -6,10 +6,14 @@
 
 namespace cli {
 
-// Makes a standard stream carry bytes unchanged, and the terminal read them as UTF-8.
+// Makes a standard stream carry bytes unchanged, and the terminal read them as UTF-8 and obey escape codes, where it
+// can; at the end the terminal is as it was.
 void PrepareStreams();
 
 bool IsTerminal(std::FILE* stream);
+
+// Whether a stream is a terminal on which escape codes colour and erase.
+bool ObeysEscapes(std::FILE* stream);
 
 // The columns of the terminal on standard output, 80 when there is none to ask.
 int TerminalWidth();

@@ -1,5 +1,6 @@
 // completion: lets a shell complete command lines, from the very declarations that parse them.
 #include <algorithm>
+#include <sstream>
 
 #include "cli/command.h"
 
@@ -159,6 +160,48 @@ std::string ForFish(const CLI::App& app) {
   return text;
 }
 
+// Words as the elements of a list: 'a', 'b'.
+std::string PowerShellList(const std::string& words) {
+  std::string list;
+  std::istringstream stream(words);
+  for (std::string word; stream >> word;) list += fmt::format("{}'{}'", list.empty() ? "" : ", ", word);
+  return list;
+}
+
+// Where nothing is offered, the shell itself completes the names of files.
+std::string ForPowerShell(const CLI::App& app) {
+  std::string names;
+  std::string options = fmt::format("    '' = {}\n", PowerShellList(Names(Describe(app).options)));
+  std::string choices;
+  for (const Command& command : DescribeCommands(app)) {
+    names += " " + command.name;
+    if (!command.options.empty())
+      options += fmt::format("    '{}' = {}\n", command.name, PowerShellList(Names(command.options)));
+    const auto offer = [&](const std::string& behind, const std::string& words) {
+      if (!words.empty())
+        choices += fmt::format("    '{} {}' = {}\n", command.name, behind, PowerShellList(words));
+    };
+    offer(command.name, command.choices);
+    for (const Option& option : command.options) offer(option.name, option.choices);
+  }
+  return fmt::format(
+      "Register-ArgumentCompleter -Native -CommandName 'pmstore', 'pmstore.exe' -ScriptBlock {{\n"
+      "  param($word, $line, $position)\n"
+      "  $options = @{{\n{1}  }}\n"
+      "  $choices = @{{\n{2}  }}\n"
+      "  $before = @($line.CommandElements | Select-Object -Skip 1 | ForEach-Object {{ \"$_\" }})\n"
+      "  if ($word -ne '' -and $before.Count -gt 0) {{ $before = @($before | Select-Object -SkipLast 1) }}\n"
+      "  $command = $before | Where-Object {{ $_ -notlike '-*' }} | Select-Object -First 1\n"
+      "  $offered = if ($word -like '-*') {{ $options[\"$command\"] }}\n"
+      "    elseif ($null -eq $command) {{ {0} }}\n"
+      "    else {{ $choices[\"$command $($before[-1])\"] }}\n"
+      "  $offered | Where-Object {{ $_ -like \"$word*\" }} | ForEach-Object {{\n"
+      "    [System.Management.Automation.CompletionResult]::new($_, $_, 'ParameterValue', $_)\n"
+      "  }}\n"
+      "}}\n",
+      PowerShellList(names), options, choices);
+}
+
 }  // namespace
 
 void RegisterCompletion(Tool& tool) {
@@ -166,12 +209,13 @@ void RegisterCompletion(Tool& tool) {
   const auto shell = std::make_shared<std::string>();
   command->add_option("SHELL", *shell, "The shell")
       ->required()
-      ->check(CLI::IsMember({"bash", "zsh", "fish"}));
+      ->check(CLI::IsMember({"bash", "zsh", "fish", "powershell"}));
   command->callback([&tool, shell] {
     tool.chosen = [&tool, shell] {
-      const std::string script = *shell == "bash"  ? ForBash(*tool.app)
-                                 : *shell == "zsh" ? ForZsh(*tool.app)
-                                                   : ForFish(*tool.app);
+      const std::string script = *shell == "bash"   ? ForBash(*tool.app)
+                                 : *shell == "zsh"  ? ForZsh(*tool.app)
+                                 : *shell == "fish" ? ForFish(*tool.app)
+                                                    : ForPowerShell(*tool.app);
       tool.console.json ? tool.console.document({{"shell", *shell}, {"script", script}})
                         : Console::text(script);
       return ExitCode::kFine;
