@@ -20,12 +20,27 @@ uintptr_t __stack_chk_guard;
 // can do: a mark, then the functions, then null.
 extern void (*__CTOR_LIST__[])();
 
-__attribute__((no_stack_protector)) int __stdcall DllMain(void* module, unsigned long reason, void*) {
+// What they want called when the library goes.
+static void (*leaving[16])();
+static int leavingCount;
+
+int atexit(void (*call)()) {
+  if (leavingCount == sizeof leaving / sizeof *leaving) return -1;
+  leaving[leavingCount++] = call;
+  return 0;
+}
+
+__attribute__((no_stack_protector)) int __stdcall DllMain(void* module, unsigned long reason,
+                                                          void* isProcessEnding) {
   constexpr unsigned long kProcessAttach = 1;
+  constexpr unsigned long kProcessDetach = 0;
   if (reason == kProcessAttach) {
     __stack_chk_guard = platform::StackGuard();
     for (auto* call = &__CTOR_LIST__[1]; *call != nullptr; ++call) (*call)();
     platform::QuietThreadNotifications(module);
+  }
+  if (reason == kProcessDetach && isProcessEnding == nullptr) {
+    while (leavingCount > 0) leaving[--leavingCount]();
   }
   return 1;
 }

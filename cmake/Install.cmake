@@ -55,17 +55,16 @@ file(RELATIVE_PATH to_prefix "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 configure_file("${PROJECT_SOURCE_DIR}/packaging/pmstore.pc.in" "${PROJECT_BINARY_DIR}/pmstore.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/pmstore.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
 
-install(FILES README.md CHANGELOG.md docs/tutorial.md docs/format.md docs/architecture.md docs/safety.md
-  DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
-install(FILES examples/hello.c examples/hello.cpp examples/hello.py examples/wrapper.cpp examples/wrapper.py
-  DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development)
 if(WIN32)
-  install(FILES docs/windows.md DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
-  install(FILES "${PROJECT_BINARY_DIR}/pmstore.def" DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+  include(windows-install)
 else()
   foreach(page pmstore pmstore-avltree pmstore-dlist pmstore-file pmstore-nodepool pmstore-slist)
     install_manual_page(${page})
   endforeach()
+  install(FILES README.md CHANGELOG.md docs/tutorial.md docs/format.md docs/architecture.md docs/safety.md
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
+  install(FILES examples/hello.c examples/hello.cpp examples/hello.py examples/wrapper.cpp examples/wrapper.py
+    DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development)
 endif()
 
 if(WIN32)

@@ -1,26 +1,44 @@
 #!/bin/bash
-# Makes the Windows zip of a build, unpacks it, and builds and runs the examples against what is in it:
-# use_windows_zip.sh SOURCE BUILD WORK.
+# Makes the Windows zip of a build, unpacks it, and builds and runs programs against what is in it, with the compilers
+# for PROCESSOR: use_windows_zip.sh SOURCE BUILD WORK PROCESSOR.
 set -euo pipefail
-source=$1 build=$2 work=$3
+source=$1 build=$2 work=$3 triple=$4-w64-mingw32
 rm -rf "$work"
 mkdir -p "$work"
 (cd "$build" && cpack -G ZIP -B "$work/packages" >"$work/log" 2>&1) || { cat "$work/log"; exit 1; }
 cd "$work"
 (cd packages && sha256sum --check --quiet ./*.zip.sha256)
 cmake -E tar xf packages/*.zip
-root=$(echo "$work"/pmstore-*-windows-i686)
+root=$(echo "$work"/pmstore-*-windows-"$4")
 (cd "$root" && sha256sum --check --quiet SHA256SUMS)
-for file in bin/pmstore.dll bin/pmstore.exe lib/libpmstore.dll.a lib/pmstore.def include/pmstore/pmstore.h; do
-  [ -f "$root/$file" ] || { echo "the zip lacks $file"; exit 1; }
-done
+wine() { "$source/cmake/run-under-wine" "$build" "$@"; }
 
-cmake -S "$source/packaging/test/project" -B project -DCMAKE_TOOLCHAIN_FILE="$source/cmake/windows-i686.cmake" \
+# What the documents point to is there, and what only the system would tell of the tool stands in it.
+find "$root" -name '*.md' | while read -r page; do
+  grep -o '](\([^)#:]*\))' "$page" | tr -d '()]' | while read -r target; do
+    [ -e "$(dirname "$page")/$target" ] || { echo "$page: there is no $target"; exit 1; }
+  done
+done
+grep -q longPathAware "$root/bin/pmstore.exe"
+[ "$4" != i686 ] || "$triple-objdump" -p "$root/bin/pmstore.exe" | grep -q 'large address aware'
+
+cmake -S "$source/packaging/test/project" -B project -DCMAKE_TOOLCHAIN_FILE="$source/cmake/windows-$4.cmake" \
   -DEXAMPLES="$source/examples" -Dpmstore_DIR="$root/lib/cmake/pmstore" >/dev/null
 cmake --build project >/dev/null
+cp "$root/bin/pmstore.dll" .
 for name in hello wrapper; do
-  cp "$root/bin/pmstore.dll" "project/$name.exe" .
-  "$source/cmake/run-under-wine" "$build" "./$name.exe" | tr -d '\r' | sed -E 's/item [0-9a-f]+:/item ID:/' |
-    diff -u "$source/examples/expected/$name.txt" -
+  cp "project/$name.exe" .
+  wine "./$name.exe" | tr -d '\r' | sed -E 's/item [0-9a-f]+:/item ID:/' | diff -u "$source/examples/expected/$name.txt" -
 done
-"$source/cmake/run-under-wine" "$build" "$root/bin/pmstore.exe" check wrapper.vault
+wine "$root/bin/pmstore.exe" check wrapper.vault
+
+# A console; an import library made from the list of exports.
+"$triple-dlltool" -d "$root/lib/pmstore.def" -l libmade.a
+"$triple-gcc-posix" -municode -I"$root/include/pmstore" "$source/packaging/test/console.c" libmade.a -o console.exe
+script -qec "'$source/cmake/run-under-wine' '$build' ./console.exe '$root/bin/pmstore.exe'" typescript </dev/null
+[ -e 'Тайна 🔑 é.vault' ]
+
+# The import library itself, given to the linker of another compiler.
+"$triple-gcc-posix" -c -fno-stack-protector -I"$root/include/pmstore" "$source/packaging/test/plain.c"
+lld-link /entry:Start /subsystem:console /out:plain.exe plain.o "$root/lib/pmstore.lib"
+wine ./plain.exe

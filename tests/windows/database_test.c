@@ -76,9 +76,10 @@ static void TestLife(const wchar_t* path, const wchar_t* backup) {
 
 /* A backup stands beside its file, however the path is spelled; what would put it elsewhere is refused. */
 static void TestPaths(void) {
-  static const wchar_t* const refused[] = {L"c:drive.db", L"a.db:stream", L"a.db::$DATA", L"a.db.", L"a.db ",
-                                           L"a.db:",      L"a?.db",       L".",           L"NUL"};
-  wchar_t folder[MAX_PATH], path[MAX_PATH + 10], backup[MAX_PATH + 10], name[256];
+  wchar_t folder[MAX_PATH], path[MAX_PATH + 10], backup[MAX_PATH + 10], name[256], tooLong[252] = {0};
+  const wchar_t* const refused[] = {tooLong,  L"c:drive.db", L"a.db:stream", L"a.db::$DATA", L"a.db.",
+                                    L"a.db ", L"a.db:",      L"a?.db",       L".",           L"NUL"};
+  wmemset(tooLong, L'x', 251);
   GetCurrentDirectoryW(MAX_PATH, folder);
   wmemset(name, L'\u4e00', 3); /* the longest path that there is */
   wmemset(name + 3, L'x', 252);
@@ -111,28 +112,34 @@ static void TestOpenVault(void) {
   DataBaseHandle* vault = pm.OpenDataBaseFile(path);
   CHECK(Put(vault, kId, 1, 100) == 0 && CopyFileW(path, L"copy.db", FALSE));
   CHECK(!DeleteFileW(path) && GetLastError() == ERROR_SHARING_VIOLATION);
+  CHECK(!DeleteFileW(L".open.db.pmj") && GetLastError() == ERROR_SHARING_VIOLATION);
   CHECK(!MoveFileW(path, L"away.db") && !MoveFileExW(L"copy.db", path, MOVEFILE_REPLACE_EXISTING));
   CHECK(Put(vault, kId + 1, 2, 100) == 0 && pm.CloseDataBaseFile(vault) == 0 && DeleteFileW(path));
 }
 
 /* A backup that another program holds is waited for; one that is never let go stops syncs, and nothing is lost. */
 static void TestHeldBackup(void) {
-  static const wchar_t path[] = L"held.db", backup[] = L".held.db.bak";
+  static const wchar_t path[] = L"held.db", backup[] = L".held.db.bak", journal[] = L".held.db.pmj";
   DataBaseHandle* vault = pm.OpenDataBaseFile(path);
-  for (uint32_t i = 0; i < 4; ++i) CHECK(Put(vault, kId + i, 1, 2500) == 0);
-  HANDLE holder = Hold(backup, 0);
-  CHECK(Put(vault, kId, 3, 10) != 0);
-  CHECK(CloseHandle(holder) && pm.PmSyncDirtyData() == 0 && IsBackedUp(path, backup));
-
+  CHECK(CopyFileW(path, backup, FALSE));
+  HANDLE holder = Hold(backup, FILE_SHARE_READ);
+  CHECK(Put(vault, kId, 3, 10) != 0 && pm.FSize(path) == 0);
+  CHECK(CloseHandle(holder) && pm.PmSyncDirtyData() == 0 && IsBackedUp(path, backup) && IsHidden(journal));
   HoldForAMoment(backup);
-  CHECK(pm.CloseDataBaseFile(vault) == 0 && !IsThere(backup) && seen.held > heldBefore);
+  CHECK(pm.CloseDataBaseFile(vault) == 0 && !IsThere(backup) && !IsThere(journal) && seen.held > heldBefore);
+
+  /* A backup whose name stays, since somebody has it open, is not gone: the journal stays with it. */
+  vault = pm.OpenDataBaseFile(path);
+  CHECK(Put(vault, kId, 3, 20) == 0);
+  holder = Hold(backup, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE);
+  CHECK(pm.CloseDataBaseFile(vault) == 0 && IsThere(journal) && CloseHandle(holder) && !IsThere(backup));
 
   /* One of an earlier session that was made read-only is no hindrance. */
   CHECK(CopyFileW(path, backup, FALSE) &&
         SetFileAttributesW(backup, FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_READONLY));
   vault = pm.OpenDataBaseFile(path);
-  CHECK(Holds(vault, kId, 3, 10) && Put(vault, kId, 4, 10) == 0 && IsBackedUp(path, backup));
-  CHECK(pm.CloseDataBaseFile(vault) == 0 && !IsThere(backup));
+  CHECK(Holds(vault, kId, 3, 20) && Put(vault, kId, 4, 10) == 0 && IsBackedUp(path, backup));
+  CHECK(pm.CloseDataBaseFile(vault) == 0 && !IsThere(backup) && !IsThere(journal));
 }
 
 /* Only what another program holds is waited for, and a caller's file is deleted as the system does it. */
