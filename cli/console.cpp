@@ -31,6 +31,7 @@ const char* CodeName(ExitCode code) {
 void Write(std::FILE* stream, const std::string& text) {
   // A failed write shows in ferror() when the stream is flushed.
   static_cast<void>(std::fwrite(text.data(), 1, text.size(), stream));
+  if (stream == stderr) std::fflush(stderr);  // not everywhere by itself
 }
 
 }  // namespace

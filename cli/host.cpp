@@ -68,7 +68,8 @@ void PrepareConsole() {
 void PrepareStreams() {
 #if defined(_WIN32)
   for (std::FILE* stream : {stdin, stdout, stderr}) _setmode(_fileno(stream), _O_BINARY);
-  std::setvbuf(stderr, nullptr, _IONBF, 0);  // as the C standard has it, but not every run-time
+  // Without a buffer this run-time would write byte by byte, and a console shows no character by its bytes.
+  for (std::FILE* stream : {stdout, stderr}) std::setvbuf(stream, nullptr, _IOFBF, 1 << 16);
   PrepareConsole();
 #endif
 }
