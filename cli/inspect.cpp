@@ -51,8 +51,10 @@ Image::Image(const VaultPath& path, Source source) : isBackup_(source == Source:
     throw Failure(ExitCode::kMissing, fmt::format("there is no file {}", path.shown),
                   fmt::format("Its backup {} stands: \"pmstore restore {}\" makes the file anew.",
                               path.backupShown, path.shown));
+  const bool withJournal = source == Source::kAuto;
   file_ = isBackup_ ? std::make_shared<const BlockFile>(path.backup, path.backupShown)
-                    : std::make_shared<const BlockFile>(path.file, path.shown);
+                    : std::make_shared<const BlockFile>(path.file, path.shown,
+                                                        withJournal ? path.journal : PmString());
   build();
 }
 

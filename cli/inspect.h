@@ -25,7 +25,7 @@
 
 namespace cli {
 
-// Which of a vault's files is read.
+// What is read: the vault as a program would open it, its bare file, or its backup.
 enum class Source { kAuto, kFile, kBackup };
 
 enum class BlockState { kUsed, kFree, kLeftOver, kMalformed };
@@ -69,8 +69,8 @@ class Image {
   // sound data file opens, with its problems listed.
   Image(const VaultPath& path, Source source);
 
-  // Opens one data file by its own name, whatever lies beside it.
-  explicit Image(const VaultPath& path) : Image(path, Source::kFile) {}
+  // Opens the vault as a program would.
+  explicit Image(const VaultPath& path) : Image(path, Source::kAuto) {}
 
   // The same vault with other bytes in some blocks; also in one behind the last, where the file was cut.
   Image(const Image& image, std::map<uint32_t, Bytes> mended);

@@ -32,8 +32,17 @@ bool IsForeign(const Image& one, const Image& other) {
   return true;
 }
 
-std::vector<Warning> WarnOf(const VaultPath& path) {
+std::vector<Warning> WarnOf(const VaultPath& path, const Image* image) {
   std::vector<Warning> warnings;
+  const bool isStray =
+      image == nullptr ? path.hasJournal() : image->file().journal() == JournalState::kForeign;
+  if (isStray) {
+    warnings.push_back(
+        {"journal-foreign",
+         fmt::format("{} is not the journal of this file, or it is damaged: the next program that "
+                     "opens the vault sets it aside.",
+                     path.journalShown)});
+  }
   for (const std::string& file : path.setAside()) {
     warnings.push_back(
         {"set-aside", fmt::format("{} was set aside: it belonged to another state of this file, or to "

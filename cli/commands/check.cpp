@@ -36,14 +36,17 @@ Judged Judge(const Image& image, Console& console) {
                 ContentsOf(image, console),
                 !MendBlocks(image).empty(),
                 {{"file", image.fileShown()},
+                 {"journal", image.file().journal() == JournalState::kLaid},
                  {"verdict", Text(verdict)},
                  {"blocks", image.blocks().size()},
                  {"items", image.records().size()},
                  {"findings", found}}};
   RequireUnchanged(image);
   if (console.json) return judged;
-  console.line("{}: {}; {}, {} in the ID table", image.fileShown(), Shown(findings, console),
-               CountText(image.blocks().size(), "block"), CountText(image.records().size(), "item"));
+  const bool withJournal = image.file().journal() == JournalState::kLaid;
+  console.line("{}{}: {}; {}, {} in the ID table", image.fileShown(), withJournal ? " with its journal" : "",
+               Shown(findings, console), CountText(image.blocks().size(), "block"),
+               CountText(image.records().size(), "item"));
   for (const Finding& finding : findings) {
     const char* lead = finding.weight == Weight::kNote ? "note: " : "";
     console.line("  {}{}", lead, finding.what);
@@ -79,19 +82,29 @@ void Conclude(Json& document, const std::vector<Warning>& warnings, const std::s
   if (!advice.empty()) console.line("{}", Wrapped(advice));
 }
 
+// What is to be done about a vault that no program may have closed.
+constexpr char kGoesOn[] =
+    "A program has the vault open, or the last one ended without closing it. Nothing is to be done: the next "
+    "one "
+    "that opens the vault goes on from here.";
+
 ExitCode CheckOne(const VaultPath& path, Source source, Console& console) {
-  const Judged only = Judge(Image(path, source), console);
+  const Image image(path, source);
+  const Judged only = Judge(image, console);
+  std::vector<Warning> warnings;
+  if (source == Source::kAuto) warnings = WarnOf(path, &image);
   Json document{{"files", {only.json}}};
-  Conclude(document, source == Source::kAuto ? WarnOf(path) : std::vector<Warning>(),
-           AdviceFor(only, path, false), console);
-  return only.verdict == Verdict::kSound ? ExitCode::kFine : ExitCode::kProblems;
+  std::string advice = AdviceFor(only, path, false);
+  if (advice.empty() && image.file().journal() == JournalState::kLaid) advice = kGoesOn;
+  Conclude(document, warnings, advice, console);
+  return only.verdict == Verdict::kSound && warnings.empty() ? ExitCode::kFine : ExitCode::kProblems;
 }
 
 ExitCode CheckLostFile(const VaultPath& path, Console& console) {
   const Judged backup = Judge(Image(path, Source::kBackup), console);
   Json document{{"files", {backup.json}}};
   const bool sound = backup.verdict != Verdict::kDamaged;
-  Conclude(document, WarnOf(path),
+  Conclude(document, WarnOf(path, nullptr),
            fmt::format("The vault's file is gone; \"pmstore {} {}{}\" {} from the backup.",
                        sound ? "restore" : "salvage", path.shown, sound ? "" : " NEW-VAULT",
                        sound ? "makes it anew" : "saves every item that is intact"),
@@ -100,12 +113,12 @@ ExitCode CheckLostFile(const VaultPath& path, Console& console) {
 }
 
 ExitCode CheckBoth(const VaultPath& path, Console& console) {
-  const Image fileImage(path, Source::kAuto);
+  const Image fileImage(path);
   const Image backupImage(path, Source::kBackup);
   const Judged file = Judge(fileImage, console);
   const Judged backup = Judge(backupImage, console);
   const size_t differences = Compare(file.contents, backup.contents).size();
-  std::vector<Warning> warnings = WarnOf(path);
+  std::vector<Warning> warnings = WarnOf(path, &fileImage);
   for (Warning& warning : WarnOfPair(fileImage, backupImage, differences > 0))
     warnings.push_back(std::move(warning));
   Json document{{"files", {file.json, backup.json}}, {"differingItems", differences}};
@@ -114,9 +127,7 @@ ExitCode CheckBoth(const VaultPath& path, Console& console) {
   if (advice.empty() && warnings.empty())
     advice = backup.verdict == Verdict::kDamaged
                  ? "The vault is sound and its backup is not: do not restore it."
-                 : "A program has the vault open, or the last one ended without closing it. Nothing is to be "
-                   "done: "
-                   "the next one that opens the vault goes on from here.";
+                 : kGoesOn;
   Conclude(document, warnings, advice, console);
   const bool asItShouldBe = differences == 0 || path.hasJournal();
   const bool fine = file.verdict == Verdict::kSound && backup.verdict == Verdict::kSound && asItShouldBe;

@@ -107,7 +107,9 @@ ExitCode Info(const Options& options, Console& console) {
     for (const auto& [kind, count] : kinds)
       console.line("  kind {:<6} {}, {}", kind, count.items, SizeText(count.bytes));
     console.line("Backup       {}", path.hasBackup() ? path.backupShown : "none");
-    if (path.hasJournal()) console.line("Journal      {}", path.journalShown);
+    const bool isForeign = image.file().journal() == JournalState::kForeign;
+    if (path.hasJournal())
+      console.line("Journal      {}{}", path.journalShown, isForeign ? ", not this file's or damaged" : "");
     for (const std::string& file : path.setAside()) console.line("Set aside    {}", file);
     console.line("{}", Wrapped(MeaningOf(path.hasBackup() || path.hasJournal(), !problem.empty())));
   }

@@ -1,9 +1,9 @@
 // restore: the vault as its backup, or a named copy, holds it.
 //
 // What is restored is verified before anything is touched, and the file that is replaced is kept beside the vault
-// as ".damaged". The backup is restored by the library: when a program was stopped within a change, that brings
-// back the state of the change, which the backup may not hold yet. A named copy takes the file's place in one
-// step; what stood beside the old file is set aside then, since it speaks of that one.
+// as ".damaged". A journal that stands beside the vault comes first: it holds the state that the program reached
+// that did not close the vault, and the library carries it out, whatever the backup holds. A named copy takes the
+// file's place in one step; what stood beside the old file is set aside then, since it speaks of that one.
 #include "cli/contents.h"
 #include "cli/copying.h"
 #include "cli/findings.h"
@@ -28,8 +28,15 @@ void Declare(CLI::App& command, Options& options) {
   command.add_flag("--dry-run,-n", options.dryRun, "Only say which items would change");
 }
 
-Image OpenSource(const VaultPath& path, const Options& options) {
-  if (!options.from.empty()) return Image(VaultPath(options.from), Source::kAuto);
+Image OpenSource(const VaultPath& path, const Options& options, const Image* present, Console& console) {
+  if (!options.from.empty()) return Image(VaultPath(options.from));
+  if (present != nullptr && present->file().journal() == JournalState::kLaid) {
+    console.note(
+        "{}", Wrapped(fmt::format("{} is carried out: it is later than any backup. An older state comes back "
+                                  "with --from, which also takes the backup.",
+                                  path.journalShown)));
+    return Image(path);
+  }
   if (path.hasBackup()) return Image(path, Source::kBackup);
   throw Failure(ExitCode::kMissing,
                 path.exists() ? fmt::format("there is no {}", path.backupShown)
@@ -71,11 +78,11 @@ Contents ReadPresent(const Image* image, const Contents& expected, Console& cons
 }
 
 // Keeps a copy of a file that is to be replaced.
-void Keep(const PmString& file, const PmString& asName, const char* what, Console& console) {
+void Keep(const PmString& file, const PmString& asName, Console& console) {
   if (!platform::Exists(file.c_str())) return;
   const PmString kept = UnusedName(asName, ".damaged");
   CopyToNewFile(file, kept, ToUtf8(kept));
-  console.note("the replaced {} is kept as {}", what, ToUtf8(kept));
+  console.note("the replaced file is kept as {}", ToUtf8(kept));
 }
 
 void RestoreBackup(const VaultPath& path) {
@@ -88,27 +95,32 @@ void RestoreBackup(const VaultPath& path) {
   ReleasePmTotalDataController();  // closes the vault, which deletes the backup
 }
 
-// Puts a copy in the vault's place. What is set aside gets the names that the library gives such files.
+// Renames what stands beside a vault for another file, as the library does it.
+void SetAside(const PmString& file, const char* suffix, Console& console) {
+  if (!platform::Exists(file.c_str())) return;
+  constexpr size_t kSuffixLength = 4;
+  const PmString aside = UnusedName(file.substr(0, file.size() - kSuffixLength), suffix);
+  const SystemCall call;
+  if (!platform::Rename(file.c_str(), aside.c_str()) || !platform::SyncFolder(aside.c_str())) {
+    throw Failure(ExitCode::kIoError,
+                  fmt::format("cannot rename {} to {}{}", ToUtf8(file), ToUtf8(aside), call.reason()));
+  }
+  console.note("{} is not of this file; it is kept as {}", ToUtf8(file), ToUtf8(aside));
+}
+
+// Puts a copy in the vault's place.
 void RestoreCopy(const VaultPath& path, const Image& source, Console& console) {
   CopyOver(source, path.real, path.shown);
-  for (const auto& [file, suffix] : {std::pair(path.journal, ".pmo"), std::pair(path.backup, ".bko")}) {
-    if (!platform::Exists(file.c_str())) continue;
-    const PmString aside = UnusedName(file.substr(0, file.size() - 4), suffix);
-    const SystemCall call;
-    if (!platform::Rename(file.c_str(), aside.c_str())) {
-      throw Failure(ExitCode::kIoError,
-                    fmt::format("cannot rename {} to {}{}", ToUtf8(file), ToUtf8(aside), call.reason()));
-    }
-    console.note("{} belonged to the replaced file; it is kept as {}", ToUtf8(file), ToUtf8(aside));
-  }
+  SetAside(path.journal, ".pmo", console);
+  SetAside(path.backup, ".bko", console);
 }
 
 ExitCode Run(const Options& options, Console& console) {
   const VaultPath path(options.vault);
-  const Image source = OpenSource(path, options);
   std::optional<Image> present;
-  if (path.exists()) present.emplace(path, Source::kAuto);
+  if (path.exists()) present.emplace(path);
   const Image* now = present ? &*present : nullptr;
+  const Image source = OpenSource(path, options, now, console);
   const Contents expected = Verify(source, now, console);
   const std::vector<Difference> differences = Compare(ReadPresent(now, expected, console), expected);
   if (options.dryRun) {
@@ -116,11 +128,17 @@ ExitCode Run(const Options& options, Console& console) {
     console.note("{} would change", CountText(differences.size(), "item"));
     return ExitCode::kFine;
   }
-  Keep(path.file, path.file, "file", console);
-  source.isBackup() ? RestoreBackup(path) : RestoreCopy(path, source, console);
-  RequireSame(expected, ContentsOf(Image(path, Source::kAuto), console), path.shown);
+  Keep(path.file, path.file, console);
+  if (!options.from.empty()) {
+    RestoreCopy(path, source, console);
+  } else {
+    if (source.isBackup()) SetAside(path.journal, ".pmo", console);  // the library would set both aside
+    RestoreBackup(path);
+  }
+  RequireSame(expected, ContentsOf(Image(path), console), path.shown);
   Print(differences, console);  // now, so that a reader who stops listening does not stop the work
-  console.note("{} restored from {} and verified: {} changed, {} in all", path.shown, source.fileShown(),
+  console.note("{} restored from {} and verified: {} changed, {} in all", path.shown,
+               source.isBackup() || !options.from.empty() ? source.fileShown() : path.journalShown,
                CountText(differences.size(), "item"), expected.size());
   return ExitCode::kFine;
 }

@@ -1,5 +1,5 @@
-/* Opens a vault as an application does, writes the library's diagnostic report beside it, and ends without
- * closing. */
+/* Opens a vault as an application does, stores TEXT in an item of that name when there is one, writes the library's
+ * diagnostic report to a file, and ends without closing.  report VAULT REPORT [TEXT] */
 #include <string.h>
 
 #include "pmstore.h"
@@ -9,12 +9,13 @@ static void Widen(const char* text, PmChar* wide, size_t size) {
 }
 
 int main(int count, char** words) {
-  PmChar vault[256];
-  PmChar report[256];
-  if (count != 3 || InitPmTotalDataController() != 1) return 2;
-  Widen(words[1], vault, 256);
-  Widen(words[2], report, 256);
-  if (OpenDataBaseFile(vault) == NULL) return 1;
-  PrintAllItemInfo(report);
+  PmChar wide[3][256];
+  if (count < 3 || InitPmTotalDataController() != 1) return 2;
+  for (int i = 1; i < count; ++i) Widen(words[i], wide[i - 1], 256);
+  DataBaseHandle* vault = OpenDataBaseFile(wide[0]);
+  if (vault == NULL) return 1;
+  uint32_t id = count > 3 ? CreateNewItemID(vault, 1, wide[2]) : 0;
+  if (id != 0 && InserItemToDataBase(vault, id, words[3], (uint32_t)strlen(words[3]), 1) != 0) return 1;
+  PrintAllItemInfo(wide[1]);
   return 0;
 }
