@@ -47,10 +47,26 @@ void AddMissing(const Image& image, const Item& item, std::vector<PacketHeader>&
   if (!isEnded && last < storage::kMaxPackets) missing.push_back(FullPacket(item.id, last + 1));
 }
 
+// The blocks of items that are not whole and that stand once more, byte for byte, as free blocks.
+std::map<uint32_t, Bytes> WithoutTwins(const Image& image) {
+  std::map<uint32_t, Bytes> twins;
+  for (const auto& [id, item] : image.items()) {
+    if (item.whole) continue;
+    std::set<Bytes> seen;
+    for (uint32_t number : item.blocks) {
+      Bytes block = image.readBlock(number);
+      if (seen.insert(block).second) continue;
+      block[storage::kPacketTypeOffset] = storage::kFreeBlock;
+      twins.emplace(number, std::move(block));
+    }
+  }
+  return twins;
+}
+
 Image With(const Image& image, const MendedBlocks& blocks, bool guesses) {
-  std::map<uint32_t, Bytes> mended;
+  std::map<uint32_t, Bytes> mended = WithoutTwins(image);
   for (const auto& [number, block] : blocks) {
-    if (guesses || block.isProven()) mended.emplace(number, block.mended.block);
+    if (guesses || block.isProven()) mended[number] = block.mended.block;
   }
   return Image(image, std::move(mended));
 }

@@ -27,7 +27,8 @@ using MendedBlocks = std::map<uint32_t, MendedBlock>;  // by block number
 // Every damaged block that can be mended.
 MendedBlocks MendBlocks(const Image& image);
 
-// The vault with the blocks mended that are proven; or with the guesses as well.
+// The vault with the blocks mended that are proven; or with the guesses as well. Packets that stand twice there,
+// byte for byte, are taken once.
 Image WithProven(const Image& image, const MendedBlocks& blocks);
 Image WithGuesses(const Image& image, const MendedBlocks& blocks);
 

@@ -134,15 +134,27 @@ bool Rescue::takeDoubtful(Fate& fate) const {
       }
       return true;
     }
+  }
+  return takeLongest(fate);
+}
+
+// The longest of the readings that end in a full packet.
+bool Rescue::takeLongest(Fate& fate) const {
+  const uint32_t id = fate.record.id;
+  fate.image = nullptr;
+  for (const auto& source : sources_) {
     if (!source->proven.isIntact(id)) continue;
+    if (fate.image != nullptr &&
+        !BeginsWith(source->proven.readItem(id).bytes, fate.image->readItem(id).bytes))
+      continue;
     fate.image = &source->proven;
+    fate.fromBackup = source != sources_[0];
     const auto lost = source->lostBlocks.find(id);
     fate.why = lost == source->lostBlocks.end()
                    ? "its last packet is full, so more may have followed"
                    : fmt::format("cut short: {} most likely went on with it", BlockText(lost->second));
-    return true;
   }
-  return false;
+  return fate.image != nullptr;
 }
 
 // What is left of an item that is not whole, with zeros in the gaps.

@@ -79,6 +79,7 @@ class Rescue {
   void decide(Fate& fate, bool partial) const;
   bool takeWhole(Fate& fate) const;
   bool takeDoubtful(Fate& fate) const;
+  bool takeLongest(Fate& fate) const;
   bool takePart(Fate& fate) const;
   std::string lossOf(uint32_t id) const;
 
