@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -29,26 +28,6 @@ void Take(const fs::directory_entry& entry, const std::string& name, Walk& walk)
     walk.skipped.push_back(entry.path().u8string());
   }
 }
-
-// Names that mean something else than themselves on the system that is to hold the file.
-#if defined(_WIN32)
-bool IsDeviceName(std::string part) {
-  part = part.substr(0, part.find('.'));
-  std::transform(part.begin(), part.end(), part.begin(), [](unsigned char c) { return std::toupper(c); });
-  if (part == "CON" || part == "PRN" || part == "AUX" || part == "NUL") return true;
-  return part.size() == 4 && (part.substr(0, 3) == "COM" || part.substr(0, 3) == "LPT") && part[3] >= '0' &&
-         part[3] <= '9';
-}
-
-bool IsSpecialHere(const std::string& part) {
-  return part.find_first_of("<>:\"|?*") != std::string::npos || part.back() == '.' || part.back() == ' ' ||
-         IsDeviceName(part);
-}
-#else
-bool IsSpecialHere(const std::string& part) {
-  return part.size() > 255;
-}
-#endif
 
 }  // namespace
 
@@ -121,20 +100,6 @@ void WriteWholeFile(const fs::path& path, const Bytes& bytes, bool overwrite) {
   if (isNew) fs::remove(path, error);
   errno = reason;
   FailIo("write", path);
-}
-
-std::string WhyUnsafe(const std::string& name) {
-  if (name.empty()) return "is empty";
-  if (name.find('\0') != std::string::npos) return "holds a zero character";
-  for (size_t begin = 0; begin <= name.size();) {
-    const size_t end = std::min(name.find_first_of("/\\", begin), name.size());
-    const std::string part = name.substr(begin, end - begin);
-    if (part.empty()) return begin == 0 ? "is an absolute path" : "has an empty part";
-    if (part == ".." || part == ".") return "has a part that leaves its folder";
-    if (IsSpecialHere(part)) return "is no file name on this system";
-    begin = end + 1;
-  }
-  return "";
 }
 
 uint64_t Fingerprint(const Bytes& bytes) {

@@ -32,9 +32,6 @@ Bytes ReadStandardInput();
 // is never overwritten unless `overwrite`. A new file that cannot be written whole is removed again.
 void WriteWholeFile(const std::filesystem::path& path, const Bytes& bytes, bool overwrite = false);
 
-// Why an item of this name must not become a file under a folder; empty when it may.
-std::string WhyUnsafe(const std::string& name);
-
 // A fingerprint to tell whether bytes are still the same, not against an adversary.
 uint64_t Fingerprint(const Bytes& bytes);
 

@@ -25,34 +25,58 @@ std::string Complaint(const std::exception& error) {
   return end == std::string::npos ? what : what.substr(end + 2);
 }
 
+Record RecordOf(const Json& json) {
+  if (json.contains("error")) throw std::invalid_argument("an error stopped the export that wrote this");
+  const std::optional<uint32_t> id =
+      json.contains("id") ? ParseNumber(json.at("id").get<std::string>()) : std::optional<uint32_t>(0);
+  if (!id || (*id == 0 && json.contains("id"))) throw std::invalid_argument("\"id\" is no item ID");
+  if (!json.at("kind").is_number_unsigned() || json.at("kind").get<uint64_t>() > UINT32_MAX)
+    throw std::invalid_argument("\"kind\" is no 32-bit number");
+  const std::optional<PmString> name = NameOf(json);
+  if (name && name->find(PmChar{0}) != PmString::npos)
+    throw std::invalid_argument("the name holds a zero character");
+  return {*id, json.at("kind").get<uint32_t>(), name};
+}
+
+// Reads a line with `read`, and says of which one it complains.
+template <typename Read>
+auto ReadLine(const std::string& line, size_t number, const char* what, const char* writer, Read read) {
+  try {
+    return read(Json::parse(line));
+  } catch (const std::exception& error) {
+    throw Failure(
+        ExitCode::kUsage, fmt::format("line {} is no {}: {}", number, what, Complaint(error)),
+        fmt::format("Nothing was stored. Each line is to be an object as \"pmstore {}\" writes it.", writer));
+  }
+}
+
 }  // namespace
 
-Json ToJson(const Record& record, const Bytes& bytes) {
+Json ToJson(const Record& record) {
   Json json{{"id", IdText(record.id)}, {"kind", record.kind}};
   AddName(json, record.name);
+  return json;
+}
+
+Json ToJson(const Record& record, const Bytes& bytes) {
+  Json json = ToJson(record);
   json["data"] = ToBase64(bytes);
   return json;
 }
 
 ItemLine ParseItemLine(const std::string& line, size_t number) {
-  try {
-    const Json json = Json::parse(line);
-    if (json.contains("error")) throw std::invalid_argument("an error stopped the export that wrote this");
-    const std::optional<uint32_t> id = ParseNumber(json.at("id").get<std::string>());
+  return ReadLine(line, number, "item", "export --jsonl", [](const Json& json) {
+    Record record = RecordOf(json);
     std::optional<Bytes> bytes = FromBase64(json.at("data").get<std::string>());
-    if (!id || *id == 0) throw std::invalid_argument("\"id\" is no item ID");
-    if (!json.at("kind").is_number_unsigned() || json.at("kind").get<uint64_t>() > UINT32_MAX)
-      throw std::invalid_argument("\"kind\" is no 32-bit number");
     if (!bytes) throw std::invalid_argument("\"data\" is not base64");
-    const std::optional<PmString> name = NameOf(json);
-    if (name && name->find(PmChar{0}) != PmString::npos)
-      throw std::invalid_argument("the name holds a zero character");
-    return {{*id, json.at("kind").get<uint32_t>(), name}, std::move(*bytes)};
-  } catch (const std::exception& error) {
-    throw Failure(
-        ExitCode::kRefused, fmt::format("line {} is no item: {}", number, Complaint(error)),
-        "Nothing was stored. Each line is to be an object as \"pmstore export --jsonl\" writes it.");
-  }
+    return ItemLine{std::move(record), std::move(*bytes)};
+  });
+}
+
+std::pair<std::string, Record> ParseManifestLine(const std::string& line, size_t number) {
+  return ReadLine(line, number, "entry of the list", "export", [](const Json& json) {
+    return std::pair(json.at("file").get<std::string>(), RecordOf(json));
+  });
 }
 
 }  // namespace cli

@@ -3,7 +3,7 @@
 //   {"id":"0x1A2B3C4D","kind":1,"name":"mail","data":"aGVsbG8="}
 //
 // "name" is null for an item without user data. A name that is not well-formed UTF-16 goes by "name16", the
-// base64 of its code units, little-endian. "data" is base64.
+// base64 of its code units, little-endian. "data" is base64. "id" may be missing where new IDs are drawn.
 #pragma once
 
 #include <optional>
@@ -15,13 +15,17 @@
 namespace cli {
 
 struct ItemLine {
-  Record record;
+  Record record;  // the ID is 0 where the line has none
   Bytes bytes;
 };
 
+Json ToJson(const Record& record);
 Json ToJson(const Record& record, const Bytes& bytes);
 
 // Reads one line; a failure names the line's number.
 ItemLine ParseItemLine(const std::string& line, size_t number);
+
+// Reads one line of an exported folder's list (see filenames.h): the file's name and its item.
+std::pair<std::string, Record> ParseManifestLine(const std::string& line, size_t number);
 
 }  // namespace cli

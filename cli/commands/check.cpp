@@ -11,6 +11,7 @@ namespace {
 
 struct Options {
   ReadOptions read;
+  bool damageOnly = false;
 };
 
 // What one of the files is.
@@ -24,6 +25,8 @@ struct Judged {
 
 void Declare(CLI::App& command, Options& options) {
   DeclareReading(command, options.read);
+  command.add_flag("--damage-only", options.damageOnly,
+                   "Exit with 1 for damage only, not for what is merely suspected");
 }
 
 Judged Judge(const Image& image, Console& console) {
@@ -88,7 +91,12 @@ constexpr char kGoesOn[] =
     "one "
     "that opens the vault goes on from here.";
 
-ExitCode CheckOne(const VaultPath& path, Source source, Console& console) {
+bool IsFine(const Judged& judged, const Options& options) {
+  return judged.verdict == Verdict::kSound || (options.damageOnly && judged.verdict == Verdict::kSuspect);
+}
+
+ExitCode CheckOne(const VaultPath& path, const Options& options, Console& console) {
+  const Source source = options.read.source;
   const Image image(path, source);
   const Judged only = Judge(image, console);
   std::vector<Warning> warnings;
@@ -97,7 +105,7 @@ ExitCode CheckOne(const VaultPath& path, Source source, Console& console) {
   std::string advice = AdviceFor(only, path, false);
   if (advice.empty() && image.file().journal() == JournalState::kLaid) advice = kGoesOn;
   Conclude(document, warnings, advice, console);
-  return only.verdict == Verdict::kSound && warnings.empty() ? ExitCode::kFine : ExitCode::kProblems;
+  return IsFine(only, options) && warnings.empty() ? ExitCode::kFine : ExitCode::kProblems;
 }
 
 ExitCode CheckLostFile(const VaultPath& path, Console& console) {
@@ -112,7 +120,7 @@ ExitCode CheckLostFile(const VaultPath& path, Console& console) {
   return ExitCode::kProblems;
 }
 
-ExitCode CheckBoth(const VaultPath& path, Console& console) {
+ExitCode CheckBoth(const VaultPath& path, const Options& options, Console& console) {
   const Image fileImage(path);
   const Image backupImage(path, Source::kBackup);
   const Judged file = Judge(fileImage, console);
@@ -130,15 +138,14 @@ ExitCode CheckBoth(const VaultPath& path, Console& console) {
                  : kGoesOn;
   Conclude(document, warnings, advice, console);
   const bool asItShouldBe = differences == 0 || path.hasJournal();
-  const bool fine = file.verdict == Verdict::kSound && backup.verdict == Verdict::kSound && asItShouldBe;
+  const bool fine = IsFine(file, options) && IsFine(backup, options) && asItShouldBe;
   return fine && warnings.empty() ? ExitCode::kFine : ExitCode::kProblems;
 }
 
 ExitCode Check(const Options& options, Console& console) {
   const VaultPath path(options.read.vault);
-  if (options.read.source != Source::kAuto || !path.hasBackup())
-    return CheckOne(path, options.read.source, console);
-  return path.exists() ? CheckBoth(path, console) : CheckLostFile(path, console);
+  if (options.read.source != Source::kAuto || !path.hasBackup()) return CheckOne(path, options, console);
+  return path.exists() ? CheckBoth(path, options, console) : CheckLostFile(path, console);
 }
 
 }  // namespace

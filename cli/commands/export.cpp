@@ -1,6 +1,5 @@
 // export: items become files in a new folder, or JSON Lines.
-#include <map>
-
+#include "cli/filenames.h"
 #include "cli/files.h"
 #include "cli/jsonlines.h"
 #include "cli/names.h"
@@ -25,36 +24,6 @@ void Declare(CLI::App& command, Options& options) {
   command.add_option("--jsonl", options.lines,
                      "Write JSON Lines to this new file instead, with IDs and kinds; - is standard output");
   command.add_option("--kind,-k", options.kind, "Only items of this kind");
-}
-
-// The items by the names of their files; names that must not become files are refused before anything is
-// written.
-std::map<std::string, const Record*> Gather(const Image& image, std::optional<uint32_t> kind) {
-  std::map<std::string, const Record*> files;
-  for (const Record& record : image.records()) {
-    if (kind && record.kind != *kind) continue;
-    const std::string name = record.name ? ToUtf8(*record.name) : IdText(record.id);
-    if (const std::string why = WhyUnsafe(name); !why.empty()) {
-      throw Failure(
-          ExitCode::kRefused,
-          fmt::format("the name of item {} {}: \"{}\"", IdText(record.id), why, Printable(*record.name)),
-          "Nothing was written. \"pmstore get\" writes out one item under a name of your choice.");
-    }
-    if (files.emplace(name, &record).second) continue;
-    throw Failure(ExitCode::kRefused, fmt::format("several items are named \"{}\"", ShownName(record)),
-                  "Nothing was written. Export one kind at a time with --kind.");
-  }
-  for (const auto& [name, record] : files) {
-    for (size_t end = name.find('/'); end != std::string::npos; end = name.find('/', end + 1)) {
-      const auto folder = files.find(name.substr(0, end));
-      if (folder == files.end()) continue;
-      throw Failure(ExitCode::kRefused,
-                    fmt::format("\"{}\" is the name of an item and would be the folder of \"{}\"",
-                                ShownName(*folder->second), ShownName(*record)),
-                    "Nothing was written. Export one kind at a time with --kind, or all of it with --jsonl.");
-    }
-  }
-  return files;
 }
 
 void PrepareFolder(const fs::path& folder) {
@@ -97,20 +66,29 @@ std::optional<Bytes> Take(const Image& image, const Record& record, Outcome& out
 }
 
 Outcome ExportFiles(const Options& options, const Image& image, Console& console) {
-  const std::map<std::string, const Record*> files = Gather(image, options.kind);
+  std::vector<const Record*> records;
+  for (const Record& record : image.records()) {
+    if (!options.kind || record.kind == *options.kind) records.push_back(&record);
+  }
+  const std::vector<std::string> names = FileNames(records);
   const fs::path folder = fs::u8path(options.folder);
   PrepareFolder(folder);
   Outcome outcome;
-  Progress progress(console, "exporting", files.size());
-  for (const auto& [name, record] : files) {
+  std::string manifest;
+  Progress progress(console, "exporting", records.size());
+  for (size_t i = 0; i < records.size(); ++i) {
     progress.advance(1);
-    const std::optional<Bytes> bytes = Take(image, *record, outcome, console);
+    const std::optional<Bytes> bytes = Take(image, *records[i], outcome, console);
     if (!bytes) continue;
-    const fs::path file = folder / fs::u8path(name);
+    const fs::path file = folder / fs::u8path(names[i]);
     std::error_code error;
     fs::create_directories(file.parent_path(), error);  // a failure shows when the file is made
     WriteWholeFile(file, *bytes);
+    Json line{{"file", names[i]}};
+    line.update(ToJson(*records[i]));
+    manifest += line.dump() + "\n";
   }
+  WriteWholeFile(folder / kManifestName, Bytes(manifest.begin(), manifest.end()));
   return outcome;
 }
 

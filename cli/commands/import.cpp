@@ -1,12 +1,10 @@
 // import: files, or the lines of an export, become items in one transaction; then the closed vault is read
 // again and compared.
-#include <fstream>
-#include <iostream>
 #include <set>
 
 #include "cli/contents.h"
 #include "cli/files.h"
-#include "cli/jsonlines.h"
+#include "cli/gather.h"
 #include "cli/names.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
@@ -24,14 +22,6 @@ struct Options {
   bool dryRun = false;
 };
 
-// What is to become an item. Files are read one at a time, when their turn comes.
-struct Entry {
-  Record record;  // the ID is 0 where the library is to draw one
-  std::filesystem::path file;
-  Bytes bytes;  // of an entry without a file
-  uint64_t size = 0;
-};
-
 struct Outcome {
   size_t added = 0;
   size_t replaced = 0;
@@ -40,78 +30,15 @@ struct Outcome {
 
 void Declare(CLI::App& command, Options& options) {
   command.add_option("VAULT", options.vault, "The vault's file; made when there is none")->required();
-  command.add_option("FILE-OR-FOLDER", options.paths,
-                     "What to store; an item is named by its path in the folder");
+  command.add_option(
+      "FILE-OR-FOLDER", options.paths,
+      "What to store; an item is named by its path in the folder, or as the list of an exported folder says");
   command.add_option("--kind,-k", options.kind, "The kind of the items")->capture_default_str();
   command.add_option("--jsonl", options.lines,
                      "Store the lines that \"export --jsonl\" wrote; - is standard input");
-  command.add_flag("--new-ids", options.newIds, "Draw new IDs for the lines of --jsonl");
+  command.add_flag("--new-ids", options.newIds,
+                   "Draw new IDs for lines and for the files of an exported folder");
   command.add_flag("--dry-run,-n", options.dryRun, "Only say what would be stored");
-}
-
-// All files to store in the order of their names, checked before the vault is touched.
-std::vector<Entry> GatherFiles(const Options& options, Console& console) {
-  const std::filesystem::path vault = std::filesystem::u8path(options.vault);
-  std::map<PmString, Entry> entries;
-  for (const std::string& typed : options.paths) {
-    const Walk walk = FindFiles(typed);
-    for (const std::string& skipped : walk.skipped)
-      console.warn("skipped, neither a file nor a folder: {}", skipped);
-    for (const FoundFile& file : walk.files) {
-      std::error_code absent;
-      if (std::filesystem::equivalent(file.path, vault, absent)) {
-        console.warn("skipped, the vault itself: {}", file.path.u8string());
-        continue;
-      }
-      const PmString name = RequireUtf8(file.name, fmt::format("file name {}", file.path.u8string()).c_str());
-      if (file.size > storage::kMaxItemSize) {
-        throw Failure(ExitCode::kRefused, fmt::format("{} is larger than an item may be ({} bytes)",
-                                                      file.path.u8string(), storage::kMaxItemSize));
-      }
-      const auto [place, isNew] = entries.try_emplace(name);
-      Entry& entry = place->second;
-      if (!isNew) {
-        throw Failure(ExitCode::kUsage,
-                      fmt::format("{} and {} would both be named \"{}\"", entry.file.u8string(),
-                                  file.path.u8string(), Printable(name)),
-                      "Import them into different kinds with --kind, or the folder above them.");
-      }
-      entry.record.kind = options.kind;
-      entry.record.name = name;
-      entry.file = file.path;
-      entry.size = file.size;
-    }
-  }
-  std::vector<Entry> list;
-  for (auto& [name, entry] : entries) list.push_back(std::move(entry));
-  return list;
-}
-
-std::vector<Entry> GatherLines(const Options& options) {
-  std::ifstream file;
-  if (options.lines != "-") {
-    file.open(std::filesystem::u8path(options.lines), std::ios::binary);
-    if (!file) throw Failure(ExitCode::kMissing, fmt::format("cannot open {}", options.lines));
-  }
-  std::istream& in = options.lines == "-" ? std::cin : file;
-  std::vector<Entry> entries;
-  std::set<uint32_t> ids;
-  std::string line;
-  for (size_t number = 1; std::getline(in, line); ++number) {
-    if (line.empty() || line == "\r") continue;
-    ItemLine item = ParseItemLine(line, number);
-    if (!ids.insert(item.record.id).second) {
-      throw Failure(ExitCode::kRefused,
-                    fmt::format("line {} has the ID {} of a line before", number, IdText(item.record.id)));
-    }
-    if (options.newIds) item.record.id = 0;
-    Entry& entry = entries.emplace_back();
-    entry.size = item.bytes.size();
-    entry.record = std::move(item.record);
-    entry.bytes = std::move(item.bytes);
-  }
-  if (in.bad()) throw Failure(ExitCode::kIoError, fmt::format("cannot read {}", options.lines));
-  return entries;
 }
 
 // The IDs that the vault holds. It is read, and closed again, before it is opened for writing. An entry that
@@ -134,12 +61,11 @@ std::set<uint32_t> CollectStoredIds(const VaultPath& path, const std::vector<Ent
     const bool isOther = present != nullptr && (present->kind != record.kind || present->name != record.name);
     if (!isOther && (present != nullptr || namesake == byName.end())) continue;
     const Record& other = isOther ? *present : *image.findRecord(namesake->second);
-    throw Failure(
-        ExitCode::kRefused,
-        fmt::format("item {} of the lines is in {} already, as {}", ShownName(record), path.shown,
-                    IdAndName(other)),
-        "Nothing was stored. --new-ids stores the lines under new IDs and replaces items of the same kind "
-        "and name.");
+    throw Failure(ExitCode::kRefused,
+                  fmt::format("item {} would replace another one of {}, {}", ShownName(record), path.shown,
+                              IdAndName(other)),
+                  "Nothing was stored. --new-ids stores all under new IDs and replaces items of the same "
+                  "kind and name.");
   }
   return ids;
 }
@@ -199,7 +125,9 @@ ExitCode Import(const Options& options, Console& console) {
     throw Failure(ExitCode::kUsage, "name files and folders to import, or lines with --jsonl");
   }
   const VaultPath path(options.vault);
-  std::vector<Entry> entries = options.lines.empty() ? GatherFiles(options, console) : GatherLines(options);
+  std::vector<Entry> entries =
+      options.lines.empty() ? GatherFiles(options.paths, options.vault, options.kind, options.newIds, console)
+                            : GatherLines(options.lines, options.newIds);
   const std::set<uint32_t> storedIds = CollectStoredIds(path, entries);
   Outcome outcome;
   if (!options.dryRun) {
