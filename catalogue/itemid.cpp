@@ -11,18 +11,37 @@ namespace catalogue {
 
 namespace {
 
-constexpr int32_t kSeedSize = 260;  // the time, and 128 values of rand at 16 bits each
-constexpr int32_t kTimeSize = 4;
+constexpr int kDraws = 128;
 
-uint32_t DrawId() {
-  uint8_t seed[kSeedSize];
-  storage::StoreU32(seed, static_cast<uint32_t>(std::time(nullptr)));
-  for (int32_t i = kTimeSize; i < kSeedSize; i += 2) {
-    const auto value = static_cast<unsigned>(std::rand());
-    seed[i] = static_cast<uint8_t>(value);
-    seed[i + 1] = static_cast<uint8_t>(value >> 8);
+// The hash of bytes that come one by one.
+class IdHash {
+ public:
+  void add(uint8_t byte) {
+    const uint32_t term = (byte * ++place_) & 0xFF;
+    mixed_ = (mixed_ ^ term) + mixed_;
+    sum_ += term;
   }
-  return GetIdHashValue(seed, kSeedSize);
+  uint32_t value() const { return mixed_ << 16 | sum_; }
+
+ private:
+  uint32_t place_ = 0;
+  uint32_t mixed_ = 0;
+  uint32_t sum_ = 0;
+};
+
+// The hash of 260 bytes: the time, and 128 values of rand at 16 bits each. A draw takes a lock, and the bytes before
+// it are hashed while it waits; that makes the hash cost nothing.
+uint32_t DrawId() {
+  uint8_t time[4];
+  storage::StoreU32(time, static_cast<uint32_t>(std::time(nullptr)));
+  IdHash hash;
+  for (const uint8_t byte : time) hash.add(byte);
+  for (int i = 0; i < kDraws; ++i) {
+    const auto value = static_cast<unsigned>(std::rand());
+    hash.add(static_cast<uint8_t>(value));
+    hash.add(static_cast<uint8_t>(value >> 8));
+  }
+  return hash.value();
 }
 
 bool IsIdAbsent(DataBaseHandle* handle, uint32_t id) {
@@ -51,14 +70,9 @@ bool AddPendingId(DataBaseHandle* handle, uint32_t id, uint32_t kind, const PmCh
 
 uint32_t GetIdHashValue(const uint8_t* bytes, int32_t length) {
   if (bytes == nullptr || length <= 0) return 0;
-  uint32_t mixed = 0;
-  uint32_t sum = 0;
-  for (uint32_t i = 1; i <= static_cast<uint32_t>(length); ++i) {
-    const uint32_t term = (bytes[i - 1] * i) & 0xFF;
-    mixed = (mixed ^ term) + mixed;
-    sum += term;
-  }
-  return mixed << 16 | sum;
+  IdHash hash;
+  for (int32_t i = 0; i < length; ++i) hash.add(bytes[i]);
+  return hash.value();
 }
 
 }  // namespace catalogue
