@@ -69,14 +69,14 @@ void IdTable::release(ItemIdRecord* record) {
 void IdTable::add(ItemIdRecord* record) {
   record->slot = slots_.add(record);
   if (indexedById_) byId_.insert(record);
-  if (indexedByUserData_ && record->userDataSize != 0) byUserData_.insert(record);
+  if (indexedByUserData_ && record->userDataSize != 0) listUserData(record);
   storedBytes_ += StoredSize(record);
 }
 
 void IdTable::remove(ItemIdRecord* record) {
-  slots_.remove(record->slot);
   if (indexedById_) byId_.remove(record);
-  if (indexedByUserData_ && record->userDataSize != 0) byUserData_.remove(record);
+  if (indexedByUserData_ && record->userDataSize != 0) unlistUserData(record);
+  slots_.remove(record->slot);
   storedBytes_ -= StoredSize(record);
 }
 
@@ -91,9 +91,38 @@ void IdTable::indexById() {
 void IdTable::indexByUserData() {
   byUserData_.expect(slots_.count());
   for (uint32_t slot = 0; slot < slots_.usedEnd(); ++slot) {
-    if (slots_[slot] != nullptr && slots_[slot]->userDataSize != 0) byUserData_.insert(slots_[slot]);
+    if (slots_[slot] != nullptr && slots_[slot]->userDataSize != 0) listUserData(slots_[slot]);
   }
   indexedByUserData_ = true;
+}
+
+void IdTable::listUserData(ItemIdRecord* record) {
+  ItemIdRecord* top = topOf(record->kind, record->userData());
+  SlotHeap<ItemIdRecord> heap(slots_, top != nullptr ? top->slot : SlotHeap<ItemIdRecord>::kNone);
+  heap.insert(record);
+  setTop(top, heap.top());
+}
+
+void IdTable::unlistUserData(ItemIdRecord* record) {
+  ItemIdRecord* top = topOf(record->kind, record->userData());
+  SlotHeap<ItemIdRecord> heap(slots_, top->slot);
+  heap.remove(record);
+  setTop(top, heap.top());
+}
+
+void IdTable::setTop(ItemIdRecord* from, uint32_t to) {
+  if (from != nullptr && from->slot == to) return;
+  if (from != nullptr) byUserData_.remove(from);
+  if (to != SlotHeap<ItemIdRecord>::kNone) byUserData_.insert(slots_[to]);
+}
+
+ItemIdRecord* IdTable::topOf(uint32_t kind, const PmChar* userData) const {
+  ItemIdRecord* record = byUserData_.chain(HashString(kind, userData));
+  while (record != nullptr &&
+         (record->kind != kind || !commonbase::SameString(record->userData(), userData))) {
+    record = record->nextByUserData;
+  }
+  return record;
 }
 
 ItemIdRecord* IdTable::find(uint32_t id) {
@@ -109,13 +138,7 @@ ItemIdRecord* IdTable::find(uint32_t id) {
 
 ItemIdRecord* IdTable::findByUserData(uint32_t kind, const PmChar* userData) {
   if (!indexedByUserData_) indexByUserData();
-  ItemIdRecord* found = nullptr;
-  ItemIdRecord* record = byUserData_.chain(HashString(kind, userData));
-  for (; record != nullptr; record = record->nextByUserData) {
-    if (record->kind != kind || (found != nullptr && record->slot > found->slot)) continue;
-    if (commonbase::SameString(record->userData(), userData)) found = record;
-  }
-  return found;
+  return topOf(kind, userData);
 }
 
 }  // namespace catalogue

@@ -7,14 +7,15 @@
 // Invariants:
 //  1. Every record of the table stands in its slot; under its ID, and, with user data, under kind and user
 //     data, from the first time that one is looked for so. Opening a database does not wait for either.
-//  2. Where several records match, the one in the lowest slot is found.
+//  2. Where several records match, the one in the lowest slot is found. Those that share kind and user data, however
+//     many, are one heap, whose top alone stands under them.
 //  3. storedBytes() is the length of the table as item 0 holds it.
 //  4. A loaded table's records stand in one batch, which goes with the table; later ones are heap blocks.
 #pragma once
 
 #include <cstdint>
 
-#include "catalogue/slotarray.h"
+#include "catalogue/slotheap.h"
 #include "commonbase/src/chaintable.h"
 #include "platform/pmtypes.h"
 
@@ -28,6 +29,7 @@ struct ItemIdRecord {
   uint32_t userDataSize;  // bytes, terminator included; 0 without user data
 
   uint32_t slot;
+  uint32_t branch[2];  // of the heap of records with this kind and user data
   ItemIdRecord* nextById;
   ItemIdRecord* nextByUserData;
 
@@ -84,6 +86,13 @@ class IdTable {
  private:
   void indexById();
   void indexByUserData();
+  // Lists a record under kind and user data, or unlists it; it stands in its slot.
+  void listUserData(ItemIdRecord* record);
+  void unlistUserData(ItemIdRecord* record);
+  // Puts another record of a heap on its top, or none.
+  void setTop(ItemIdRecord* from, uint32_t to);
+  // The top of the heap of that kind and user data, or null.
+  ItemIdRecord* topOf(uint32_t kind, const PmChar* userData) const;
 
   SlotArray<ItemIdRecord> slots_;
   commonbase::ChainTable<ItemIdRecord, &ItemIdRecord::nextById, HashId> byId_;
