@@ -17,7 +17,6 @@ namespace {
 // So many new blocks behind the file's end are written there at once instead of into the journal first. They begin on
 // a page of their own: what is written before the frame must not share a page with what stands.
 constexpr uint32_t kDirectBlocks = 256;
-constexpr uint32_t kPageBlocks = kJournalPage / kBlockSize;
 
 // The first of the new blocks that are written directly; none when there are too few.
 uint32_t FirstDirectBlock(const Change& change) {

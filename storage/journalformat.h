@@ -34,6 +34,7 @@
 namespace storage {
 
 constexpr uint32_t kJournalPage = 4096;
+constexpr uint32_t kPageBlocks = kJournalPage / kBlockSize;  // data file blocks that share a page
 constexpr uint64_t NextPage(uint64_t position) {
   return (position + kJournalPage - 1) / kJournalPage * kJournalPage;
 }

@@ -29,7 +29,6 @@ class MarkedPages {
       : file_(file), contents_(contents), frame_(frame) {}
 
   bool add() {
-    constexpr uint32_t kPageBlocks = kJournalPage / kBlockSize;
     uint32_t done = 0;  // up to where pages have been added
     for (uint32_t word = 0; word < contents_.words().size();) {
       const uint32_t block = contents_.words()[word].block;

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "storage/blockio.h"
+#include "storage/journalformat.h"
 #include "storage/result.h"
 
 namespace storage {
@@ -14,7 +15,10 @@ using platform::File;
 // Small changes that follow each other take room for more than one of them.
 constexpr uint32_t kAhead = 64;
 
+// Not in the page that the file ends in: it is there already, and nothing that stands in it may be lost with the power
+// before the change is in the journal.
 bool WriteZeros(File* file, uint32_t from, uint32_t to) {
+  from = (from + kPageBlocks - 1) / kPageBlocks * kPageBlocks;
   static const uint8_t kZeros[16 * kBlockSize] = {};
   for (uint64_t at = uint64_t{from} * kBlockSize, end = uint64_t{to} * kBlockSize; at < end;) {
     const auto size = static_cast<size_t>(std::min<uint64_t>(end - at, sizeof kZeros));
