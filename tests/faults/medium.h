@@ -151,6 +151,13 @@ class Medium {
       if (p.file == file && !p.lost && !p.isName()) carried.emplace(p.kind, p.position);
     }
     settleIf([&](const Change& p) { return p.file == file && carried.count({p.kind, p.position}) != 0; });
+    // What was lost behind an end that is durable will never be written any more.
+    const uint64_t size = durable_.files[file].size;
+    const auto isGone = [&](const Change& p) {
+      return p.file == file && p.kind == Change::kWrite && p.position >= size &&
+             now_.files[file].size <= size;
+    };
+    pending_.erase(std::remove_if(pending_.begin(), pending_.end(), isGone), pending_.end());
   }
 
   template <typename Is>
