@@ -22,7 +22,7 @@ for ways in packager c c++ python pip "cmake uninstall"; do
   trap 'umount "$root/proc"' EXIT
   for way in $ways; do
     echo "== $way"
-    DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 chroot "$root" bash /src/tests/docs/walk.sh /src $way >"$work/$way.log" 2>&1 ||
+    DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 chroot "$root" bash /src/tests/docs/walk.sh /src/README.md $way /src >"$work/$way.log" 2>&1 ||
       { cat "$work/$way.log"; exit 1; }
   done
   umount "$root/proc"
