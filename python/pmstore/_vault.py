@@ -327,6 +327,9 @@ def _why_not_opened(path: str) -> tuple[str, str, int, int | None]:
             return what, path, 0, errno.EACCES
         if os.path.lexists(path):
             os.close(os.open(path, os.O_RDWR))
+            place, file = os.path.split(os.path.realpath(path))
+            if os.path.lexists(os.path.join(place, f".{file}.pmj")):
+                return f"{what}: a crash left its journal, and the recovery cannot be written, for want of room perhaps", path, 0, None
             return f"{what}: it is none, it is damaged, or there is no memory", path, 0, None
         os.lstat(os.path.join(folder, f".{name}.bak"))  # a name as long has to be possible beside it
         return what, path, 0, None
