@@ -135,10 +135,12 @@ PM_EXPORT void PM_CALL ReleasePmTotalDataController(void);
  * A database that was not open has its file current afterwards; another open of the same path changes nothing
  * but the count.
  *
- * @param path 1 to 255 characters, compared code unit by code unit with those of the open databases.
+ * @param path 1 to 255 characters, compared code unit by code unit with those of the open databases. On Windows
+ * slashes count as backslashes, and a path that names a stream of a file, a file in a drive's own current folder, or
+ * one with a full stop or a blank at its end is refused.
  * @return the handle, to be closed once for each open; null for a null path, before
  * InitPmTotalDataController, for a path that is too long, or whose file name is too long for the file system once
- * it is the backup's or the journal's (Linux: more than 250 bytes), when the file cannot be created or opened for
+ * it is the backup's or the journal's (Linux: more than 250 bytes, Windows: more than 250 characters), when the file cannot be created or opened for
  * reading and writing, when it is no valid data file, when its table of IDs is damaged, when a recovery cannot be
  * written, and when there is no memory. On failure nothing has changed, the current file included; a file created by then stays, empty.
  */

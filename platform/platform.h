@@ -50,8 +50,8 @@ class File {
   // nobody's way.
   bool open(const PmChar* path, Access access);
 
-  // Makes a new empty file for reading and writing, for its owner alone. False when an entry of that name
-  // exists or the file cannot be made.
+  // Makes a new empty file for reading and writing, for its owner alone (on Windows with the rights that
+  // its folder gives). False when an entry of that name exists or the file cannot be made.
   bool createNew(const PmChar* path);
 
   bool isOpen() const;
@@ -79,7 +79,8 @@ class File {
   // of this process or another one, holds the lock. On a file system without locks nobody ever does.
   bool lock();
 
-  // Gives this file the access rights of `other`, where the system keeps them with a file.
+  // Gives this new file the access rights of `other`, where the system keeps them with a file; on Windows as
+  // a list of its own, which the folder's does not change any more.
   bool copyAccessRights(const File& other);
 
   // False when the system does not answer.

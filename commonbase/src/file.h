@@ -68,10 +68,12 @@ PM_EXPORT int32_t PM_CALL FSize(const PmChar* path);
  * fit is cut to size - 1 characters before its folder is taken, and the result is `size`. */
 PM_EXPORT int32_t PM_CALL GetCurDir(int32_t size, PmChar* buffer);
 
-/** Deletes a file: 0 when it was deleted, -1 when not. */
+/** Deletes a file: 0 when it was deleted, -1 when not. On Windows a file that another program holds is waited
+ * for, a fifth of a second at most; a read-only one is not deleted. */
 PM_EXPORT int32_t PM_CALL FDelete(const PmChar* path);
 
-/** Cuts a file to `size` bytes, or extends it with zero bytes; a missing file is made, for its owner alone. 0
+/** Cuts a file to `size` bytes, or extends it with zero bytes; a missing file is made, for its owner alone
+ * (on Windows: with the rights that its folder gives). 0
  * on success and also when the file cannot be opened at all, -1 when the length could not be changed. */
 PM_EXPORT int32_t PM_CALL FTruncate(const PmChar* path, int32_t size);
 
