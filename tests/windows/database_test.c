@@ -114,7 +114,18 @@ static void TestOpenVault(void) {
   CHECK(!DeleteFileW(path) && GetLastError() == ERROR_SHARING_VIOLATION);
   CHECK(!DeleteFileW(L".open.db.pmj") && GetLastError() == ERROR_SHARING_VIOLATION);
   CHECK(!MoveFileW(path, L"away.db") && !MoveFileExW(L"copy.db", path, MOVEFILE_REPLACE_EXISTING));
-  CHECK(Put(vault, kId + 1, 2, 100) == 0 && pm.CloseDataBaseFile(vault) == 0 && DeleteFileW(path));
+
+  /* Another spelling of the name meets the same lock and the same journal. */
+  DataBaseHandle* other = pm.OpenDataBaseFile(L"OPEN.DB");
+  CHECK(other != NULL && other != vault && Holds(other, kId, 1, 100) && Put(other, kId + 2, 3, 100) == -2);
+  CHECK(pm.CloseDataBaseFile(other) == 0 && Put(vault, kId + 1, 2, 100) == 0 && IsThere(L".open.db.pmj"));
+  CHECK(pm.CloseDataBaseFile(vault) == 0 && DeleteFileW(path));
+  wchar_t shorter[MAX_PATH];
+  CHECK(MoveFileW(L"copy.db", L"copy of a vault.db") &&
+        GetShortPathNameW(L"copy of a vault.db", shorter, MAX_PATH));
+  CHECK(wcscmp(shorter, L"copy of a vault.db") != 0 && (vault = pm.OpenDataBaseFile(shorter)) != NULL);
+  CHECK(Put(vault, kId + 1, 2, 100) == 0 && IsThere(L".copy of a vault.db.pmj"));
+  CHECK(pm.CloseDataBaseFile(vault) == 0);
 }
 
 /* A backup that another program holds is waited for; one that is never let go stops syncs, and nothing is lost. */
