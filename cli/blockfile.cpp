@@ -2,10 +2,10 @@
 
 #include <fmt/format.h>
 
-#include <chrono>
 #include <filesystem>
 
 #include "cli/failure.h"
+#include "cli/files.h"
 #include "cli/host.h"
 #include "storage/format.h"
 
@@ -63,12 +63,7 @@ uint64_t BlockFile::size() const {
 }
 
 int64_t BlockFile::modified() const {
-  std::error_code error;
-  const fs::file_time_type time = fs::last_write_time(fs::u8path(shown_), error);
-  if (error) return 0;
-  // The file clock's epoch is its own; its distance from now is the same on every clock.
-  const auto age = std::chrono::duration_cast<std::chrono::seconds>(fs::file_time_type::clock::now() - time);
-  return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()) - age.count();
+  return ModifiedTime(fs::u8path(shown_));
 }
 
 uint32_t BlockFile::blockCount() const {

@@ -10,6 +10,7 @@
 
 namespace cli {
 
+// From what matters least to what matters most.
 enum class Tile { kFree, kLeftOver, kTable, kItem, kDamaged };
 
 struct MapBlock {
@@ -17,8 +18,14 @@ struct MapBlock {
   uint32_t itemId;  // of kTable and kItem, and of kDamaged where it is known
 };
 
-// What each block is, its checksum looked at.
+// What each block is.
 std::vector<MapBlock> MakeBlockMap(const Image& image);
+
+// How many blocks share a sign or cell so that at most `cells` are drawn.
+size_t ScaleOf(const std::vector<MapBlock>& map, size_t cells);
+
+// Of blocks that share one, the one that matters most.
+MapBlock WorstOf(const std::vector<MapBlock>& map, size_t first, size_t count);
 
 struct TileStyle {
   const char* name;
@@ -27,8 +34,18 @@ struct TileStyle {
   const char* svgColour;
 };
 const TileStyle& StyleOf(Tile tile);
+constexpr Tile kTilesInLegend[] = {Tile::kTable, Tile::kItem, Tile::kFree, Tile::kLeftOver, Tile::kDamaged};
 
-// The map as a picture on its own, with a legend and a tool tip for every run of equal blocks.
-std::string DrawSvg(const Image& image, const std::vector<MapBlock>& map);
+size_t CountTiles(const std::vector<MapBlock>& map, Tile tile);
+
+struct SvgOptions {
+  bool byItem = false;  // a colour for each item
+  bool names = true;    // in the tool tips
+  bool alone =
+      true;  // with title, legend and a white ground; otherwise just the cells, for a page that has them
+};
+
+// The map as a picture of a few thousand cells at most, with a tool tip for every run of equal cells.
+std::string DrawSvg(const Image& image, const std::vector<MapBlock>& map, const SvgOptions& options);
 
 }  // namespace cli

@@ -42,6 +42,7 @@ void RegisterRm(Tool& tool);
 void RegisterImport(Tool& tool);
 void RegisterExport(Tool& tool);
 void RegisterCheck(Tool& tool);
+void RegisterReport(Tool& tool);
 void RegisterRestore(Tool& tool);
 void RegisterSalvage(Tool& tool);
 void RegisterBlocks(Tool& tool);

@@ -4,9 +4,10 @@ namespace cli {
 
 void RegisterCommands(Tool& tool) {
   constexpr void (*kCommands[])(Tool&) = {
-      RegisterInfo,   RegisterLs,      RegisterGet,     RegisterPut,     RegisterRm,      RegisterImport,
-      RegisterExport, RegisterCheck,   RegisterRestore, RegisterSalvage, RegisterBlocks,  RegisterBlock,
-      RegisterDiff,   RegisterCompact, RegisterCopy,    RegisterDump,    RegisterVersion, RegisterCompletion,
+      RegisterInfo,    RegisterLs,     RegisterGet,     RegisterPut,        RegisterRm,
+      RegisterImport,  RegisterExport, RegisterCheck,   RegisterReport,     RegisterRestore,
+      RegisterSalvage, RegisterBlocks, RegisterBlock,   RegisterDiff,       RegisterCompact,
+      RegisterCopy,    RegisterDump,   RegisterVersion, RegisterCompletion,
   };
   for (const auto registerCommand : kCommands) registerCommand(tool);
 }

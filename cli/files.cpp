@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <fstream>
 
@@ -52,6 +53,15 @@ Walk FindFiles(const std::string& typed) {
   std::sort(walk.files.begin(), walk.files.end(),
             [](const FoundFile& a, const FoundFile& b) { return a.name < b.name; });
   return walk;
+}
+
+int64_t ModifiedTime(const fs::path& path) {
+  std::error_code error;
+  const fs::file_time_type time = fs::last_write_time(path, error);
+  if (error) return 0;
+  // The file clock's epoch is its own; its distance from now is the same on every clock.
+  const auto age = std::chrono::duration_cast<std::chrono::seconds>(fs::file_time_type::clock::now() - time);
+  return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()) - age.count();
 }
 
 Bytes ReadWholeFile(const fs::path& path) {

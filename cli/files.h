@@ -25,6 +25,9 @@ struct Walk {
 // folder is skipped. Fails when `typed` does not exist.
 Walk FindFiles(const std::string& typed);
 
+// When a file was last changed, in seconds since 1970; 0 when nobody says.
+int64_t ModifiedTime(const std::filesystem::path& path);
+
 Bytes ReadWholeFile(const std::filesystem::path& path);
 Bytes ReadStandardInput();
 

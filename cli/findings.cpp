@@ -13,8 +13,9 @@ namespace {
 
 class Examination {
  public:
-  explicit Examination(const Image& image)
+  Examination(const Image& image, bool names)
       : image_(image),
+        names_(names),
         mended_(MendBlocks(image)),
         owners_(image, mended_),
         unlisted_(UnlistedItems(image)),
@@ -44,6 +45,14 @@ class Examination {
     findings_.push_back({std::move(code), weight, std::move(what), item, block});
   }
 
+  // "item 0x00000007 "mail"", "the ID table"
+  std::string itemText(uint32_t id) const {
+    if (id == 0) return "the ID table";
+    const Record* record = image_.findRecord(id);
+    const bool named = names_ && record != nullptr && record->name;
+    return named ? fmt::format("item {} \"{}\"", IdText(id), Printable(*record->name)) : "item " + IdText(id);
+  }
+
   std::optional<uint32_t> ownerOf(uint32_t block) const {
     const std::optional<Owner> owner = owners_.find(block);
     return owner ? std::optional<uint32_t>(owner->item) : std::nullopt;
@@ -54,7 +63,7 @@ class Examination {
     const std::optional<Owner> owner = owners_.find(block);
     if (!owner) return "";
     const std::string because = *owner->because == 0 ? "" : std::string(", ") + owner->because;
-    return fmt::format(", most likely of {}{}", ItemText(image_, owner->item), because);
+    return fmt::format(", most likely of {}{}", itemText(owner->item), because);
   }
 
   void packets() {
@@ -65,7 +74,7 @@ class Examination {
       const bool saysSo = owner && *owner->because == 0;
       const bool tooLong = block.header.dataLength > storage::kPacketCapacity;
       const std::string what =
-          fmt::format("{}{} {}{}", BlockText(number), saysSo ? " of " + ItemText(image_, owner->item) : "",
+          fmt::format("{}{} {}{}", BlockText(number), saysSo ? " of " + itemText(owner->item) : "",
                       tooLong ? "says that it holds more bytes than fit a block" : "fails its checksum",
                       saysSo  ? ""
                       : owner ? whose(number)
@@ -80,8 +89,7 @@ class Examination {
     const bool matters = isListed(item.id) || (!namesAll_ && image_.hasSoundPacket(item.id));
     if (item.whole || !matters) return;
     add("item-incomplete", Weight::kDamage,
-        fmt::format("{}: {} not make one item, packets are missing or twice there{}",
-                    ItemText(image_, item.id),
+        fmt::format("{}: {} not make one item, packets are missing or twice there{}", itemText(item.id),
                     item.blocks.size() == 1 ? "its one block does"
                                             : fmt::format("its {} blocks do", item.blocks.size()),
                     freedText(item.id)),
@@ -96,7 +104,7 @@ class Examination {
     std::map<uint32_t, int> seen;
     for (const Record& record : image_.records()) {
       if (++seen[record.id] == 2)
-        add("record-twice", Weight::kDamage, ItemText(image_, record.id) + ": two records", record.id, {});
+        add("record-twice", Weight::kDamage, itemText(record.id) + ": two records", record.id, {});
       if (record.id == 0)
         add("record-zero", Weight::kDamage, "the ID table has a record for ID 0, which is its own", 0, {});
     }
@@ -118,14 +126,14 @@ class Examination {
     if (!item.endsFull || !isListed(item.id)) return;
     if (item.id == 0 && !unlisted_.empty()) return;  // no doubt any more
     add("item-ends-full", Weight::kSuspicion,
-        fmt::format("{} ends in a full packet: it is {} bytes long, or its end is gone{}",
-                    ItemText(image_, item.id), item.size, freedText(item.id)),
+        fmt::format("{} ends in a full packet: it is {} bytes long, or its end is gone{}", itemText(item.id),
+                    item.size, freedText(item.id)),
         item.id, {});
   }
 
   void withoutBytes(uint32_t id) {
     add("item-without-bytes", Weight::kSuspicion,
-        fmt::format("{} has no packet: it is empty, or all its packets are gone{}", ItemText(image_, id),
+        fmt::format("{} has no packet: it is empty, or all its packets are gone{}", itemText(id),
                     freedText(id)),
         id, {});
   }
@@ -142,7 +150,7 @@ class Examination {
   void noted(const Item& item) {
     if (!item.leftovers.empty())
       add("leftover-packets", Weight::kNote,
-          fmt::format("{}: {} left over from a longer version", ItemText(image_, item.id),
+          fmt::format("{}: {} left over from a longer version", itemText(item.id),
                       CountText(item.leftovers.size(), "packet")),
           item.id, item.leftovers[0]);
     if (!isListed(item.id) && image_.hasSoundPacket(item.id) && namesAll_)
@@ -150,11 +158,12 @@ class Examination {
           fmt::format(
               "{} of {}, which the ID table does not name: deleted, or never finished, when a program "
               "ended",
-              CountText(item.blocks.size(), "packet"), ItemText(image_, item.id)),
+              CountText(item.blocks.size(), "packet"), itemText(item.id)),
           item.id, item.blocks[0]);
   }
 
   const Image& image_;
+  const bool names_;
   const MendedBlocks mended_;
   const Owners owners_;
   const std::vector<uint32_t> unlisted_;
@@ -171,13 +180,6 @@ size_t CountOf(const std::vector<Finding>& findings, Weight weight) {
 
 }  // namespace
 
-std::string ItemText(const Image& image, uint32_t id) {
-  if (id == 0) return "the ID table";
-  const Record* record = image.findRecord(id);
-  const bool named = record != nullptr && record->name;
-  return named ? fmt::format("item {} \"{}\"", IdText(id), Printable(*record->name)) : "item " + IdText(id);
-}
-
 std::vector<uint32_t> UnlistedItems(const Image& image) {
   std::vector<uint32_t> ids;
   for (const auto& [id, item] : image.items()) {
@@ -192,8 +194,8 @@ bool NamesEveryItem(const Image& image, const std::vector<uint32_t>& unlisted) {
   return unlisted.empty() || !table->endsFull;
 }
 
-std::vector<Finding> Examine(const Image& image) {
-  return Examination(image).run();
+std::vector<Finding> Examine(const Image& image, bool names) {
+  return Examination(image, names).run();
 }
 
 Verdict VerdictOf(const std::vector<Finding>& findings) {

@@ -44,8 +44,8 @@ struct Finding {
 enum class Verdict { kSound, kSuspect, kDamaged };
 
 // Looks at every block, every item and every record: the damage first, packets with a wrong checksum before
-// all, then what is suspected, then notes.
-std::vector<Finding> Examine(const Image& image);
+// all, then what is suspected, then notes. Without `names` items go by their IDs alone.
+std::vector<Finding> Examine(const Image& image, bool names = true);
 
 Verdict VerdictOf(const std::vector<Finding>& findings);
 const char* Text(Verdict verdict);
@@ -54,9 +54,6 @@ const char* Text(Verdict verdict);
 std::string Shown(const std::vector<Finding>& findings, const Console& console);
 
 Json ToJson(const Finding& finding);
-
-// "item 0x00000007 "mail"", "the ID table"
-std::string ItemText(const Image& image, uint32_t id);
 
 // The items that no record names and that have a sound packet.
 std::vector<uint32_t> UnlistedItems(const Image& image);

@@ -110,6 +110,17 @@ std::string Environment(const char* name) {
   return value == nullptr ? "" : value;
 }
 
+std::string SystemName() {
+#if defined(_WIN32)
+  const std::string name = "Windows";
+#elif defined(__linux__)
+  const std::string name = "Linux";
+#else
+  const std::string name = "POSIX";
+#endif
+  return name + (sizeof(void*) == 8 ? ", 64 bits" : ", 32 bits");
+}
+
 std::string UtcTime(int64_t seconds) {
   const auto time = static_cast<std::time_t>(seconds);
   std::tm parts{};

@@ -21,6 +21,9 @@ int TerminalWidth();
 // An environment variable, empty when it is not set.
 std::string Environment(const char* name);
 
+// The system that the tool was built for, "Linux, 64 bits".
+std::string SystemName();
+
 // Seconds since 1970 as "2026-03-31 17:05:09 UTC".
 std::string UtcTime(int64_t seconds);
 

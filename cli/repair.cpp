@@ -68,7 +68,7 @@ Image With(const Image& image, const MendedBlocks& blocks, bool guesses) {
   for (const auto& [number, block] : blocks) {
     if (guesses || block.isProven()) mended[number] = block.mended.block;
   }
-  return Image(image, std::move(mended));
+  return mended.empty() ? image : Image(image, std::move(mended));
 }
 
 const char* HowText(Proof proof) {
@@ -118,7 +118,9 @@ MendedBlocks MendBlocks(const Image& image) {
     if (!mended) return;
     const bool saysSo = found.size() > storage::kPacketTypeOffset &&
                         found[storage::kPacketTypeOffset] == mended->block[storage::kPacketTypeOffset];
-    blocks.emplace(number, MendedBlock{std::move(*mended), noneFree || saysSo});
+    const Item* item = image.findItem(storage::DecodeHeader(mended->block.data()).itemId);
+    const bool isLacked = item != nullptr && !item->whole;
+    blocks.emplace(number, MendedBlock{std::move(*mended), noneFree || saysSo || isLacked});
   };
   for (uint32_t number : damaged) mend(number, image.readBlock(number));
   if (isCut) mend(image.file().blockCount(), image.file().readRest());

@@ -1,8 +1,8 @@
 // Which blocks of a vault can be had otherwise than as they stand, and the vault as it is then.
 //
 // Invariants:
-//  1. A block is live when nobody can have freed it: it still says what kind of packet it is, or the vault has
-//     no free block at all. Only a live block that is proven counts as mended.
+//  1. A block is live when nobody can have freed it: it still says what kind of packet it is, its item lacks
+//     packets, or the vault has no free block at all. Only a live block that is proven counts as mended.
 //  2. A free block is never taken for anything else by itself: what it held belongs to an item only when the
 //     item lacks just that packet. Even then the free mark may be right, and nothing is proven.
 #pragma once

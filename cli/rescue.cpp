@@ -14,7 +14,8 @@ namespace cli {
 namespace {
 
 Image WithFreed(const Image& image) {
-  return Image(image, FreedPackets(image));
+  std::map<uint32_t, Bytes> freed = FreedPackets(image);
+  return freed.empty() ? image : Image(image, std::move(freed));
 }
 
 // Whether the item is whole and nothing hints that it was longer.
@@ -115,19 +116,17 @@ bool Rescue::takeWhole(Fate& fate) const {
 bool Rescue::takeDoubtful(Fate& fate) const {
   const uint32_t id = fate.record.id;
   fate.kind = FateKind::kDoubtful;
+  const bool found = takeLongest(fate);
   for (const auto& source : sources_) {
-    fate.fromBackup = source != sources_[0];
     const std::pair<const Image*, const char*> readings[] = {
         {&source->freed, "with a packet that is marked free, which may be right"},
-        {&source->guessed, "with a packet that is guessed"},
+        {&source->guessed, "with a packet that is not proven"},
     };
-    const Item* plain = source->plain.findItem(id);
     for (const auto& [image, why] : readings) {
-      const bool isLonger =
-          image->isIntact(id) && (plain == nullptr || !plain->whole || !source->plain.isIntact(id) ||
-                                  image->findItem(id)->size > plain->size);
-      if (!isLonger) continue;
+      if (!image->isIntact(id)) continue;
+      if (found && image->findItem(id)->size <= fate.image->findItem(id)->size) continue;
       fate.image = image;
+      fate.fromBackup = source != sources_[0];
       fate.why = why;
       for (uint32_t block : image->findItem(id)->blocks) {
         if (image == &source->guessed && source->mended.count(block) != 0) fate.mended.push_back(block);
@@ -135,7 +134,7 @@ bool Rescue::takeDoubtful(Fate& fate) const {
       return true;
     }
   }
-  return takeLongest(fate);
+  return found;
 }
 
 // The longest of the readings that end in a full packet.

@@ -165,6 +165,29 @@ std::string Wrapped(const std::string& text) {
   return out;
 }
 
+std::string EscapeXml(const std::string& text) {
+  std::string out;
+  for (char c : text) {
+    switch (c) {
+      case '<':
+        out += "&lt;";
+        break;
+      case '>':
+        out += "&gt;";
+        break;
+      case '&':
+        out += "&amp;";
+        break;
+      case '"':
+        out += "&quot;";
+        break;
+      default:
+        out += c;
+    }
+  }
+  return out;
+}
+
 std::string ToBase64(const Bytes& bytes) {
   std::string out;
   out.reserve((bytes.size() + 2) / 3 * 4);

@@ -46,6 +46,9 @@ std::string CountText(uint64_t count, const char* what);
 // Breaks the text's lines between words so that they fit a terminal.
 std::string Wrapped(const std::string& text);
 
+// Text as it may stand in XML and HTML.
+std::string EscapeXml(const std::string& text);
+
 std::string ToBase64(const Bytes& bytes);
 
 // Nothing when the text is not base64.

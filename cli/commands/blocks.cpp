@@ -21,7 +21,7 @@ constexpr size_t kMarginColumns = 10;
 void Declare(CLI::App& command, Options& options) {
   DeclareReading(command, options.read);
   command.add_option("--svg", options.svg, "Write the picture to this SVG file; - is standard output");
-  command.add_flag("--by-item", options.byItem, "Give each item a letter of its own");
+  command.add_flag("--by-item", options.byItem, "Give each item a letter, or a colour, of its own");
   command.add_flag("--force,-f", options.force, "Overwrite the SVG file");
 }
 
@@ -40,16 +40,13 @@ class Letters {
 void Draw(const std::vector<MapBlock>& map, bool byItem, Console& console) {
   const auto width = static_cast<size_t>(std::max(TerminalWidth(), 30));
   const size_t columns = (width - kMarginColumns) / 8 * 8;
-  const size_t scale = (map.size() + columns * kRows - 1) / (columns * kRows);  // blocks a sign
+  const size_t scale = ScaleOf(map, columns * kRows);
   Letters letters;
   for (size_t row = 0; row < map.size(); row += columns * scale) {
     std::string line;
     const size_t rowEnd = std::min(map.size(), row + columns * scale);
     for (size_t at = row; at < rowEnd; at += scale) {
-      MapBlock worst = map[at];
-      for (size_t i = at; i < std::min(rowEnd, at + scale); ++i) {
-        if (map[i].tile > worst.tile) worst = map[i];
-      }
+      const MapBlock worst = WorstOf(map, at, scale);
       const TileStyle& style = StyleOf(worst.tile);
       const char sign = byItem && worst.tile == Tile::kItem ? letters.of(worst.itemId) : style.sign;
       line += console.paint(style.colour, std::string(1, sign));
@@ -57,12 +54,10 @@ void Draw(const std::vector<MapBlock>& map, bool byItem, Console& console) {
     console.line("{:>8}  {}", row, line);
   }
   std::string legend;
-  for (Tile tile : {Tile::kTable, Tile::kItem, Tile::kFree, Tile::kLeftOver, Tile::kDamaged}) {
+  for (Tile tile : kTilesInLegend) {
     const TileStyle& style = StyleOf(tile);
-    const auto count =
-        std::count_if(map.begin(), map.end(), [tile](const MapBlock& b) { return b.tile == tile; });
-    legend +=
-        fmt::format("  {} {} {}", console.paint(style.colour, std::string(1, style.sign)), count, style.name);
+    legend += fmt::format("  {} {} {}", console.paint(style.colour, std::string(1, style.sign)),
+                          CountTiles(map, tile), style.name);
   }
   console.line("{}", legend);
   if (scale > 1) console.line("  each sign stands for {} blocks and shows the worst of them", scale);
@@ -87,7 +82,7 @@ ExitCode Blocks(const Options& options, Console& console) {
   const std::vector<MapBlock> map = MakeBlockMap(image);
   RequireUnchanged(image);
   if (!options.svg.empty()) {
-    const std::string svg = DrawSvg(image, map);
+    const std::string svg = DrawSvg(image, map, {options.byItem, true, true});
     if (options.svg == "-") {
       console.json ? console.document({{"svg", svg}}) : Console::text(svg);
     } else {
@@ -101,9 +96,8 @@ ExitCode Blocks(const Options& options, Console& console) {
   } else {
     Draw(map, options.byItem, console);
   }
-  const bool damaged =
-      std::any_of(map.begin(), map.end(), [](const MapBlock& b) { return b.tile == Tile::kDamaged; });
-  return damaged || !image.fileProblems().empty() ? ExitCode::kProblems : ExitCode::kFine;
+  return CountTiles(map, Tile::kDamaged) > 0 || !image.fileProblems().empty() ? ExitCode::kProblems
+                                                                              : ExitCode::kFine;
 }
 
 }  // namespace
