@@ -68,6 +68,10 @@ struct Row {
   bool (*call)(Stage& s);  // whether it was done; refused otherwise
 };
 
+void PrintTo(const Row& row, std::ostream* out) {
+  *out << row.name;  // the test's name, too
+}
+
 const Row kRows[] = {
     {"up and down",
      [](Stage& s) {

@@ -63,6 +63,10 @@ struct Row {
   const char* ending;  // of the names of the files that fail
 };
 
+void PrintTo(const Row& row, std::ostream* out) {
+  *out << row.name;  // the test's name, too
+}
+
 class Failure : public Faults, public testing::WithParamInterface<Row> {
  protected:
   // Whether the fault struck: it does not when the session makes fewer calls.
@@ -115,8 +119,7 @@ const Row kRows[] = {{"any call", seam::Fault::kError, ""},
                      {"flushes of the data file", seam::Fault::kFailedFlush, ".db"},
                      {"calls on the journal", seam::Fault::kError, ".pmj"},
                      {"calls on the backup", seam::Fault::kError, ".bak"}};
-INSTANTIATE_TEST_SUITE_P(Faults, Failure, testing::ValuesIn(kRows),
-                         [](const auto& row) { return std::to_string(row.index); });
+INSTANTIATE_TEST_SUITE_P(Faults, Failure, testing::ValuesIn(kRows));
 
 // Any call fails now and then through long sessions.
 TEST_F(Faults, Storm) {
