@@ -188,20 +188,21 @@ void Session::open(int v, Opening opening) {
 }
 
 // What a crash while a vault is being closed may leave, besides what it was.
-States Session::closing(const Vault& vault) {
+States Session::closing(const Vault& vault, bool canFail) {
   States states;
   for (const Model& model : vault.models) {
-    for (const Bytes& file : model.statesOfClose()) states.insert(Blank(file));
+    for (const Bytes& file : model.statesOfClose(canFail)) states.insert(Blank(file));
   }
   return states;
 }
 
 // Behind a close during which nothing failed stands the last of these states. Beside it stands nothing, unless the
 // data file could not be flushed at some time: then journal and backup have to stay.
-void Session::closed(int v, bool struck) {
+void Session::closed(int v, bool struck, Call* call) {
   Vault& vault = vaults_[v];
-  const States between = closing(vault);
+  const States between = closing(vault, struck || vault.doubtful);
   vault.states.insert(between.begin(), between.end());
+  call->during[v].insert(between.begin(), between.end());
   vault.handle = nullptr;
   if (struck || vault.doubtful) return;
   seam::Suspend(true);
@@ -221,8 +222,7 @@ void Session::close(int v) {
   Call call = begin();
   const int before = seam::Struck();
   EXPECT_EQ(CloseDataBaseFile(vaults_[v].handle), 0);
-  call.during[v].merge(closing(vaults_[v]));
-  closed(v, seam::Struck() != before);
+  closed(v, seam::Struck() != before, &call);
   end(std::move(call));
 }
 
@@ -236,8 +236,7 @@ void Session::takeDown() {
   seam::Suspend(false);
   for (int v = 0; v < kVaults; ++v) {
     if (!isOpen(v)) continue;
-    call.during[v].merge(closing(vaults_[v]));
-    closed(v, struck);
+    closed(v, struck, &call);
   }
   end(std::move(call));
 }

@@ -76,8 +76,8 @@ class Session {
   void end(Call call);
   void call(int v, const std::function<int32_t(Model&)>& model, const std::function<int32_t()>& library);
   static void dropDoubles(std::vector<Model>* models);
-  static States closing(const Vault& vault);
-  void closed(int v, bool struck);
+  static States closing(const Vault& vault, bool canFail);
+  void closed(int v, bool struck, Call* call);
   void tellApart(int v);
   void makeCurrent(int v) const;
   Bytes newBytes(size_t size) { return Pattern(size, ++seed_); }

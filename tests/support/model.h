@@ -98,11 +98,15 @@ class Model {
   }
 
   // What a crash during a close may leave, besides the states before it and after it: synced, and with the blocks
-  // that a transaction freed given up.
-  std::vector<Bytes> statesOfClose() const {
+  // that a transaction freed given up. Where its sync can fail, what was not written goes with the file, as in a
+  // transaction; the rest is compacted, if the file knows of all that is free.
+  std::vector<Bytes> statesOfClose(bool canFail) const {
     Model closing = *this;
-    closing.sync();
+    if (canFail && closing.namesFree()) closing.compact();
     std::vector<Bytes> states{closing.recovered()};
+    closing = *this;
+    closing.sync();
+    states.push_back(closing.recovered());
     if (closing.items.empty()) return states;
     closing.noteWritten();
     states.push_back(closing.recovered());
@@ -313,6 +317,10 @@ class Model {
 
   uint8_t* block(uint32_t index) { return disk.data() + index * vault::kBlock; }
   uint32_t blockNum() const { return static_cast<uint32_t>(disk.size()) / vault::kBlock; }
+  bool namesFree() {
+    return std::all_of(free_.begin(), free_.end(),
+                       [&](uint32_t b) { return isMarked(b) || unmarked.count(b); });
+  }
   bool isMarked(uint32_t index) { return block(index)[1] == 2; }
 
   const Bytes* bytesOf(uint32_t id) {
