@@ -7,9 +7,6 @@ namespace storage {
 
 namespace {
 
-using platform::Access;
-using platform::File;
-
 struct BackupName {
   PmChar path[kMaxBackupPath + 1];
   explicit BackupName(const PmChar* dataPath) { GetBackupFileName(path, dataPath); }

@@ -11,6 +11,7 @@
 //  4. Only the outermost call that begins a change ends it; what it calls adds to it.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 #include "storage/controller.h"
@@ -142,20 +143,18 @@ bool Change::forEachWrite(Visit visit) const {
       if (!PacketIsOnDisk(item, i) && !visit(item->fragments[i] / kBlockSize, Write{item, i})) return false;
     }
   }
-  if (moves_ == nullptr) return true;
-  for (const BlockMove& move : *moves_) {
-    if (!visit(move.to, Write{nullptr, move.from})) return false;
-  }
-  return true;
+  return moves_ == nullptr || std::all_of(moves_->begin(), moves_->end(), [&](const BlockMove& move) {
+           return visit(move.to, Write{nullptr, move.from});
+         });
 }
 
 template <typename Visit>
 bool Change::forEachMark(Visit visit) const {
-  for (const Step& step : log_) {
-    if (step.kind != kMarked || !file_->freeBlocks.contains(step.block)) continue;
-    if (!file_->unmarkedBlocks.contains(step.block) && !visit(step.block)) return false;
-  }
-  return true;
+  return std::all_of(log_.begin(), log_.end(), [&](const Step& step) {
+    const bool marked = step.kind == kMarked && file_->freeBlocks.contains(step.block) &&
+                        !file_->unmarkedBlocks.contains(step.block);
+    return !marked || visit(step.block);
+  });
 }
 
 }  // namespace storage

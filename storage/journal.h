@@ -118,8 +118,8 @@ class Journal {
     uint32_t blockNum;     // the file's length behind that frame
     uint64_t roomEnd;
   };
-  bool write(Fresh* fresh, const platform::File& data, const commonbase::NumberSet& unmarked,
-             const commonbase::NumberSet& unlisted);
+  static bool write(Fresh* fresh, const platform::File& data, const commonbase::NumberSet& unmarked,
+                    const commonbase::NumberSet& unlisted);
   int32_t put(const Fresh& fresh, const PmChar* name);
 
   platform::File file_;
