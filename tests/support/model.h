@@ -127,6 +127,10 @@ class Model {
     unmarked.clear();
   }
 
+  void saveTableAnew() {
+    if (bytesOf(0) != nullptr) save(0, &items[0]);
+  }
+
   int32_t insert(uint32_t id, const Bytes& bytes, bool syncNow) {
     if (id == 0 || opens == 0) return id == 0 ? -5 : -1;
     const auto waiting = pending.find(id);
