@@ -30,7 +30,6 @@ bool IsDeviceName(const std::string& part) {
 
 // One folder's or file's name.
 std::string EncodePart(const std::string& part) {
-  if (part == "." || part == "..") return Escaped('.') + part.substr(1);
   std::string out;
   for (size_t i = 0; i < part.size(); ++i) {
     const char c = part[i];

@@ -120,25 +120,28 @@ ExitCode Run(const Options& options, Console& console) {
   std::optional<Image> present;
   if (path.exists()) present.emplace(path);
   const Image* now = present ? &*present : nullptr;
-  const Image source = OpenSource(path, options, now, console);
-  const Contents expected = Verify(source, now, console);
+  std::optional<Image> source = OpenSource(path, options, now, console);
+  const Contents expected = Verify(*source, now, console);
   const std::vector<Difference> differences = Compare(ReadPresent(now, expected, console), expected);
   if (options.dryRun) {
     Print(differences, console);
     console.note("{} would change", CountText(differences.size(), "item"));
     return ExitCode::kFine;
   }
+  const bool fromBackup = source->isBackup();
+  const std::string shown = fromBackup || !options.from.empty() ? source->fileShown() : path.journalShown;
   Keep(path.file, path.file, console);
+  present.reset();  // not every system replaces or removes a file that is open
   if (!options.from.empty()) {
-    RestoreCopy(path, source, console);
+    RestoreCopy(path, *source, console);
   } else {
-    if (source.isBackup()) SetAside(path.journal, ".pmo", console);  // the library would set both aside
+    source.reset();
+    if (fromBackup) SetAside(path.journal, ".pmo", console);  // the library would set both aside
     RestoreBackup(path);
   }
   RequireSame(expected, ContentsOf(Image(path), console), path.shown);
   Print(differences, console);  // now, so that a reader who stops listening does not stop the work
-  console.note("{} restored from {} and verified: {} changed, {} in all", path.shown,
-               source.isBackup() || !options.from.empty() ? source.fileShown() : path.journalShown,
+  console.note("{} restored from {} and verified: {} changed, {} in all", path.shown, shown,
                CountText(differences.size(), "item"), expected.size());
   return ExitCode::kFine;
 }
