@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Draws the plots of a results file: plot.py RESULTS FOLDER
 
-steps.svg shows every step, a panel each; overview.svg the few that matter most. Bars stand in groups, one a vault
+steps.svg shows every step, a panel each; overview.svg the few that matter most. Dots stand in groups, one a vault
 size; the scale is logarithmic, so equal distances are equal ratios.
 """
 
@@ -46,16 +46,15 @@ def panel(results, step, x, y):
         parts.append(f'<line x1="{left}" x2="{right}" y1="{line:.1f}" y2="{line:.1f}" stroke="#ccc"/>')
         parts.append(text(left - 6, line + 4, duration(power), "end"))
     group = (right - left) / len(results.counts)
-    bar = group / (len(STORES) + 1)
+    column = group / (len(STORES) + 1)
     for place, n in enumerate(results.counts):
-        start = left + place * group + bar / 2
+        start = left + place * group + column
         for number, store in enumerate(STORES):
-            tall = height(values[n, store])
             parts.append(
-                f'<rect x="{start + number * bar:.1f}" y="{bottom - tall:.1f}" width="{bar * 0.85:.1f}" '
-                f'height="{tall:.1f}" fill="{COLOURS[number]}"><title>{escape(store)}: {values[n, store]:.3g} s</title></rect>'
+                f'<circle cx="{start + number * column:.1f}" cy="{bottom - height(values[n, store]):.1f}" r="4" '
+                f'fill="{COLOURS[number]}"><title>{escape(store)}: {values[n, store]:.3g} s</title></circle>'
             )
-        parts.append(text(start + group / 2 - bar / 2, bottom + 16, f"{n:,} items"))
+        parts.append(text(start + group / 2 - column, bottom + 16, f"{n:,} items"))
     return parts
 
 
@@ -68,7 +67,7 @@ def draw(results, steps, columns, path):
     ]
     for number, store in enumerate(STORES):
         x = LEFT + number * 95
-        parts.append(f'<rect x="{x}" y="12" width="12" height="12" fill="{COLOURS[number]}"/>')
+        parts.append(f'<circle cx="{x + 6}" cy="18" r="5" fill="{COLOURS[number]}"/>')
         parts.append(text(x + 17, 22, store, "start"))
     for number, step in enumerate(steps):
         parts += panel(

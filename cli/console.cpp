@@ -1,10 +1,13 @@
 #include "cli/console.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 
 #include "cli/host.h"
+#include "platform/platform.h"
 
 namespace cli {
 
@@ -124,6 +127,39 @@ void Progress::draw() {
   const int full = percent * kWidth / 100;
   Write(stderr, fmt::format("\r{:<10} [{}{}] {:3}%", label_, std::string(static_cast<size_t>(full), '#'),
                             std::string(static_cast<size_t>(kWidth - full), '.'), percent));
+}
+
+WriteProgress::WriteProgress(const Console& console, std::vector<PmString> files, uint64_t expected)
+    : files_(std::move(files)), progress_(console, "writing", expected), begin_(size()) {
+  if (progress_.isActive()) watcher_ = std::thread([this] { watch(); });
+}
+
+WriteProgress::~WriteProgress() {
+  if (!watcher_.joinable()) return;
+  {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    isEnded_ = true;
+  }
+  ended_.notify_one();
+  watcher_.join();
+}
+
+void WriteProgress::watch() {
+  constexpr auto kInterval = std::chrono::milliseconds(100);
+  uint64_t seen = 0;
+  std::unique_lock<std::mutex> lock(mutex_);
+  while (!ended_.wait_for(lock, kInterval, [this] { return isEnded_; })) {
+    const uint64_t now = std::max(size(), begin_) - begin_;
+    if (now > seen) progress_.advance(now - seen);
+    seen = std::max(seen, now);
+  }
+}
+
+uint64_t WriteProgress::size() const {
+  uint64_t sum = 0;
+  for (const PmString& file : files_)
+    sum += static_cast<uint64_t>(std::max<int64_t>(0, platform::SizeOf(file.c_str())));
+  return sum;
 }
 
 }  // namespace cli

@@ -11,10 +11,14 @@
 
 #include <fmt/format.h>
 
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "cli/failure.h"
 #include "cli/text.h"
@@ -78,6 +82,7 @@ class Progress {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
   void advance(uint64_t amount);
+  bool isActive() const { return active_; }
 
  private:
   void draw();
@@ -87,6 +92,27 @@ class Progress {
   uint64_t done_ = 0;
   int shown_ = -1;  // the percentage on the screen
   bool active_;
+};
+
+// A progress bar while somebody else writes files: how much they have grown by, of an expected amount.
+class WriteProgress {
+ public:
+  WriteProgress(const Console& console, std::vector<PmString> files, uint64_t expected);
+  ~WriteProgress();
+  WriteProgress(const WriteProgress&) = delete;
+  WriteProgress& operator=(const WriteProgress&) = delete;
+
+ private:
+  void watch();
+  uint64_t size() const;
+
+  std::vector<PmString> files_;
+  Progress progress_;
+  uint64_t begin_;
+  std::mutex mutex_;
+  std::condition_variable ended_;
+  bool isEnded_ = false;
+  std::thread watcher_;
 };
 
 }  // namespace cli

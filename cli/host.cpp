@@ -92,6 +92,10 @@ bool ObeysEscapes(std::FILE* stream) {
 #endif
 }
 
+bool IsDrawable(std::FILE* stream) {
+  return IsTerminal(stream) && Environment("TERM") != "dumb";
+}
+
 int TerminalWidth() {
 #if defined(_WIN32)
   CONSOLE_SCREEN_BUFFER_INFO info;

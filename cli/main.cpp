@@ -13,7 +13,7 @@ using cli::ExitCode;
 using cli::Failure;
 
 constexpr char kFooter[] =
-    "Exit codes: 0 fine, 1 problems or differences found, 2 usage, 3 no such vault, item or file,\n"
+    "Exit codes: 0 fine, 1 problems or differences found, 2 usage, 3 no such vault, item or file, "
     "4 input or output failed, 5 refused: the vault is damaged or in use.";
 
 // The first word, when it names no command; the words come last one first.
@@ -28,7 +28,7 @@ std::string FindWrongCommand(const CLI::App& app, const std::vector<std::string>
 void PrintHelp(const CLI::App& app, const CLI::Success& help) {
   std::ostringstream text;
   app.exit(help, text, text);
-  cli::Console::text(text.str());
+  cli::Console::text(cli::WrappedHelp(text.str(), static_cast<size_t>(cli::TerminalWidth())));
 }
 
 Failure UsageFailure(const CLI::App& app, const CLI::ParseError& error, const std::string& wrongCommand) {

@@ -165,6 +165,31 @@ std::string Wrapped(const std::string& text) {
   return out;
 }
 
+std::string WrappedHelp(const std::string& text, size_t width) {
+  const auto isMiddle = [](char c) { return (static_cast<uint8_t>(c) & 0xC0) == 0x80; };  // of a character
+  std::string out;
+  for (size_t begin = 0; begin < text.size();) {
+    const size_t end = std::min(text.find('\n', begin), text.size());
+    std::string line = text.substr(begin, end - begin);
+    const size_t words = std::min(line.find_first_not_of(' '), line.size());
+    const size_t gap = words == 0 ? std::string::npos : line.find("  ", words);
+    const size_t indent =
+        gap == std::string::npos ? words : std::min(line.find_first_not_of(' ', gap), line.size());
+    for (;;) {
+      size_t fits = 0;  // bytes
+      for (size_t columns = 0; fits < line.size() && columns <= width; ++fits)
+        columns += isMiddle(line[fits]) ? 0 : 1;
+      const size_t blank = fits < line.size() ? line.rfind(' ', fits) : std::string::npos;
+      if (blank == std::string::npos || blank <= indent) break;
+      out += line.substr(0, blank) + "\n";
+      line = std::string(indent, ' ') + line.substr(blank + 1);
+    }
+    out += line + "\n";
+    begin = end + 1;
+  }
+  return out;
+}
+
 std::string EscapeXml(const std::string& text) {
   std::string out;
   for (char c : text) {

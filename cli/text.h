@@ -46,6 +46,10 @@ std::string CountText(uint64_t count, const char* what);
 // Breaks the text's lines between words so that they fit a terminal.
 std::string Wrapped(const std::string& text);
 
+// Breaks the lines of a help text that are longer than `width`; what is broken off stands under the column where
+// the line's description begins.
+std::string WrappedHelp(const std::string& text, size_t width);
+
 // Text as it may stand in XML and HTML.
 std::string EscapeXml(const std::string& text);
 

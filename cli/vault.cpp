@@ -66,6 +66,7 @@ void Vault::store(uint32_t id, const Bytes& bytes) {
   static const uint8_t kNothing = 0;
   const void* data = bytes.empty() ? &kNothing : bytes.data();
   const int32_t result = InserItemToDataBase(handle_, id, data, static_cast<uint32_t>(bytes.size()), 0);
+  toWrite_ += uint64_t{storage::PacketsFor(static_cast<uint32_t>(bytes.size()))} * storage::kBlockSize;
   if (result != 0) refuse(result, fmt::format("store item {}", IdText(id)));
 }
 
@@ -102,7 +103,8 @@ void Vault::removeUnlisted(uint32_t id) {
   remove(id);
 }
 
-void Vault::commit() {
+void Vault::commit(const Console& console) {
+  const WriteProgress progress(console, {path_.file, path_.journal}, toWrite_);
   call_ = SystemCall();
   if (const int32_t result = PmStopTransaction(); result != 0) refuse(result, "write the changes");
   if (const int32_t result = CloseDataBaseFile(handle_); result != 0) refuse(result, "close the vault");

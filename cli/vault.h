@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "cli/console.h"
 #include "cli/host.h"
 #include "cli/inspect.h"
 #include "cli/text.h"
@@ -39,7 +40,7 @@ class Vault {
   void removeUnlisted(uint32_t id);
 
   // Writes every change, closes the vault and brings the library down.
-  void commit();
+  void commit(const Console& console);
 
  private:
   void store(uint32_t id, const Bytes& bytes);
@@ -48,6 +49,7 @@ class Vault {
   VaultPath path_;
   bool isNew_;  // made here, and not committed yet
   DataBaseHandle* handle_ = nullptr;
+  uint64_t toWrite_ = 0;  // bytes of blocks, about
   SystemCall call_;
 };
 

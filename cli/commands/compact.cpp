@@ -55,7 +55,7 @@ ExitCode Compact(const Options& options, Console& console) {
     Vault vault(path, Vault::Opening::kExisting);
     for (uint32_t id : unlisted) vault.removeUnlisted(id);
     for (uint32_t id : longer) vault.replace(id, Image(path).readItem(id).bytes);
-    vault.commit();  // the library squeezes when it closes a vault
+    vault.commit(console);  // the library squeezes when it closes a vault
     const Image image(path);
     RequireSame(before, ContentsOf(image, console), path.shown);
     sizeAfter = image.file().size();

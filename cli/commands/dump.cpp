@@ -66,6 +66,7 @@ ExitCode Dump(const Options& options, Console& console) {
     Console::text(report);
   }
   RequireUnchanged(image);
+  console.note("IDs are decimal here; sizes and offsets are in bytes");
   return ExitCode::kFine;
 }
 

@@ -115,7 +115,7 @@ Outcome Store(const VaultPath& path, std::vector<Entry>& entries, const std::set
       progress.advance(entry.size);
     }
   }
-  vault.commit();
+  vault.commit(console);
   Verify(path, expected, console);
   return outcome;
 }

@@ -68,7 +68,7 @@ ExitCode Put(const Options& options, Console& console) {
     } else {
       record.id = vault.add(record.kind, record.name, bytes);
     }
-    vault.commit();
+    vault.commit(console);
     const ItemBytes stored = Image(path).readItem(record.id);
     if (stored.bytes != bytes || !stored.problems.empty()) {
       throw Failure(ExitCode::kIoError, fmt::format("{} did not arrive intact", ShownName(record)));

@@ -86,8 +86,7 @@ ExitCode Report(const Options& options, Console& console) {
 }  // namespace
 
 void RegisterReport(Tool& tool) {
-  AddCommand<Options>(tool, "report", "Write the vault's state as an HTML page, without secrets", Declare,
-                      Report);
+  AddCommand<Options>(tool, "report", "Write the state of a vault as an HTML page", Declare, Report);
 }
 
 }  // namespace cli

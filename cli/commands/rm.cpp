@@ -40,7 +40,7 @@ ExitCode Remove(const Options& options, Console& console) {
   if (!options.dryRun) {
     Vault vault(path, Vault::Opening::kExisting);
     for (const Record& record : chosen) vault.remove(record.id);
-    vault.commit();
+    vault.commit(console);
 
     const Image after(path);
     after.requireSound();

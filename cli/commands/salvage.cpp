@@ -62,7 +62,7 @@ void Store(const Rescue& rescue, const VaultPath& target, Console& console) {
       expected[fate.record.id] = {fate.record.kind, fate.record.name, bytes.size(), Fingerprint(bytes),
                                   false};
     }
-    vault.commit();
+    vault.commit(console);
   }
   try {
     RequireSame(expected, ContentsOf(Image(unfinished), console), target.shown);
@@ -174,8 +174,7 @@ ExitCode Salvage(const Options& options, Console& console) {
 }  // namespace
 
 void RegisterSalvage(Tool& tool) {
-  AddCommand<Options>(tool, "salvage", "Save what can be had of a damaged vault into a new one", Declare,
-                      Salvage);
+  AddCommand<Options>(tool, "salvage", "Save what a damaged vault still holds", Declare, Salvage);
 }
 
 }  // namespace cli
