@@ -77,14 +77,16 @@ bool HasBackup(const FileInfo* file) {
 bool DeleteBackupFile(FileInfo* file) {
   const BackupName name(file->path);
   file->backup.close();
-  if (platform::IsMissing(name.path)) return true;
-  return platform::Remove(name.path) && platform::SyncFolder(file->path);
+  // Where nothing stands any more, a removal before may still have to become durable.
+  if (!platform::IsMissing(name.path) && !platform::Remove(name.path)) return false;
+  return platform::SyncFolder(file->path);
 }
 
 bool DeleteOwnBackup(FileInfo* file) {
   const BackupName name(file->path);
   platform::FileStamp named;
-  if (!file->backup.isOpen() || platform::IsMissing(name.path)) return true;
+  if (platform::IsMissing(name.path)) return platform::SyncFolder(file->path);
+  if (!file->backup.isOpen()) return true;
   if (!platform::StampOf(name.path, &named)) return false;
   return !named.sameFile(file->backupStamp) || DeleteBackupFile(file);
 }
