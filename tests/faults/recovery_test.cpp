@@ -40,7 +40,7 @@ class Recovery : public testing::Test {
     s.stop(0), s.close(0);
     Crash crash;
     crash.older = File(s.path(0));
-    s.open(0), s.modify(0, 4, 0, 5200, true), s.close(0);
+    s.open(0), s.modify(0, 4, 5000, 200, true), s.close(0);  // a block of a page of its own
     crash.before = File(s.path(0));
     s.open(0), s.modify(0, 2, 0, 2500, true), s.remove(0, 3), s.insert(0, 5, 2200);
     crash.journal = File(JournalOf(s.path(0)));
