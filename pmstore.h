@@ -129,8 +129,9 @@ PM_EXPORT void PM_CALL ReleasePmTotalDataController(void);
 /**
  * Opens a database, or counts one more user of an open one. A missing file is created, empty, readable and
  * writable by its owner alone (on Windows: with the rights that its folder gives). A present one is read through
- * once. It is written only when a crash left its journal: that is carried out first, and the file is locked then;
- * where another program has it locked, the journal is laid over what is read, and nothing is written.
+ * once. It is written only when a crash left its journal: that is carried out first, and the file is locked then.
+ * Where another program has it locked, or the journal cannot be carried out now (the disk is full), the journal is laid
+ * over what is read: nothing is written, and until it is opened anew every change fails with -2.
  *
  * A database that was not open has its file current afterwards; another open of the same path changes nothing
  * but the count.
@@ -140,9 +141,10 @@ PM_EXPORT void PM_CALL ReleasePmTotalDataController(void);
  * one with a full stop or a blank at its end is refused.
  * @return the handle, to be closed once for each open; null for a null path, before
  * InitPmTotalDataController, for a path that is too long, or whose file name is too long for the file system once
- * it is the backup's or the journal's (Linux: more than 250 bytes, Windows: more than 250 characters), when the file cannot be created or opened for
- * reading and writing, when it is no valid data file, when its table of IDs is damaged, when a recovery cannot be
- * written, and when there is no memory. On failure nothing has changed, the current file included; a file created by then stays, empty.
+ * it is the backup's or the journal's (Linux: more than 250 bytes, Windows: more than 250 characters), when the file
+ * cannot be created or opened for reading and writing, when it is no valid data file, when its table of IDs is damaged,
+ * when what a crash left cannot be read, and when there is no memory. On failure nothing has changed, the current file
+ * included; a file created by then stays, empty.
  */
 PM_EXPORT DataBaseHandle* PM_CALL OpenDataBaseFile(const PmChar* path);
 

@@ -49,7 +49,7 @@ struct FileInfo {
   commonbase::SlabPool<ItemInfo> itemPool;  // the storage of the index's records
 
   Journal journal;
-  Overlay* overlay;  // what another program's journal lays over the file; null when there was none
+  Overlay* overlay;  // what a journal that stays as it is lays over the file; null without one
   uint64_t blockSum;
   uint32_t roomEnd;  // room on the medium is taken up to this block, when that lies behind the file's end
   commonbase::NumberSet unmarkedBlocks;

@@ -74,7 +74,7 @@ bool VisitBlocks(void* context, uint32_t first, const PacketHeader* headers, uin
   return true;
 }
 
-// Lays the journal of the program that has the file open over it.
+// Lays a journal over the file that another program is writing, or that cannot be carried out now.
 int32_t LayOver(FileInfo* file) {
   auto* memory = Malloc(sizeof(Overlay));
   if (memory == nullptr) return kCannotOpen;
@@ -94,7 +94,7 @@ int32_t ReadNow(FileInfo* file, bool* recovered) {
   const Recovery recovery = RecoverDataFile(file);
   *recovered = recovery == Recovery::kCarriedOut;
   if (recovery == Recovery::kFailed) return kCannotOpen;
-  if (recovery == Recovery::kHeld) {
+  if (recovery == Recovery::kHeld || recovery == Recovery::kNotNow) {
     if (const int32_t result = LayOver(file); result != kOk) return result;
   }
   const int32_t result = ReadDataFile(file);

@@ -1,5 +1,5 @@
-// A data file as the journal of another program, which has it open, lays over it: what that program's last change
-// made of it, whatever of that has reached the file.
+// A data file as a journal lays over it that is not carried out, since another program is writing it or the disk is
+// full: what the last change made of it, whatever of that has reached the file.
 //
 // Invariants:
 //  1. Nothing is written: neither to the file nor to anything beside it.

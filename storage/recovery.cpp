@@ -142,7 +142,7 @@ Recovery RecoverFrom(FileInfo* file, File* journal) {
     return SetAsideBoth(file) ? Recovery::kNothing : Recovery::kFailed;
   }
   const bool carried = ReplaceJournal(file, journal, contents) && CarryOutDurable(file, fileBlocks);
-  return carried && file->journal.adopt() ? Recovery::kCarriedOut : Recovery::kFailed;
+  return carried && file->journal.adopt() ? Recovery::kCarriedOut : Recovery::kNotNow;
 }
 
 // A journal that was being made when the process died, before there was one. Who is making one holds the lock, and

@@ -9,6 +9,7 @@
 //  2. What is carried out is durable before: the last frame may be in the system's memory only, and a flush that
 //     failed once may succeed the next time without having written.
 //  3. A journal that is not this file's is set aside with the backup beside it; nothing is overwritten.
+//  4. Where it cannot be carried out now, the disk being full, it stands, and can be read over the file.
 #pragma once
 
 #include "storage/controller.h"
@@ -19,7 +20,8 @@ enum class Recovery {
   kNothing,     // no journal stands, or none of this file
   kCarriedOut,  // and the file is locked, its journal taken over
   kHeld,        // another program has the file open and may be changing it
-  kFailed,      // the file must not be used: what stands beside it could not be carried out or read
+  kNotNow,      // the journal is this file's and could not be carried out; the file is locked
+  kFailed,      // the file must not be used: what stands beside it could not be read or set aside
 };
 
 // Looks for the journal of a file that is open but not read yet.

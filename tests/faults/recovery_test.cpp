@@ -130,6 +130,23 @@ TEST_F(Recovery, WithDamageElsewhere) {
   EXPECT_FALSE(IsSetAside(path_));
 }
 
+// A full disk keeps nobody from reading; once there is room, the journal is carried out.
+TEST_F(Recovery, OnAFullDisk) {
+  const Crash was = crash();
+  WriteBytes(path_, was.before);
+  WriteBytes(JournalOf(path_), was.journal);
+  seam::Arm(seam::Fault::kNoSpace, 0, true);
+  DataBaseHandle* handle = OpenDataBaseFile(Pm(path_).c_str());
+  seam::Disarm();
+  uint32_t word = 5;
+  ASSERT_NE(PmGetItemPtrByID(handle, &word), nullptr);
+  EXPECT_EQ(word, 2200u);
+  EXPECT_EQ(DeleteItemFromDataBase(handle, 5, 1), -2);
+  EXPECT_EQ(CloseDataBaseFile(handle), 0);
+  EXPECT_EQ(File(path_), was.before);
+  EXPECT_EQ(opened(Opening::kPlain), *after_.begin());
+}
+
 // A frame for which no zeros were written ahead ends with the journal, in the middle of a page.
 TEST_F(Recovery, OfAChangeLargerThanTheRoomAhead) {
   Session s(folder_.path());

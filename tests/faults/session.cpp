@@ -179,15 +179,34 @@ void Session::open(int v, Opening opening) {
     Model model;
     model.disk = ReadBytes(path(v)).value_or(Bytes());
     const Bytes found = Blank(model.disk);
+    model.open();
+    const std::string differences = model.differences(vault.handle);
+    if (struck && (vault.states.count(found) == 0 || !differences.empty()))
+      return openedToRead(v, std::move(call));
     EXPECT_EQ(vault.states.count(found), 1u)
         << "found" << Describe({found}) << ", expected" << Describe(vault.states);
-    model.open();
-    EXPECT_EQ(model.differences(vault.handle), "");
+    EXPECT_EQ(differences, "");
     seam::Suspend(false);
     vault.models = {model};
     vault.doubtful = struck;
     if (!struck) vault.states = {found};
   }
+  end(std::move(call));
+}
+
+// The journal could not be carried out and lies over the file: what is read is one of the states.
+void Session::openedToRead(int v, Call call) {
+  const auto isRead = [&](const Bytes& state) {
+    Model model;
+    model.disk = state;
+    model.open();
+    return model.differences(vaults_[v].handle).empty();
+  };
+  const States& states = vaults_[v].states;
+  EXPECT_TRUE(std::any_of(states.begin(), states.end(), isRead)) << "expected" << Describe(states);
+  EXPECT_EQ(CloseDataBaseFile(vaults_[v].handle), 0);
+  vaults_[v].handle = nullptr;
+  seam::Suspend(false);
   end(std::move(call));
 }
 

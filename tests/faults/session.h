@@ -78,6 +78,7 @@ class Session {
   static void dropDoubles(std::vector<Model>* models);
   static States closing(const Vault& vault, bool canFail);
   void closed(int v, bool struck, Call* call);
+  void openedToRead(int v, Call call);
   void tellApart(int v);
   void makeCurrent(int v) const;
   Bytes newBytes(size_t size) { return Pattern(size, ++seed_); }
