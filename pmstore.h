@@ -27,7 +27,7 @@
  * | code | meaning |
  * |-----:|---------|
  * |   -1 | unknown handle; no such item; no current file; an argument out of range; no memory |
- * |   -2 | the handle's file is not open; the data file, its backup or its journal cannot be opened or created; another program has locked or changed the data file |
+ * |   -2 | the data file is not open, or it, its backup or its journal cannot be opened or created, or is another program's |
  * |   -3 | the ID is 0 (PmModifyItem), or the database is closed already (CloseDataBaseFile) |
  * |   -4 | a write failed, could not be made durable, or would grow the file beyond 2 GiB - 1024 bytes |
  * |   -5 | the ID is 0, or it is neither pending nor committed as the call needs it |
@@ -170,8 +170,8 @@ PM_EXPORT int32_t PM_CALL CloseDataBaseFile(DataBaseHandle* handle);
 /**
  * Copies the backup of a database that is not open over its data file and opens the result, which becomes the
  * current file. Where a crash left a journal, the recovery that an open makes comes first, and brings the backup
- * up to date. The backup is looked through before it is copied, and is left in place. It counts as one open: a following
- * OpenDataBaseFile of the path gives the handle, which is then to be closed twice. For a database that is
+ * up to date. The backup is looked through before it is copied, and is left in place. It counts as one open: a
+ * following OpenDataBaseFile of the path gives the handle, which is then to be closed twice. For a database that is
  * open only the user is counted; nothing is restored.
  *
  * The data file need not exist. One that does keeps its owner and its access rights.
