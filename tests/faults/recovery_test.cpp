@@ -147,6 +147,33 @@ TEST_F(Recovery, OnAFullDisk) {
   EXPECT_EQ(opened(Opening::kPlain), *after_.begin());
 }
 
+// What a medium gives behind the end may be the frames of another journal with the right numbers, or its own first ones.
+TEST_F(Recovery, EndsBeforeFramesThatDoNotFollow) {
+  Bytes data[2], journal[2];
+  ptrdiff_t end[2];
+  for (const int calls : {1, 2}) {
+    const TempFolder folder;
+    Session s(folder.path());
+    s.open(0), s.insert(0, 1, 1500);
+    if (calls == 2) s.modify(0, 1, 0, 1500, true);
+    const int k = calls - 1;
+    data[k] = File(s.path(0));
+    journal[k] = File(JournalOf(s.path(0)));
+    s.takeDown();
+    const auto last =
+        std::find_if(journal[k].rbegin(), journal[k].rend(), [](uint8_t byte) { return byte != 0; });
+    end[k] = (journal[k].rend() - last + 4095) / 4096 * 4096;
+  }
+  std::copy(journal[1].begin() + end[0], journal[1].begin() + end[1], journal[0].begin() + end[0]);
+  std::copy_n(journal[1].begin() + 4096, end[0] - 4096, journal[1].begin() + end[1]);
+  for (const int k : {0, 1}) {
+    WriteBytes(path_, data[k]);
+    WriteBytes(JournalOf(path_), journal[k]);
+    EXPECT_EQ(opened(Opening::kPlain), data[k]) << k;
+    EXPECT_FALSE(IsSetAside(path_)) << k;
+  }
+}
+
 // A frame for which no zeros were written ahead ends with the journal, in the middle of a page.
 TEST_F(Recovery, OfAChangeLargerThanTheRoomAhead) {
   Session s(folder_.path());
