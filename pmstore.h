@@ -84,8 +84,9 @@
  *
  * Any number of programs may have a vault open as long as none changes it. The first change locks the data file
  * until the close, and so does an open that recovers. The first change fails with -2, and writes nothing, when
- * another program has the file locked, and when another has changed it since it was opened here: close it then,
- * and open it again. A close without a change, and an open of a locked file, write nothing and touch no file beside
+ * another program has the file locked, and when another has changed it since it was opened here; a later one, when
+ * somebody has written into the file regardless of the lock. Close it then, and open it again. A child that a process
+ * forks off must not use the vaults that were open. A close without a change, and an open of a locked file, write nothing and touch no file beside
  * it. Two spellings of one path in one process count as two programs. The lock belongs to the open file (Linux: an
  * open-file-description lock; Windows: LockFileEx) and goes with the process; on a file system without locks
  * nothing is detected.
@@ -360,14 +361,12 @@ PM_EXPORT int32_t PM_CALL PmModifyItem(DataBaseHandle* handle, uint32_t id, cons
 PM_EXPORT const void* PM_CALL PmGetItemPtrByID(DataBaseHandle* handle, uint32_t* idThenSize);
 
 /**
- * Writes all changes of the current file. At return with 0 they are durable, and the data file equals its
- * backup or has none. Writes nothing and returns 0 when there is nothing to write, and
- * always inside a transaction.
+ * Writes all changes of the current file. At return with 0 they are durable, and what was written equals its
+ * backup. Writes nothing and returns 0 when there is nothing to write, and always inside a transaction.
  *
  * @return
  * - 0: done
- * - -1: no file is current; or there was no memory for the table of IDs: it stays unwritten, but all else is on
- * disk
+ * - -1: no file is current; or there was no memory for the table of IDs: nothing was written
  * - -2: the data file cannot be read for the backup, backup or journal cannot be created, the path names another
  * file by now, or another program has locked the file or changed it since it was opened
  * - -4: writing failed, or the file would grow beyond 2 GiB - 1024 bytes

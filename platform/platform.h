@@ -79,8 +79,11 @@ class File {
   // of this process or another one, holds the lock. On a file system without locks nobody ever does.
   bool lock();
 
-  // Gives this new file the access rights of `other`, where the system keeps them with a file; on Windows as
-  // a list of its own, which the folder's does not change any more.
+  void unlock();
+
+  // Gives this new file the access rights of `other`, where the system keeps them with a file: on POSIX owner, group and
+  // mode, and without the group its rights neither; on Windows as a list of its own, which the folder's does not change
+  // any more.
   bool copyAccessRights(const File& other);
 
   // False when the system does not answer.
@@ -92,7 +95,6 @@ class File {
  private:
 #if defined(_WIN32)
   void* handle_ = nullptr;
-  bool locked_ = false;
 #else
   // The medium works on one piece of a file while the next ones are written: on a piece as soon as a write
   // goes to another one.
@@ -101,6 +103,7 @@ class File {
   int descriptor_ = -1;
   uint64_t writtenPiece_ = 0;
 #endif
+  bool locked_ = false;
 };
 
 // Whether an entry of that name (a file or a directory) exists; no when the system does not say.

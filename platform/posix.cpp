@@ -12,6 +12,7 @@
 #include <string.h>
 #include <sys/mman.h>
 #include <sys/random.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <time.h>
@@ -105,18 +106,38 @@ class Utf8Path {
   char bytes_[PATH_MAX - 1 + kRoom];
 };
 
+// A host may run with its standard streams closed, and then their descriptors are given out anew: what it prints would
+// go into the vault.
+int AboveStandardStreams(int descriptor) {
+  constexpr int kFirst = 3;
+  if (descriptor < 0 || descriptor >= kFirst) return descriptor;
+  const int above = fcntl(descriptor, F_DUPFD_CLOEXEC, kFirst);
+  ::close(descriptor);
+  return above;
+}
+
 // Opens a regular file, or gives -1. Not blocking keeps a pipe from holding us up; only a regular file that
 // somebody else holds a lease on answers that it would block, and that one is worth waiting for.
 int OpenRegular(const char* path, int flags) {
   flags |= O_CLOEXEC | O_NOCTTY;
   int descriptor = Uninterrupted([&] { return ::open(path, flags | O_NONBLOCK); });
   if (descriptor < 0 && errno == EWOULDBLOCK) descriptor = Uninterrupted([&] { return ::open(path, flags); });
+  descriptor = AboveStandardStreams(descriptor);
   if (descriptor < 0) return -1;
 
   struct stat status;
   if (fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode)) return descriptor;
   ::close(descriptor);
   return -1;
+}
+
+bool SetLock(int descriptor, short type) {
+  struct flock lock = {};
+  lock.l_type = type;
+  lock.l_whence = SEEK_SET;
+  lock.l_start = static_cast<off_t>(kLockPosition);
+  lock.l_len = 1;
+  return Uninterrupted([&] { return fcntl(descriptor, F_OFD_SETLK, &lock); }) == 0;
 }
 
 FileStamp ToStamp(const struct stat& status) {
@@ -181,8 +202,8 @@ bool File::open(const PmChar* path, Access access) {
 bool File::createNew(const PmChar* path) {
   close();
   const Utf8Path name(path);
-  descriptor_ =
-      Uninterrupted([&] { return ::open(name.get(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly); });
+  descriptor_ = AboveStandardStreams(
+      Uninterrupted([&] { return ::open(name.get(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, kOwnerOnly); }));
   return isOpen();
 }
 
@@ -261,18 +282,21 @@ File::Room File::reserve(uint64_t position, uint64_t size) {
     return fallocate(descriptor_, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(position),
                      static_cast<off_t>(size));
   };
+  // What this process may not write it must not have room for, though the system gives it.
+  struct rlimit limit;
+  if (getrlimit(RLIMIT_FSIZE, &limit) == 0 && position + size > limit.rlim_cur) return Room::kNone;
   if (Uninterrupted(take) == 0) return Room::kTaken;
   return errno == EOPNOTSUPP || errno == ENOSYS || errno == EINVAL ? Room::kUnknown : Room::kNone;
 }
 
 bool File::lock() {
-  struct flock lock = {};
-  lock.l_type = F_WRLCK;
-  lock.l_whence = SEEK_SET;
-  lock.l_start = static_cast<off_t>(kLockPosition);
-  lock.l_len = 1;
-  if (Uninterrupted([&] { return fcntl(descriptor_, F_OFD_SETLK, &lock); }) == 0) return true;
-  return errno != EAGAIN && errno != EACCES;
+  locked_ = SetLock(descriptor_, F_WRLCK);
+  return locked_ || (errno != EAGAIN && errno != EACCES);
+}
+
+void File::unlock() {
+  if (locked_) SetLock(descriptor_, F_UNLCK);
+  locked_ = false;
 }
 
 bool File::sync() {
@@ -282,8 +306,13 @@ bool File::sync() {
 bool File::copyAccessRights(const File& other) {
   struct stat wanted, present;
   if (fstat(other.descriptor_, &wanted) != 0 || fstat(descriptor_, &present) != 0) return false;
+  // Who may not give the group gives it no rights: another one is not to read what the vault keeps from it.
+  const bool sameOwner =
+      present.st_uid == wanted.st_uid || fchown(descriptor_, wanted.st_uid, wanted.st_gid) == 0;
+  const bool sameGroup = (sameOwner && present.st_uid != wanted.st_uid) || present.st_gid == wanted.st_gid ||
+                         fchown(descriptor_, static_cast<uid_t>(-1), wanted.st_gid) == 0;
+  const mode_t rights = wanted.st_mode & (sameGroup ? kAccessRights : kAccessRights & ~S_IRWXG);
   // Some file systems have one mode for all files and refuse to be asked.
-  const mode_t rights = wanted.st_mode & kAccessRights;
   return (present.st_mode & kAccessRights) == rights || fchmod(descriptor_, rights) == 0;
 }
 
@@ -296,6 +325,7 @@ bool File::stamp(FileStamp* result) const {
 
 bool File::close() {
   if (!isOpen()) return true;
+  unlock();  // a child of this process may have the file open still
   // The descriptor is gone even when a signal interrupted its closing.
   const bool closed = ::close(descriptor_) == 0 || errno == EINTR;
   descriptor_ = -1;
@@ -326,11 +356,13 @@ bool StampOf(const PmChar* path, FileStamp* result) {
 }
 
 bool IsFresh(const FileStamp& stamp) {
-  // Files get their times from a clock that steps a hundred times a second, or faster.
-  constexpr int64_t kSteps = 30000000;
+  // Files get their times from a clock that steps a hundred times a second, or faster; some file systems round them to
+  // one second or two.
+  constexpr int64_t kSecond = 1000000000;
+  const int64_t steps = stamp.time % kSecond == 0 ? 2 * kSecond + kSecond / 10 : kSecond * 3 / 100;
   struct timespec now;
   if (clock_gettime(CLOCK_REALTIME, &now) != 0) return true;
-  return int64_t{now.tv_sec} * 1000000000 + now.tv_nsec - stamp.time < kSteps;
+  return int64_t{now.tv_sec} * kSecond + now.tv_nsec - stamp.time < steps;
 }
 
 bool ToOwnForm(const PmChar* path, PmChar* own, size_t room) {

@@ -282,6 +282,12 @@ bool File::lock() {
   return locked_ || (GetLastError() != ERROR_LOCK_VIOLATION && GetLastError() != ERROR_IO_PENDING);
 }
 
+void File::unlock() {
+  OVERLAPPED place = At(kLockPosition);
+  if (locked_) UnlockFileEx(handle_, 0, 1, 0, &place);
+  locked_ = false;
+}
+
 bool File::sync() {
   return FlushFileBuffers(handle_) != 0;
 }

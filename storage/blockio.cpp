@@ -13,12 +13,6 @@ uint64_t OffsetOf(uint32_t block) {
   return uint64_t{block} * kBlockSize;
 }
 
-void MarkFree(uint8_t* block) {
-  // What a medium has lost is still to be a block: the file would open no more.
-  if (!IsBlock(block, DecodeHeader(block))) PackItemData(0, block, 0, 0, block);
-  block[kPacketTypeOffset] = kFreeBlock;
-}
-
 }  // namespace
 
 bool ReadBlocks(const FileInfo* file, uint32_t block, uint8_t* bytes, uint32_t count) {

@@ -8,11 +8,12 @@
 //
 // Invariants:
 //  1. Where a step fails, or a flush failed before, backup and journal stay: the next open recovers. So it is when blocks
-//     that were given up could not be squeezed out.
+//     that were given up could be neither squeezed out nor marked.
 //  2. A file that another program holds, or has changed, keeps what stands beside it.
 //  3. Where the path names another file by now, only what is ours by its identity goes; the journal is set aside.
 
 #include "storage/backup.h"
+#include "storage/blockio.h"
 #include "storage/commit.h"
 #include "storage/compact.h"
 #include "storage/names.h"
@@ -37,11 +38,28 @@ bool JournalNamesFreeBlocks(const FileInfo* file) {
   return file->index.count() != 0 && file->unmarkedBlocks.count() > file->unlistedBlocks.count();
 }
 
-// Brings everything into the data file, durably.
+// A file that the path does not name any more is not compacted: what only the journal names free gets its mark.
+bool MarkNamedBlocks(FileInfo* file) {
+  if (WhatPathNames(file) != Naming::kOther || !file->journal.isTrusted() || !CarryOut(file)) return false;
+  if (!HoldsTheSame(file)) return false;
+  const auto& unmarked = file->unmarkedBlocks;
+  for (uint32_t block = unmarked.lowest(); block != commonbase::NumberSet::kNone;) {
+    const uint32_t next = unmarked.next(block + 1);
+    if (!file->unlistedBlocks.contains(block)) {
+      if (!WriteFreeMarks(file, block, 1)) return false;
+      file->unmarkedBlocks.erase(block);
+    }
+    block = next;
+  }
+  StampDataFile(file);
+  return true;
+}
+
+// Brings everything into the data file, durably. What somebody else wrote into it is not ours to settle.
 bool Settle(FileInfo* file) {
   // A change that may have happened or not is not left to chance: a new journal says that it has not.
   if (file->journal.state() == JournalState::kSpent && PrepareToChange(file) != kOk) return false;
-  if (!file->journal.isTrusted() || !CarryOut(file)) return false;
+  if (!file->journal.isTrusted() || !CarryOut(file) || !HoldsTheSame(file)) return false;
   ReleaseRoom(file);
   return FlushDataFile(file);
 }
@@ -70,7 +88,7 @@ int32_t CloseDataFile(const PmChar* path) {
   const bool compacted = MayCompact(file) && CompactDataFile(file) == kOk;
   if (file->journal.state() == JournalState::kNone) {
     RemoveFoundBackup(file);
-  } else if ((compacted || !JournalNamesFreeBlocks(file)) && Settle(file)) {
+  } else if ((compacted || !JournalNamesFreeBlocks(file) || MarkNamedBlocks(file)) && Settle(file)) {
     RemoveWhatIsBeside(file);
   }
   CloseCurrentFile();

@@ -54,52 +54,55 @@ class OldBlocks {
   uint8_t bytes_[kWindow * kBlockSize];
 };
 
-// The blocks that share a page with those that a change overwrites or marks. The journal carries them along: a medium
-// whose power fails may lose the whole page that it was writing. Of a change that touches very many blocks that is too
-// much, and most of its pages it writes whole.
+// The blocks that share a page with those that a change overwrites or marks, and are neither. The journal carries them
+// along: a medium whose power fails may lose the whole page that it was writing. Where a change touches very many pages
+// in part, that is too much, and it carries none.
 class PageMates {
  public:
-  // Reads which blocks are written, up to `end`: what lies behind begins on a page of its own. False when there is no
+  // Reads which blocks are touched, up to `end`: what lies behind begins on a page of its own. False when there is no
   // memory.
   bool find(const Change& change, uint32_t end) {
-    bool tooMany = false, failed = false;
     const auto note = [&](uint32_t block) {
-      tooMany = written_.size() == kMost;
-      failed = !tooMany && !written_.reserve(written_.size() + 1);
-      if (!tooMany && !failed) written_.add(block);
-      return !tooMany && !failed;
+      if (block >= end) return true;
+      if (!touched_.reserve(touched_.size() + 1)) return false;
+      touched_.add(block);
+      return true;
     };
-    if (!change.forEachWrite(
-            [&](uint32_t block, const Change::Write&) { return block >= end || note(block); }))
-      return !failed;
-    const uint32_t packets = written_.size();
-    if (!change.forEachMark(note)) return !failed;
-    return mates_.reserve(written_.size() * kPageBlocks) &&
-           collect(packets, std::min(change.oldBlockNum(), change.file()->blockNum));
+    return change.forEachWrite([&](uint32_t block, const Change::Write&) { return note(block); }) &&
+           change.forEachMark(note) && collect(std::min(change.oldBlockNum(), change.file()->blockNum));
   }
 
   const uint32_t* begin() const { return mates_.begin(); }
   const uint32_t* end() const { return mates_.end(); }
 
  private:
-  static constexpr uint32_t kMost = 1024;
+  static constexpr uint32_t kMost = 4096;
 
-  // The blocks of the pages of all written ones, less the first `packets` of those: a mark is written by itself.
-  bool collect(uint32_t packets, uint32_t blockNum) {
-    std::sort(written_.begin(), written_.begin() + packets);
-    for (const uint32_t written : written_) {
-      const uint32_t page = written / kPageBlocks * kPageBlocks;
-      for (uint32_t block = page; block < std::min(page + kPageBlocks, blockNum); ++block) {
-        if (!std::binary_search(written_.begin(), written_.begin() + packets, block)) mates_.add(block);
+  bool collect(uint32_t blockNum) {
+    std::sort(touched_.begin(), touched_.end());
+    const uint32_t* next = touched_.begin();
+    while (next != touched_.end()) {
+      const uint32_t page = *next / kPageBlocks * kPageBlocks;
+      for (uint32_t block = page; block < page + kPageBlocks; ++block) {
+        if (next == touched_.end() || *next != block) {
+          if (block < blockNum && !add(block)) return false;
+        }
+        while (next != touched_.end() && *next == block) ++next;
       }
     }
-    std::sort(mates_.begin(), mates_.end());
-    const auto once = std::unique(mates_.begin(), mates_.end());
-    while (mates_.end() != once) mates_.removeLast();
+    if (mates_.size() <= kMost) return true;
+    while (mates_.size() != 0) mates_.removeLast();
     return true;
   }
 
-  commonbase::GrowArray<uint32_t> written_;
+  bool add(uint32_t block) {
+    if (mates_.size() > kMost) return true;
+    if (!mates_.reserve(mates_.size() + 1)) return false;
+    mates_.add(block);
+    return true;
+  }
+
+  commonbase::GrowArray<uint32_t> touched_;
   commonbase::GrowArray<uint32_t> mates_;
 };
 
@@ -257,15 +260,14 @@ class Carrying : public RecordSink {
   FileInfo* file_;
 };
 
-void StampDataFile(FileInfo* file) {
-  if (!file->file.stamp(&file->dataStamp)) file->backup.close();
-}
-
 // Cuts off what stands behind the file's end.
 bool CutTail(FileInfo* file) {
   platform::FileStamp stamp;
   if (!file->file.stamp(&stamp)) return false;
-  return stamp.size <= uint64_t{file->blockNum} * kBlockSize || CutBlocks(file, file->blockNum);
+  if (stamp.size <= uint64_t{file->blockNum} * kBlockSize) return true;
+  if (!CutBlocks(file, file->blockNum)) return false;
+  StampDataFile(file);
+  return true;
 }
 
 // Whether the blocks of a file are what they were when it was opened. The sum leaves out which of them are free.
@@ -280,13 +282,6 @@ bool BlocksAreTheSame(const FileInfo* file) {
     sum += BlockPart(block, bytes);
   }
   return sum == file->blockSum;
-}
-
-// Whether a file holds what it held when it was opened; a time alone proves nothing.
-bool HoldsTheSame(const FileInfo* file) {
-  platform::FileStamp stamp;
-  if (!file->file.stamp(&stamp) || stamp.size != file->dataStamp.size) return false;
-  return stamp.time == file->dataStamp.time || BlocksAreTheSame(file);
 }
 
 // The journal of a file that every change was carried out into.
@@ -316,6 +311,16 @@ int32_t WriteChange() {
 
 }  // namespace
 
+void StampDataFile(FileInfo* file) {
+  if (!file->file.stamp(&file->dataStamp)) file->backup.close();
+}
+
+bool HoldsTheSame(const FileInfo* file) {
+  platform::FileStamp stamp;
+  if (!file->file.stamp(&stamp) || stamp.size != file->dataStamp.size) return false;
+  return stamp.time == file->dataStamp.time || BlocksAreTheSame(file);
+}
+
 Naming WhatPathNames(const FileInfo* file) {
   platform::FileStamp opened, named;
   if (!file->file.stamp(&opened)) return Naming::kUnknown;
@@ -325,8 +330,11 @@ Naming WhatPathNames(const FileInfo* file) {
 }
 
 bool TakeOver(FileInfo* file) {
-  return file->overlay == nullptr && file->file.lock() && WhatPathNames(file) == Naming::kSame &&
-         platform::IsMissing(file->journal.path()) && HoldsTheSame(file);
+  if (file->overlay != nullptr || !file->file.lock()) return false;
+  if (WhatPathNames(file) == Naming::kSame && platform::IsMissing(file->journal.path()) && HoldsTheSame(file))
+    return true;
+  file->file.unlock();
+  return false;
 }
 
 bool FlushDataFile(FileInfo* file) {
@@ -341,10 +349,9 @@ int32_t PrepareToChange(FileInfo* file) {
   if (state == JournalState::kNone) {
     if (!TakeOver(file)) return kCannotOpen;
   } else {
-    platform::FileStamp stamp;
     if (WhatPathNames(file) != Naming::kSame) return kCannotOpen;
     if (!CarryOut(file)) return kWriteFailed;
-    if (!file->file.stamp(&stamp) || stamp.size < uint64_t{file->blockNum} * kBlockSize) return kCannotOpen;
+    if (!HoldsTheSame(file)) return kCannotOpen;
   }
   if (const int32_t result = PrepareJournal(file); result != kOk) return result;
   // A new journal cuts off what a change left behind the file's end that may have happened or not.
@@ -369,6 +376,7 @@ int32_t CommitChange() {
     return kOk;
   }
   if (const int32_t result = WriteChange(); result != kOk) {
+    StampDataFile(file);  // what it wrote behind the end, or cut off there, is ours
     change.undo();
     return result;
   }

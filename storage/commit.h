@@ -37,7 +37,15 @@ bool CarryOut(FileInfo* file);
 enum class Naming { kSame, kOther, kUnknown };
 Naming WhatPathNames(const FileInfo* file);
 
-// Locks the file and makes sure that it is as it was when it was opened. False when it is not ours to change.
+// Notes the file as it is now: what was written was written here.
+void StampDataFile(FileInfo* file);
+
+// Whether the file holds what it held when it was opened, or when a change here left it. Its length and time tell; where
+// the time differs, its blocks.
+bool HoldsTheSame(const FileInfo* file);
+
+// Locks the file and makes sure that it is as it was when it was opened. False, and not locked, when it is not ours to
+// change.
 bool TakeOver(FileInfo* file);
 
 // Carries everything in the data file to the medium. A failure is never taken back: the journal is poisoned.

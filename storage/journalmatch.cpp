@@ -68,7 +68,8 @@ class Judge {
       explained = explained && (isFound || isPut);
       changed_ = changed_ || (isPut && !isFound);
     }
-    if (explained || CheckPacket(bytes) != kOk) return true;
+    // A block of zeros has the checksum of no bytes, and is no block.
+    if (explained || CheckPacket(bytes) != kOk || !IsBlock(bytes, DecodeHeader(bytes))) return true;
     return (block >= shortest_ && IsZero(bytes)) || isAhead(firstWord, bytes);
   }
 

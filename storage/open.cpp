@@ -84,8 +84,10 @@ int32_t LayOver(FileInfo* file) {
 }
 
 // Whether another program changed the file while it was read.
-bool WasChanged(const FileInfo* file) {
+bool WasChanged(const FileInfo* file, const platform::FileStamp& before) {
   if (file->overlay != nullptr) return !file->overlay->isCurrent();
+  platform::FileStamp now;
+  if (!file->file.stamp(&now) || !(now == before)) return true;
   return file->journal.state() == JournalState::kNone && !platform::IsMissing(file->journal.path());
 }
 
@@ -97,8 +99,10 @@ int32_t ReadNow(FileInfo* file, bool* recovered) {
   if (recovery == Recovery::kHeld || recovery == Recovery::kNotNow) {
     if (const int32_t result = LayOver(file); result != kOk) return result;
   }
+  platform::FileStamp before;
+  if (!file->file.stamp(&before)) return kBadData;
   const int32_t result = ReadDataFile(file);
-  return WasChanged(file) ? kIncomplete : result;
+  return WasChanged(file, before) ? kIncomplete : result;
 }
 
 bool AppendToOpenFiles(FileInfo* file) {

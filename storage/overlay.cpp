@@ -1,6 +1,7 @@
 #include "storage/overlay.h"
 
 #include "storage/journalmatch.h"
+#include "storage/pack.h"
 
 namespace storage {
 
@@ -38,7 +39,7 @@ bool Overlay::read(const platform::File& data, uint32_t block, uint8_t* bytes, u
     const LastWord last = contents_.lastWord(&word);
     uint8_t* at = bytes + size_t{number - block} * kBlockSize;
     if (last.imageAt != 0 && journal_.readAt(last.imageAt, at, kBlockSize) != kBlockSize) return false;
-    if (last.isFree) at[kPacketTypeOffset] = kFreeBlock;
+    if (last.isFree) MarkFree(at);
     if (number - block == reached && last.imageAt != 0) ++reached;
   }
   return reached >= count;

@@ -50,6 +50,11 @@ void PackItemData(uint32_t id, const uint8_t* data, uint32_t size, uint16_t pack
   StoreU32(block + kTrailerOffset, kTrailerMagic);
 }
 
+void MarkFree(uint8_t* block) {
+  if (!IsBlock(block, DecodeHeader(block))) PackItemData(0, block, 0, 0, block);
+  block[kPacketTypeOffset] = kFreeBlock;
+}
+
 int32_t CheckPacket(const uint8_t* block) {
   const uint32_t dataLength = DecodeHeader(block).dataLength;
   if (dataLength > kPacketCapacity) return kBadData;

@@ -14,6 +14,9 @@ PacketHeader HeaderOfPacket(uint32_t id, uint32_t size, uint16_t packetIndex);
 // bytes of `block`.
 void PackItemData(uint32_t id, const uint8_t* data, uint32_t size, uint16_t packetIndex, uint8_t* block);
 
+// Makes a block free. What a medium has lost is still to be a block: the file would open no more.
+void MarkFree(uint8_t* block);
+
 // 0 when the block's checksum matches, kBadData when it does not or its dataLength does not fit a block.
 int32_t CheckPacket(const uint8_t* block);
 

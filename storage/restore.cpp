@@ -2,7 +2,8 @@
 // file.
 //
 // Invariants:
-//  1. A recovery comes first. One that carried a journal out has brought the last state back: nothing is copied.
+//  1. A recovery comes first. One that carried a journal out has brought the last state back: nothing is copied. Where
+//     the data file is missing, its journal is set aside and the backup copied.
 //  2. A backup that would not open, or of which a packet or the table of IDs is damaged, is refused before the data
 //     file is touched.
 //  3. The copy goes into the data file in place, so that a vault behind a symbolic link, its owner and its access
@@ -95,8 +96,12 @@ bool Restore(FileInfo* file, TableCheck isWellFormed) {
   PmChar backup[kMaxBackupPath + 1];
   GetBackupFileName(backup, file->path);
   if (!file->journal.setPath(file->path)) return false;
-  if (platform::IsMissing(file->path) && !SetStrayJournalAside(file)) return false;
-  const bool hasJournal = !platform::IsMissing(file->journal.path());
+  bool hasJournal = !platform::IsMissing(file->journal.path());
+  if (hasJournal && platform::IsMissing(file->path)) {
+    // What it says is of a file that is gone; the backup is whole.
+    if (!SetAside(file->journal.path(), ".pmo")) return false;
+    hasJournal = false;
+  }
   if (!hasJournal && !IsSound(backup, isWellFormed)) return false;
   if (OpenOrCreate(file) != kOk) return false;
   const Recovery recovery = RecoverDataFile(file);

@@ -105,10 +105,11 @@ class Medium {
     if (change.kind != Change::kWrite) return;
     constexpr uint64_t kPage = 4096;
     const uint64_t from = change.position / kPage * kPage;
+    const bool toZeros = random() % 2 == 0;
     for (uint64_t at = from; at < from + kPage; at += kSector) {
       vault::Bytes& bytes = state->files[change.file].sectors[at];
       bytes.resize(kSector);
-      for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(random());
+      for (uint8_t& byte : bytes) byte = static_cast<uint8_t>(toZeros ? 0 : random());
     }
   }
 

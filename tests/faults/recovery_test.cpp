@@ -91,7 +91,7 @@ TEST_F(Recovery, OfWhateverStandsTogether) {
       {"a data file alone", was.after, none, none, was.after, none, false},
       {"a backup alone", none, none, was.backup, empty, was.backup, false},
       {"a journal alone", none, was.journal, none, empty, none, true},
-      {"no data file", none, was.journal, was.backup, empty, none, true},
+      {"no data file", none, was.journal, was.backup, empty, was.backup, true},
       {"a journal without a frame", was.before, cut, was.backup, was.before, was.before, false},
   };
   for (const auto& row : kRows) {
@@ -344,6 +344,8 @@ TEST_F(Sharing, AFileThatIsMovedReplacedOrRemovedMeanwhile) {
     const fs::path path = folder.path() / "a.db", moved = folder.path() / "moved.db";
     DataBaseHandle* handle = Open(path);
     ASSERT_EQ(Store(handle, 1), 0);
+    ASSERT_EQ(Store(handle, 9), 0);
+    ASSERT_EQ(DeleteItemFromDataBase(handle, 9, 0), 0);
     if (what == kRemoved) {
       fs::remove(path);
     } else {
@@ -359,8 +361,50 @@ TEST_F(Sharing, AFileThatIsMovedReplacedOrRemovedMeanwhile) {
     if (what == kRemoved) continue;
     handle = Open(moved);
     EXPECT_EQ(SizeOf(handle, 1), 1500u);
+    EXPECT_EQ(SizeOf(handle, 9), 0u);
     CloseDataBaseFile(handle);
   }
+}
+
+// Who does not ask for the lock writes another file over the open one.
+TEST_F(Sharing, AFileThatIsWrittenOverMeanwhile) {
+  for (const size_t size : {10, 5000, 9000}) {
+    for (const bool changes : {true, false}) {
+      SCOPED_TRACE(std::to_string(size) + (changes ? ", then a change" : ", then a close"));
+      const TempFolder folder;
+      const fs::path path = folder.path() / "a.db";
+      DataBaseHandle* handle = Open(path);
+      ASSERT_EQ(Store(handle, 1), 0);
+      const Bytes other = vault::MakeBlocks(9, Pattern(size));
+      WriteBytes(path, other);
+      EXPECT_EQ(changes ? Store(handle, 2) : -2, -2);
+      EXPECT_EQ(CloseDataBaseFile(handle), 0);
+      EXPECT_EQ(File(path), other);
+      handle = Open(path);
+      ASSERT_NE(handle, nullptr);
+      EXPECT_TRUE(IsSetAside(path));
+      CloseDataBaseFile(handle);
+      EXPECT_EQ(File(path), other);
+    }
+  }
+}
+
+// A host's standard streams may be closed: what it prints is not to go into a vault.
+TEST_F(Sharing, AHostWithoutStandardStreams) {
+  const pid_t process = fork();
+  if (process == 0) {
+    for (const int stream : {0, 1, 2}) close(stream);
+    DataBaseHandle* handle = Open(path_);
+    const bool stored = Store(handle, 1) == 0;
+    for (const int stream : {0, 1, 2}) {
+      if (write(stream, "noise", 5) != -1) _exit(1);
+    }
+    CloseDataBaseFile(handle);
+    _exit(stored ? 0 : 2);
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(process, &status, 0), process);
+  EXPECT_EQ(status, 0);
 }
 
 TEST_F(Sharing, AJournalThatIsTakenAwayIsMadeAnew) {
