@@ -173,6 +173,9 @@ bool IsFolderSeparator(PmChar c);
 // one.
 void* AllocateLarge(size_t size);
 
+// Gives memory that is about to be filled its pages in one go, where the system does that.
+void Populate(void* memory, size_t size);
+
 // Fills memory with random bytes that nobody can foresee. False when the system has none to give.
 bool Random(void* bytes, size_t size);
 

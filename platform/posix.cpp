@@ -452,6 +452,13 @@ void* AllocateLarge(size_t size) {
   return memory;
 }
 
+void Populate(void* memory, size_t size) {
+  static const auto pageSize = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+  const uintptr_t end = reinterpret_cast<uintptr_t>(memory) + size;
+  const uintptr_t begin = reinterpret_cast<uintptr_t>(memory) & ~(pageSize - 1);
+  madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);  // only a wish
+}
+
 bool Random(void* bytes, size_t size) {
   auto* to = static_cast<char*>(bytes);
   while (size != 0) {

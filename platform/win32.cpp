@@ -467,6 +467,8 @@ void* AllocateLarge(size_t size) {
   return std::malloc(size);  // pages are all of one size
 }
 
+void Populate(void*, size_t) {}
+
 bool Random(void* bytes, size_t size) {
   return RtlGenRandom(bytes, static_cast<ULONG>(size)) != 0;
 }

@@ -24,6 +24,7 @@ int __real_close(int);
 int __real_rename(const char*, const char*);
 int __real_unlink(const char*);
 void __real_free(void*);
+void __real__ZN10commonbase10MemoryPool4giveEPvm(void*, void*, size_t);
 }
 
 namespace seam {
@@ -47,6 +48,12 @@ std::map<int, Opened> opened;  // by descriptor
 std::map<std::string, int> failedFlushes;
 std::set<int> owing;  // descriptors whose next flush tells of a lost write
 std::mt19937 storm;
+
+// Looks at memory that is given back.
+void LookAt(const void* memory, size_t size) {
+  if (watched != nullptr && memory != nullptr && memmem(memory, size, watched, strlen(watched)) != nullptr)
+    ++foundInFreed;
+}
 
 bool CanStrike(int traits) {
   if (armed == Fault::kNoMemory || traits == kAllocates)
@@ -288,13 +295,18 @@ PASS(kAllocates, "", nullptr, void*, calloc, (size_t number, size_t size), (numb
 PASS(kAllocates, "", nullptr, void*, realloc, (void* memory, size_t size), (memory, size))
 PASS(kAllocates, "", ENOMEM, int, posix_memalign, (void** memory, size_t alignment, size_t size),
      (memory, alignment, size))
+PASS(kAllocates, "", nullptr, void*, _ZN10commonbase10MemoryPool4takeEm, (void* pool, size_t size),
+     (pool, size))
 #undef PASS
 
 void __wrap_free(void* memory) {
-  if (watched != nullptr && memory != nullptr &&
-      memmem(memory, malloc_usable_size(memory), watched, strlen(watched)) != nullptr)
-    ++foundInFreed;
+  LookAt(memory, malloc_usable_size(memory));
   __real_free(memory);
+}
+
+void __wrap__ZN10commonbase10MemoryPool4giveEPvm(void* pool, void* block, size_t size) {
+  LookAt(block, size);
+  __real__ZN10commonbase10MemoryPool4giveEPvm(pool, block, size);
 }
 
 }  // extern "C"
