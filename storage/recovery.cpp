@@ -64,7 +64,8 @@ class MarkedPages {
 // Writes what was read of a journal to a new one, durably, and what the recovery itself is about to touch.
 bool MakeDurable(const FileInfo* file, const File& journal, const JournalContents& contents, File* fresh) {
   const uint64_t end = contents.end();
-  if (!fresh->copyAccessRights(journal) || !fresh->copyRange(journal, 0, end)) return false;
+  if (!fresh->copyAccessRights(journal) || !CopyBytes(journal, fresh, 0, end, LargeBuffer(end / kBlockSize)))
+    return false;
   FrameWriter frame(fresh, end,
                     {contents.header().salt, contents.nextNumber(), contents.blockNum(), kChangeFrame});
   return MarkedPages(file, contents, &frame).add() && frame.finish() && fresh->sync();

@@ -18,7 +18,6 @@ extern "C" {
 int __real_open64(const char*, int, ...);
 ssize_t __real_pread64(int, void*, size_t, off64_t);
 ssize_t __real_pwrite64(int, const void*, size_t, off64_t);
-ssize_t __real_copy_file_range(int, off64_t*, int, off64_t*, size_t, unsigned);
 int __real_ftruncate64(int, off64_t);
 int __real_close(int);
 int __real_rename(const char*, const char*);
@@ -220,11 +219,6 @@ int __wrap_open64(const char* path, int flags, ...) {
 ssize_t __wrap_pwrite64(int descriptor, const void* bytes, size_t size, off64_t at) {
   return Write(descriptor, at, size,
                [&](size_t part) { return __real_pwrite64(descriptor, bytes, part, at); });
-}
-
-ssize_t __wrap_copy_file_range(int from, off64_t* at, int to, off64_t* target, size_t size, unsigned flags) {
-  return Write(to, *target, size,
-               [&](size_t part) { return __real_copy_file_range(from, at, to, target, part, flags); });
 }
 
 int __wrap_ftruncate64(int descriptor, off64_t size) {
