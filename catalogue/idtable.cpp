@@ -1,12 +1,11 @@
 #include "catalogue/idtable.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
 #include "catalogue/tableformat.h"
+#include "commonbase/src/memorypool.h"
 #include "commonbase/src/pmstring.h"
-#include "platform/platform.h"
 
 namespace catalogue {
 
@@ -36,23 +35,11 @@ IdTable::~IdTable() {
   for (uint32_t slot = 0; slot < slots_.usedEnd(); ++slot) {
     if (slots_[slot] != nullptr) release(slots_[slot]);
   }
-  std::free(batch_);
-}
-
-bool IdTable::reserveBatch(uint32_t records, size_t memory) {
-  if (!slots_.reserve(records)) return false;
-  batch_ = static_cast<uint8_t*>(platform::AllocateLarge(memory));
-  if (batch_ == nullptr && memory != 0) return false;
-  batchSize_ = memory;
-  return true;
 }
 
 ItemIdRecord* IdTable::make(uint32_t id, uint32_t kind, const void* userData, uint32_t userDataSize) {
-  const size_t size = RecordMemory(userDataSize);
-  const bool batched = size <= batchSize_ - batchUsed_;
-  void* memory = batched ? batch_ + batchUsed_ : std::malloc(size);
+  void* memory = commonbase::SharedMemory().take(sizeof(ItemIdRecord) + userDataSize);
   if (memory == nullptr) return nullptr;
-  if (batched) batchUsed_ += size;
   auto* record = new (memory) ItemIdRecord();
   record->kind = kind;
   record->itemId = id;
@@ -62,8 +49,7 @@ ItemIdRecord* IdTable::make(uint32_t id, uint32_t kind, const void* userData, ui
 }
 
 void IdTable::release(ItemIdRecord* record) {
-  const auto* address = reinterpret_cast<const uint8_t*>(record);
-  if (address < batch_ || address >= batch_ + batchSize_) std::free(record);
+  commonbase::SharedMemory().give(record, sizeof(ItemIdRecord) + record->userDataSize);
 }
 
 void IdTable::add(ItemIdRecord* record) {

@@ -10,7 +10,6 @@
 //  2. Where several records match, the one in the lowest slot is found. Those that share kind and user data, however
 //     many, are one heap, whose top alone stands under them.
 //  3. storedBytes() is the length of the table as item 0 holds it.
-//  4. A loaded table's records stand in one batch, which goes with the table; later ones are heap blocks.
 #pragma once
 
 #include <cstdint>
@@ -45,12 +44,6 @@ uint32_t HashUserData(const ItemIdRecord* record);
 // The number of bytes of a string with its terminator; 0 for null.
 uint64_t UserDataSize(const PmChar* userData);
 
-// The memory that a record with so many bytes of user data takes.
-constexpr size_t RecordMemory(uint32_t userDataSize) {
-  constexpr size_t kAlignment = alignof(ItemIdRecord);
-  return (sizeof(ItemIdRecord) + userDataSize + kAlignment - 1) / kAlignment * kAlignment;
-}
-
 class IdTable {
  public:
   IdTable() = default;
@@ -61,10 +54,8 @@ class IdTable {
   // How many slots an empty table starts with; see SlotArray.
   void setCapacity(uint32_t capacity) { slots_.setCapacity(capacity); }
 
-  // Makes room for one more record. False when there is no memory.
-  bool reserve() { return slots_.reserve(1); }
-  // Makes room in an empty table for so many records that take so much memory. False when there is none.
-  bool reserveBatch(uint32_t records, size_t memory);
+  // Makes room for more records. False when there is no memory.
+  bool reserve(uint32_t more = 1) { return slots_.reserve(more); }
 
   // A record with a copy of `userDataSize` bytes of user data, which end in a terminator; null when there is
   // no memory. It stands in no table yet.
@@ -100,9 +91,6 @@ class IdTable {
   bool indexedById_ = false;
   bool indexedByUserData_ = false;
   uint64_t storedBytes_ = 0;
-  uint8_t* batch_ = nullptr;
-  size_t batchSize_ = 0;
-  size_t batchUsed_ = 0;
 };
 
 }  // namespace catalogue

@@ -39,19 +39,18 @@ RecordResult DecodeRecord(const uint8_t* bytes, uint32_t size, uint32_t* positio
 }
 
 bool MeasureTable(const uint8_t* bytes, uint32_t size, TableMeasure* measure) {
-  *measure = {size, 0, 0};
+  *measure = {size, 0};
   StoredRecord record;
   RecordResult result;
   for (uint32_t position = 0;
        (result = DecodeRecord(bytes, size, &position, &record)) == RecordResult::kRecord;) {
     ++measure->records;
-    measure->memory += RecordMemory(record.userDataSize);
   }
   return result == RecordResult::kEnd;
 }
 
 bool LoadTable(const uint8_t* bytes, const TableMeasure& measure, IdTable* table) {
-  if (!table->reserveBatch(measure.records, measure.memory)) return false;
+  if (!table->reserve(measure.records)) return false;
   StoredRecord stored;
   for (uint32_t position = 0;
        DecodeRecord(bytes, measure.size, &position, &stored) == RecordResult::kRecord;) {

@@ -58,7 +58,6 @@ RecordResult DecodeRecord(const uint8_t* bytes, uint32_t size, uint32_t* positio
 struct TableMeasure {
   uint32_t size;  // of the table in bytes
   uint32_t records;
-  size_t memory;
 };
 
 // Goes over the table's `size` bytes without building anything. False when a record is malformed.

@@ -62,8 +62,9 @@ class File {
   // Writes `size` bytes at `position`; the number written, short on an error.
   size_t writeAt(uint64_t position, const void* bytes, size_t size);
 
-  // Copies `size` bytes at `position` of `source` to the same position here. False on a short read or write.
-  bool copyRange(const File& source, uint64_t position, uint64_t size);
+  // Has the medium begin with bytes that were just written there and that a sync() will soon wait for, where the system
+  // can: on a piece of the file as soon as the next bytes go to another one.
+  void startSync(uint64_t position, uint64_t size);
 
   bool setSize(uint64_t size);
 
@@ -96,10 +97,6 @@ class File {
 #if defined(_WIN32)
   void* handle_ = nullptr;
 #else
-  // The medium works on one piece of a file while the next ones are written: on a piece as soon as a write
-  // goes to another one.
-  void noteWritten(uint64_t position, uint64_t size);
-
   int descriptor_ = -1;
   uint64_t writtenPiece_ = 0;
 #endif
@@ -175,6 +172,9 @@ bool IsFolderSeparator(PmChar c);
 // pages, it stands in them: most of what filling it for the first time costs is being given its pages one by
 // one.
 void* AllocateLarge(size_t size);
+
+// Gives memory that is about to be filled its pages in one go, where the system does that.
+void Populate(void* memory, size_t size);
 
 // Fills memory with random bytes that nobody can foresee. False when the system has none to give.
 bool Random(void* bytes, size_t size);

@@ -234,43 +234,16 @@ size_t File::writeAt(uint64_t position, const void* bytes, size_t size) {
     if (written <= 0) break;
     done += static_cast<size_t>(written);
   }
-  noteWritten(position, done);
   return done;
 }
 
-void File::noteWritten(uint64_t position, uint64_t size) {
+void File::startSync(uint64_t position, uint64_t size) {
   if (size == 0) return;
   const uint64_t first = position / kWriteBackPiece;
   const uint64_t last = (position + size - 1) / kWriteBackPiece;
   if (first != writtenPiece_) StartWriteBack(descriptor_, writtenPiece_, writtenPiece_ + 1);
   if (first != last) StartWriteBack(descriptor_, first, last);
   writtenPiece_ = last;
-}
-
-bool File::copyRange(const File& source, uint64_t position, uint64_t size) {
-  const uint64_t end = position + size;
-  while (position < end) {
-    off_t from = static_cast<off_t>(position);
-    off_t to = from;
-    const size_t wanted = static_cast<size_t>(std::min(end - position, kWriteBackPiece));
-    const ssize_t copied = Uninterrupted(
-        [&] { return copy_file_range(source.descriptor_, &from, descriptor_, &to, wanted, 0); });
-    if (copied <= 0) break;
-    noteWritten(position, static_cast<uint64_t>(copied));
-    position += static_cast<uint64_t>(copied);
-  }
-
-  // Not every pair of file systems can do that; what is left goes through memory, which also tells a file
-  // that is too short from one that cannot be copied so.
-  char buffer[32 * 1024];
-  while (position < end) {
-    const size_t wanted = static_cast<size_t>(std::min<uint64_t>(end - position, sizeof buffer));
-    if (source.readAt(position, buffer, wanted) != wanted) break;
-    if (writeAt(position, buffer, wanted) != wanted) break;
-    position += wanted;
-    Wipe(buffer, wanted);
-  }
-  return position == end;
 }
 
 bool File::setSize(uint64_t size) {
@@ -482,6 +455,13 @@ void* AllocateLarge(size_t size) {
   if (posix_memalign(&memory, kLargePage, size) != 0) return nullptr;
   madvise(memory, size, MADV_HUGEPAGE);  // only a wish
   return memory;
+}
+
+void Populate(void* memory, size_t size) {
+  static const auto pageSize = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+  const uintptr_t end = reinterpret_cast<uintptr_t>(memory) + size;
+  const uintptr_t begin = reinterpret_cast<uintptr_t>(memory) & ~(pageSize - 1);
+  madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);  // only a wish
 }
 
 bool Random(void* bytes, size_t size) {

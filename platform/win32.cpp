@@ -233,17 +233,7 @@ size_t File::writeAt(uint64_t position, const void* bytes, size_t size) {
   return done;
 }
 
-bool File::copyRange(const File& source, uint64_t position, uint64_t size) {
-  char chunk[32768];
-  for (uint64_t done = 0; done < size;) {
-    size_t count = size - done < sizeof chunk ? static_cast<size_t>(size - done) : sizeof chunk;
-    if (source.readAt(position + done, chunk, count) != count) return false;
-    if (writeAt(position + done, chunk, count) != count) return false;
-    Wipe(chunk, count);
-    done += count;
-  }
-  return true;
-}
+void File::startSync(uint64_t, uint64_t) {}
 
 bool File::setSize(uint64_t size) {
   LARGE_INTEGER end;
@@ -472,6 +462,8 @@ bool IsFolderSeparator(PmChar c) {
 void* AllocateLarge(size_t size) {
   return std::malloc(size);  // pages are all of one size
 }
+
+void Populate(void*, size_t) {}
 
 bool Random(void* bytes, size_t size) {
   return RtlGenRandom(bytes, static_cast<ULONG>(size)) != 0;

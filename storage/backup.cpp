@@ -1,5 +1,6 @@
 #include "storage/backup.h"
 
+#include "storage/blockio.h"
 #include "storage/names.h"
 #include "storage/result.h"
 
@@ -23,11 +24,13 @@ bool CopyStaleBlocks(FileInfo* file) {
   // What lies between blocks that are near each other is the same in both files: one longer copy is quicker.
   constexpr uint32_t kNear = 8;
   const auto& stale = file->staleBlocks;
+  const LargeBuffer buffer(stale.count());
   for (uint32_t block = stale.lowest(); block < file->blockNum;) {
     uint32_t end = block + 1;
     uint32_t next = stale.next(end);
     for (; next < file->blockNum && next - end < kNear; next = stale.next(end)) end = next + 1;
-    if (!file->backup.copyRange(file->file, uint64_t{block} * kBlockSize, uint64_t{end - block} * kBlockSize))
+    if (!CopyBytes(file->file, &file->backup, uint64_t{block} * kBlockSize,
+                   uint64_t{end - block} * kBlockSize, buffer))
       return false;
     block = next;
   }
@@ -42,7 +45,10 @@ int32_t CopyWholeFile(FileInfo* file, const PmChar* path) {
   if (!file->file.stamp(&stamp)) return kCannotOpen;
   platform::Remove(path);
   if (!file->backup.createNew(path)) return kCannotOpen;
-  if (file->backup.copyAccessRights(file->file) && file->backup.copyRange(file->file, 0, stamp.size))
+  // Writing where room was taken before costs systems less.
+  if (file->backup.copyAccessRights(file->file) &&
+      file->backup.reserve(0, stamp.size) != platform::File::Room::kNone &&
+      CopyBytes(file->file, &file->backup, 0, stamp.size, LargeBuffer(stamp.size / kBlockSize)))
     return kOk;
   file->backup.close();
   platform::Remove(path);

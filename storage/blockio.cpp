@@ -24,7 +24,9 @@ bool ReadBlocks(const FileInfo* file, uint32_t block, uint8_t* bytes, uint32_t c
 bool WriteBlocks(FileInfo* file, uint32_t block, const uint8_t* bytes, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) file->staleBlocks.insert(block + i);
   const size_t size = size_t{count} * kBlockSize;
-  return file->file.writeAt(OffsetOf(block), bytes, size) == size;
+  if (file->file.writeAt(OffsetOf(block), bytes, size) != size) return false;
+  file->file.startSync(OffsetOf(block), size);
+  return true;
 }
 
 bool WriteFreeMarks(FileInfo* file, uint32_t block, uint32_t count) {
@@ -34,6 +36,18 @@ bool WriteFreeMarks(FileInfo* file, uint32_t block, uint32_t count) {
     if (!ReadBlocks(file, block + done, bytes, num)) return false;
     for (uint32_t i = 0; i < num; ++i) MarkFree(bytes + size_t{i} * kBlockSize);
     if (!WriteBlocks(file, block + done, bytes, num)) return false;
+  }
+  return true;
+}
+
+bool CopyBytes(const platform::File& from, platform::File* to, uint64_t position, uint64_t size,
+               const LargeBuffer& buffer) {
+  while (size != 0) {
+    const auto piece = static_cast<size_t>(std::min(size, buffer.blocks() * uint64_t{kBlockSize}));
+    if (from.readAt(position, buffer.bytes(), piece) != piece) return false;
+    if (to->writeAt(position, buffer.bytes(), piece) != piece) return false;
+    position += piece;
+    size -= piece;
   }
   return true;
 }

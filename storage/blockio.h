@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "storage/controller.h"
+#include "storage/largebuffer.h"
 
 namespace storage {
 
@@ -20,6 +21,10 @@ bool WriteBlocks(FileInfo* file, uint32_t block, const uint8_t* bytes, uint32_t 
 // Marks blocks free in the file: only their packetType changes. A block that is none any more becomes a whole free
 // one. False when a write failed.
 bool WriteFreeMarks(FileInfo* file, uint32_t block, uint32_t count);
+
+// Copies bytes to the same place of another file. False when they could not be read or written.
+bool CopyBytes(const platform::File& from, platform::File* to, uint64_t position, uint64_t size,
+               const LargeBuffer& buffer);
 
 // The header of a block of the file. False when it cannot be read.
 bool ReadHeader(const FileInfo* file, uint32_t block, PacketHeader* header);

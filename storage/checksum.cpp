@@ -38,14 +38,22 @@ uint16_t FoldStride(uint16_t remainder, const uint8_t* bytes) {
 }  // namespace
 
 uint16_t RemainderByTables(const uint8_t* bytes, uint32_t length) {
+  // The first bytes, fewer than a stride, leave what they leave behind zeros.
+  const uint32_t head = length % kStride;
   uint16_t remainder = 0;
-  for (; length >= kStride; length -= kStride, bytes += kStride) remainder = FoldStride(remainder, bytes);
+  for (uint32_t i = 0; i < head; ++i) remainder ^= kTables.remainder[head - 1 - i][bytes[i]];
+  for (uint32_t at = head; at < length; at += kStride) remainder = FoldStride(remainder, bytes + at);
   return remainder;
 }
 
 uint32_t GetCRCValue(const uint8_t* bytes, uint32_t length) {
-  const uint32_t folded = length < kStride + 4 ? 0 : (length - 4) / kStride * kStride;
-  uint32_t sum = CanMultiply() ? RemainderByMultiply(bytes, folded) : RemainderByTables(bytes, folded);
+  const uint32_t folded = length < kStride + 4 ? 0 : length - 4;
+  uint32_t sum = 0;
+  if (folded != 0) {
+    sum = CanMultiplyWide() ? RemainderByWideMultiply(bytes, folded)
+          : CanMultiply()   ? RemainderByMultiply(bytes, folded)
+                            : RemainderByTables(bytes, folded);
+  }
   for (uint32_t i = folded; i < length; ++i) sum = (sum << 8) ^ kTables.whole[((sum >> 8) & 0xFF) ^ bytes[i]];
   return sum;
 }

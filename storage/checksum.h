@@ -31,12 +31,14 @@ constexpr uint32_t UpdateCRCValue(uint32_t sum, uint8_t byte, uint32_t polynomia
 
 uint32_t GetCRCValue(const uint8_t* bytes, uint32_t length);
 
-// The two ways to the 16-bit remainder of `length` bytes, a multiple of 16; GetCRCValue takes the faster one
-// that the processor has.
+// The ways to the 16-bit remainder of `length` bytes, at least 16; GetCRCValue takes the fastest one that the
+// processor has.
 uint16_t RemainderByTables(const uint8_t* bytes, uint32_t length);
-uint16_t RemainderByMultiply(const uint8_t* bytes, uint32_t length);  // needs CanMultiply()
+uint16_t RemainderByMultiply(const uint8_t* bytes, uint32_t length);      // needs CanMultiply()
+uint16_t RemainderByWideMultiply(const uint8_t* bytes, uint32_t length);  // needs CanMultiplyWide()
 
-// Whether the processor multiplies polynomials.
+// Whether the processor multiplies polynomials, one at a time or two.
 bool CanMultiply();
+bool CanMultiplyWide();
 
 }  // namespace storage

@@ -60,8 +60,7 @@ bool Settle(FileInfo* file) {
   // A change that may have happened or not is not left to chance: a new journal says that it has not.
   if (file->journal.state() == JournalState::kSpent && PrepareToChange(file) != kOk) return false;
   if (!file->journal.isTrusted() || !CarryOut(file) || !HoldsTheSame(file)) return false;
-  ReleaseRoom(file);
-  return FlushDataFile(file);
+  return ReleaseRoom(file) && FlushDataFile(file);
 }
 
 void RemoveWhatIsBeside(FileInfo* file) {

@@ -218,18 +218,18 @@ class ChangeFrame {
 
   bool writeDirect(FrameWriter* frame) {
     if (direct_ == file_->blockNum) return true;
-    uint8_t* buffer = controller->blockBuffer;
+    const LargeBuffer buffer(file_->blockNum - direct_);
     uint32_t first = 0, count = 0;
     const auto flush = [&] {
-      const bool written = count == 0 || WriteBlocks(file_, first, buffer, count);
+      const bool written = count == 0 || WriteBlocks(file_, first, buffer.bytes(), count);
       count = 0;
       return written;
     };
     const bool packed = change_.forEachWrite([&](uint32_t block, const Change::Write& write) {
       if (block < direct_) return true;
-      if ((count == kBufferBlocks || block != first + count) && !flush()) return false;
+      if ((count == buffer.blocks() || block != first + count) && !flush()) return false;
       if (count == 0) first = block;
-      uint8_t* bytes = buffer + size_t{count++} * kBlockSize;
+      uint8_t* bytes = buffer.bytes() + size_t{count++} * kBlockSize;
       if (!change_.fill(write, bytes)) return false;
       sum_ += BlockPart(block, bytes);
       AddDirect(frame, block, bytes);

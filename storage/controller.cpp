@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "commonbase/src/memorypool.h"
 #include "commonbase/src/nodepool.h"
 #include "commonbase/src/pmstring.h"
 #include "storage/overlay.h"
@@ -77,7 +78,7 @@ FileInfo* NewFileInfo(const PmChar* path, uint32_t pathBytes) {
 void ReleaseItemBytes(uint8_t* data, uint32_t capacity) {
   if (data == nullptr) return;
   platform::Wipe(data, capacity);
-  Free(data);
+  commonbase::SharedMemory().give(data, capacity);
 }
 
 void ReleaseItem(FileInfo* file, ItemInfo* item) {
@@ -88,6 +89,7 @@ void ReleaseItem(FileInfo* file, ItemInfo* item) {
 
 void ReleaseFileInfo(FileInfo* file) {
   file->index.clear([file](ItemInfo* item) { ReleaseItem(file, item); });
+  commonbase::SharedMemory().expect(0);
   if (file->overlay != nullptr) {
     file->overlay->~Overlay();
     Free(file->overlay);

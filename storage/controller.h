@@ -60,6 +60,10 @@ struct FileInfo {
   uint32_t backupRoomEnd;
   platform::FileStamp dataStamp;  // of the file as the engine found or left it
   platform::FileStamp backupStamp;
+
+  uint64_t
+      unreadBytes;  // of items whose bytes are in the file alone; nothing but memory's layout depends on it
+  int64_t readCredit;  // blocks that may be read along with others (read.h)
 };
 
 // Open flag: packets are not verified when items are read.
@@ -67,7 +71,7 @@ constexpr uint32_t kOpenUnverified = 1;
 
 // The scratch buffer of the controller, in blocks. Systems copy into memory that is aligned to the processor's
 // widest moves up to twice as fast.
-constexpr uint32_t kBufferBlocks = 64;
+constexpr uint32_t kBufferBlocks = 48;
 constexpr uint32_t kBufferAlignment = 64;
 
 struct PmDataController {

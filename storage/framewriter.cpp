@@ -50,6 +50,7 @@ void FrameWriter::closeRecord() {
 void FrameWriter::flush() {
   hash_ = HashBytes(hash_, buffer, used_);
   failed_ = failed_ || file_->writeAt(position_, buffer, used_) != used_;
+  file_->startSync(position_, used_);
   position_ += used_;
   platform::Wipe(buffer, used_);
   used_ = 0;

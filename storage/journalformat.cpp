@@ -4,20 +4,9 @@ namespace storage {
 
 namespace {
 
-// Four runs side by side, so that a processor need not wait for one multiplication to begin the next.
+// Several runs side by side, so that a processor need not wait for one multiplication to begin the next.
 constexpr size_t kLanes = 4;
 constexpr size_t kHalf = kBlockSize / 2;
-
-uint64_t HashHalf(const uint8_t* bytes, uint64_t firstMask) {
-  uint64_t lanes[kLanes] = {1, 2, 3, 4};
-  lanes[0] = MixWord(lanes[0], LoadU64(bytes) & firstMask);
-  for (size_t lane = 1; lane < kLanes; ++lane) lanes[lane] = MixWord(lanes[lane], LoadU64(bytes + 8 * lane));
-  for (size_t at = 8 * kLanes; at < kHalf; at += 8 * kLanes) {
-    for (size_t lane = 0; lane < kLanes; ++lane)
-      lanes[lane] = MixWord(lanes[lane], LoadU64(bytes + at + 8 * lane));
-  }
-  return MixWord(MixWord(MixWord(lanes[0], lanes[1]), lanes[2]), lanes[3]);
-}
 
 }  // namespace
 
@@ -65,7 +54,20 @@ uint64_t HashBytes(uint64_t state, const uint8_t* bytes, size_t size) {
 }
 
 HalfHashes HashHalves(const uint8_t* block) {
-  return {{HashHalf(block, kWithoutType), HashHalf(block + kHalf, ~uint64_t{0})}};
+  uint64_t lanes[2][kLanes] = {{1, 2, 3, 4}, {1, 2, 3, 4}};
+  uint64_t mask = kWithoutType;
+  for (size_t at = 0; at < kHalf; at += 8 * kLanes) {
+    for (size_t lane = 0; lane < kLanes; ++lane) {
+      const size_t place = at + 8 * lane;
+      lanes[0][lane] = MixWord(lanes[0][lane], LoadU64(block + place) & mask);
+      lanes[1][lane] = MixWord(lanes[1][lane], LoadU64(block + kHalf + place));
+      mask = ~uint64_t{0};
+    }
+  }
+  HalfHashes hashes;
+  for (int i = 0; i < 2; ++i)
+    hashes.half[i] = MixWord(MixWord(MixWord(lanes[i][0], lanes[i][1]), lanes[i][2]), lanes[i][3]);
+  return hashes;
 }
 
 uint64_t HashHeader(const uint8_t* header) {

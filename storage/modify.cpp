@@ -37,6 +37,7 @@ void ReplaceBytes(ItemInfo* item, uint8_t* data, uint32_t size) {
   item->data = data;
   item->capacity = size;
   item->size = size;
+  item->isUnasked = false;
 }
 
 // Writes within the item or lengthens it; its bytes are in memory. The caller's bytes may lie in them.
@@ -92,7 +93,7 @@ int32_t ModifyItem(uint32_t id, const void* data, int32_t offset, uint32_t size,
   if (whole && size != item->size) return InsertItem(id, data, size, syncNow);
 
   const bool grows = from + size > item->size;
-  if (item->data == nullptr && (grows || BuildItemData(file, item) != kOk)) return kNoItem;
+  if (!HasBytes(item) && (grows || BuildItemData(file, item) != kOk)) return kNoItem;
   if (!ReserveDirty(file) || !WriteRange(item, data, from, size)) return kNoItem;
   MarkChanged(file, item, from, from + size);
   return syncNow != 0 ? SyncDirtyData() : kOk;
@@ -103,7 +104,7 @@ int32_t ReserveItem(FileInfo* file, uint32_t id, uint32_t size) {
   bool made;
   ItemInfo* item = FindOrMakeItem(file, id, &made);
   if (item == nullptr) return kNoItem;
-  if (!made && item->data == nullptr) {
+  if (!made && !HasBytes(item)) {
     if (const int32_t result = BuildItemData(file, item); result != kOk) return result;
   }
   uint8_t* replaced = nullptr;

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "commonbase/src/memorypool.h"
 #include "commonbase/src/nodepool.h"
 #include "commonbase/src/pmstring.h"
 #include "storage/backup.h"
@@ -47,6 +48,7 @@ bool InsertPacket(Scan* scan, uint32_t block, const PacketHeader& header) {
   }
   item->numbered = header.packetType == kPartPacket;
   item->size += header.dataLength;
+  scan->file->unreadBytes += header.dataLength;
   item->savedSize = item->size;
   item->fragments.add(block * kBlockSize);
   scan->last = item;
@@ -60,6 +62,13 @@ bool InsertBlock(Scan* scan, uint32_t block, const PacketHeader& header) {
   if (!ReserveBlocks(file, file->blockNum)) return false;
   InsertMarkedBlock(file, block);
   return true;
+}
+
+// Makes ready for the items of a file of that size. All that is kept of it takes about as much memory; most items
+// take one block or two.
+void ExpectItems(FileInfo* file, uint32_t size) {
+  commonbase::SharedMemory().expect(size);
+  file->index.expect(size / kBlockSize / 2);
 }
 
 bool VisitBlocks(void* context, uint32_t first, const PacketHeader* headers, uint32_t count) {
@@ -122,8 +131,7 @@ int32_t ReadDataFile(FileInfo* file) {
   if (!file->file.stamp(&file->dataStamp)) return kBadData;
   // A write that came so shortly before would not be told from one that comes now.
   if (platform::IsFresh(file->dataStamp)) file->dataStamp.time = 0;
-  if (file->dataStamp.size <= kMaxFileSize)
-    file->index.expect(static_cast<uint32_t>(file->dataStamp.size / kBlockSize));
+  if (file->dataStamp.size <= kMaxFileSize) ExpectItems(file, static_cast<uint32_t>(file->dataStamp.size));
   if (const int32_t result = ScanBlocks(file, VisitBlocks, &scan); result != kOk) return result;
   for (ItemInfo* item : scan.suspects) {
     if (item->fragments.count > 1 && !SettleItem(file, item)) return kCannotOpen;

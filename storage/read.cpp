@@ -1,8 +1,9 @@
 #include "storage/read.h"
 
+#include <algorithm>
 #include <cstring>
 
-#include "platform/platform.h"
+#include "commonbase/src/memorypool.h"
 #include "storage/blockio.h"
 #include "storage/leftovers.h"
 #include "storage/overlay.h"
@@ -12,6 +13,13 @@
 namespace storage {
 
 namespace {
+
+constexpr int64_t kAlongPerAsked = 3;
+constexpr int64_t kFirstWindow = 4 * kBufferBlocks;
+
+uint8_t* TakeBytes(uint32_t size) {
+  return static_cast<uint8_t*>(commonbase::SharedMemory().take(size));
+}
 
 // Puts one block's bytes at their place in the item. False when the block is no sound part of it, or when it
 // does not go on at `covered`, where the ones before it ended, though the item was found in order.
@@ -73,31 +81,115 @@ bool PlaceBytes(const FileInfo* file, ItemInfo* item) {
   return placed && (file->overlay == nullptr || file->overlay->isCurrent());
 }
 
-}  // namespace
-
-uint8_t* NewItemBytes(uint32_t size) {
-  return static_cast<uint8_t*>(platform::AllocateLarge(size != 0 ? size : 1));
-}
-
-int32_t BuildItemData(const FileInfo* file, ItemInfo* item) {
+// Makes a buffer for the item's bytes and has them put there. As BuildItemData.
+template <typename Place>
+int32_t Build(FileInfo* file, ItemInfo* item, Place place) {
   // A size that the blocks cannot hold is a lie of their headers: no memory is spent on it. Nor can more packets than
   // have numbers be an item: its next save would cut it.
   if (item->size > uint64_t{item->fragments.count} * kPacketCapacity || item->fragments.count > kMaxPackets)
     return kIncomplete;
-  item->data = NewItemBytes(item->size);
+  commonbase::SharedMemory().expect(file->unreadBytes);
+  item->data = TakeBytes(item->size);
   if (item->data == nullptr) return kNoItem;
   item->capacity = item->size;
   // What the packets of an item out of order leave uncovered stays zero; in order, they cover every byte.
   if (!item->inOrder) std::memset(item->data, 0, item->size);
-  if (PlaceBytes(file, item)) return kOk;
-  DropItemBytes(item);
-  return kIncomplete;
+  if (!place()) {
+    DropItemBytes(item);
+    return kIncomplete;
+  }
+  file->unreadBytes -= std::min<uint64_t>(file->unreadBytes, item->size);
+  return kOk;
+}
+
+// The window of blocks that an item's first block lies in.
+struct Window {
+  uint32_t first;
+  uint32_t count;
+
+  Window(const FileInfo* file, const ItemInfo* item)
+      : first(item->fragments[0] / kBlockSize / kBufferBlocks * kBufferBlocks),
+        count(std::min(kBufferBlocks, file->blockNum - first)) {}
+
+  bool holds(const ItemInfo* item) const {
+    return std::all_of(item->fragments.begin(), item->fragments.end(), [this](uint32_t offset) {
+      return offset / kBlockSize >= first && offset / kBlockSize - first < count;
+    });
+  }
+
+  const uint8_t* block(uint32_t offset) const {
+    return controller->blockBuffer + (offset - first * kBlockSize);
+  }
+
+  bool place(const FileInfo* file, ItemInfo* item) const {
+    uint32_t covered = 0;
+    for (const uint32_t offset : item->fragments) {
+      if (!PlacePacket(file, item, block(offset), &covered)) return false;
+    }
+    return !item->inOrder || covered == item->size;
+  }
+};
+
+// The item that begins in a block and has no bytes yet, or null. The table of IDs is none that anybody asks for.
+ItemInfo* UnreadItemAt(const FileInfo* file, uint32_t id, uint32_t offset) {
+  ItemInfo* item = id != kIdTableItem ? file->index.find(id) : nullptr;
+  if (item == nullptr || item->data != nullptr || item->hasLeftovers || item->fragments.count == 0)
+    return nullptr;
+  return item->fragments[0] == offset ? item : nullptr;
+}
+
+// Reads a window and assembles every item that lies in it.
+void BuildWindow(FileInfo* file, const Window& window) {
+  if (!ReadBlocks(file, window.first, controller->blockBuffer, window.count)) return;
+  uint32_t ids[kBufferBlocks];
+  const ItemIndex& index = file->index;
+  for (uint32_t i = 0; i < window.count; ++i) {
+    ids[i] = DecodeHeader(controller->blockBuffer + size_t{i} * kBlockSize).itemId;
+    __builtin_prefetch(index.placeOf(ids[i]));
+  }
+  for (uint32_t i = 0; i < window.count; ++i) __builtin_prefetch(index.chain(ids[i]));
+  for (uint32_t i = 0; i < window.count; ++i) {
+    ItemInfo* item = UnreadItemAt(file, ids[i], (window.first + i) * kBlockSize);
+    if (item == nullptr || !window.holds(item)) continue;
+    if (Build(file, item, [&] { return window.place(file, item); }) != kOk) continue;
+    item->isUnasked = true;
+    file->readCredit -= item->fragments.count;
+  }
+}
+
+// Reads the window around an item, when that is worth while.
+void ReadAround(FileInfo* file, const ItemInfo* item) {
+  if (file->readCredit < kFirstWindow || file->overlay != nullptr || item->fragments.count == 0) return;
+  const Window window(file, item);
+  if (window.holds(item)) BuildWindow(file, window);
+}
+
+}  // namespace
+
+uint8_t* NewItemBytes(uint32_t size) {
+  // Whoever stores items may store a good many more.
+  commonbase::SharedMemory().expect(commonbase::SharedMemory().taken() / 2);
+  return TakeBytes(size);
+}
+
+int32_t BuildItemData(FileInfo* file, ItemInfo* item) {
+  const int64_t blocks = item->fragments.count;
+  if (item->isUnasked) {
+    file->readCredit += blocks;
+  } else if (const int32_t result = Build(file, item, [&] { return PlaceBytes(file, item); });
+             result != kOk) {
+    return result;
+  }
+  file->readCredit += blocks * kAlongPerAsked;
+  item->isUnasked = false;
+  return kOk;
 }
 
 void DropItemBytes(ItemInfo* item) {
   ReleaseItemBytes(item->data, item->capacity);
   item->data = nullptr;
   item->capacity = 0;
+  item->isUnasked = false;
 }
 
 void ForgetItemBytes(uint32_t id) {
@@ -108,8 +200,10 @@ void ForgetItemBytes(uint32_t id) {
 const uint8_t* GetItemPtrByID(uint32_t* idThenSize) {
   ItemInfo* item = FindItemInIndex(*idThenSize);
   if (item == nullptr) return nullptr;
-  if (item->data == nullptr) BuildItemData(CurrentFile(), item);
-  if (item->data != nullptr) *idThenSize = item->size;
+  FileInfo* file = CurrentFile();
+  if (item->data == nullptr) ReadAround(file, item);
+  if (!HasBytes(item) && BuildItemData(file, item) != kOk) return nullptr;
+  *idThenSize = item->size;
   return item->data;
 }
 

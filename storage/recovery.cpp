@@ -62,24 +62,11 @@ class MarkedPages {
   FrameWriter* frame_;
 };
 
-// Writes bytes anew that may be in the system's memory only. A copy by the system could share the very place on the
-// medium that they were never written to.
-bool WriteAnew(const File& source, uint64_t end, File* target) {
-  uint8_t bytes[16 * kBlockSize];
-  bool written = true;
-  for (uint64_t at = 0; at < end && written;) {
-    const auto size = static_cast<size_t>(std::min<uint64_t>(end - at, sizeof bytes));
-    written = source.readAt(at, bytes, size) == size && target->writeAt(at, bytes, size) == size;
-    at += size;
-  }
-  platform::Wipe(bytes, sizeof bytes);
-  return written;
-}
-
 // Writes what was read of a journal to a new one, durably, and what the recovery itself is about to touch.
 bool MakeDurable(const FileInfo* file, const File& journal, const JournalContents& contents, File* fresh) {
   const uint64_t end = contents.end();
-  if (!fresh->copyAccessRights(journal) || !WriteAnew(journal, end, fresh)) return false;
+  if (!fresh->copyAccessRights(journal) || !CopyBytes(journal, fresh, 0, end, LargeBuffer(end / kBlockSize)))
+    return false;
   FrameWriter frame(fresh, end,
                     {contents.header().salt, contents.nextNumber(), contents.blockNum(), kChangeFrame});
   return MarkedPages(file, contents, &frame).add() && frame.finish() && fresh->sync();

@@ -12,8 +12,9 @@ namespace {
 
 using platform::File;
 
-// Small changes that follow each other take room for more than one of them.
+// Small changes that follow each other take room for more than one of them; after a large one none may follow.
 constexpr uint32_t kAhead = 64;
+constexpr uint32_t kSmall = 256;
 
 // Not in the page that the file ends in: it is there already, and nothing that stands in it may be lost with the power
 // before the change is in the journal.
@@ -34,7 +35,7 @@ bool TakeBlocks(File* file, uint32_t from, uint32_t to, uint32_t* roomEnd) {
     return file->reserve(uint64_t{from} * kBlockSize, uint64_t{end - from} * kBlockSize);
   };
   const uint32_t ahead = std::min(to + kAhead, kMaxBlocks);
-  if (take(ahead) == File::Room::kTaken) {
+  if (to - from < kSmall && take(ahead) == File::Room::kTaken) {
     *roomEnd = ahead;
     return true;
   }
@@ -54,8 +55,11 @@ int32_t TakeRoom(FileInfo* file, uint32_t oldBlockNum, bool inBackup) {
   return taken ? kOk : kWriteFailed;
 }
 
-void ReleaseRoom(FileInfo* file) {
-  if (file->roomEnd > file->blockNum) CutBlocks(file, file->blockNum);
+bool ReleaseRoom(FileInfo* file) {
+  platform::FileStamp stamp;
+  if (!file->file.stamp(&stamp)) return false;
+  if (file->roomEnd <= file->blockNum && stamp.size <= uint64_t{file->blockNum} * kBlockSize) return true;
+  return CutBlocks(file, file->blockNum);
 }
 
 }  // namespace storage

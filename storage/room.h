@@ -14,7 +14,8 @@ namespace storage {
 // date. 0 or kWriteFailed.
 int32_t TakeRoom(FileInfo* file, uint32_t oldBlockNum, bool inBackup);
 
-// Gives back what was taken ahead and is not needed.
-void ReleaseRoom(FileInfo* file);
+// Gives back what was taken ahead and is not needed, and what a change that failed could not cut off. False when that
+// failed.
+bool ReleaseRoom(FileInfo* file);
 
 }  // namespace storage

@@ -2,42 +2,14 @@
 
 #include <algorithm>
 
-#include "commonbase/src/nodepool.h"
 #include "storage/blockio.h"
+#include "storage/largebuffer.h"
 #include "storage/overlay.h"
 #include "storage/result.h"
 
 namespace storage {
 
 namespace {
-
-// The memory that the pass reads into: the scratch buffer, but for a large file larger memory of its own,
-// which is read faster and soon pays for being made.
-class ReadBuffer {
- public:
-  explicit ReadBuffer(uint32_t fileBlocks) {
-    if (fileBlocks >= kLargeFile) memory_ = static_cast<uint8_t*>(Malloc(kLargeSize + kBufferAlignment));
-  }
-  ~ReadBuffer() {
-    if (memory_ != nullptr) platform::Wipe(memory_, kLargeSize + kBufferAlignment);
-    Free(memory_);
-  }
-  ReadBuffer(const ReadBuffer&) = delete;
-  ReadBuffer& operator=(const ReadBuffer&) = delete;
-
-  uint32_t blocks() const { return memory_ != nullptr ? kLargeBlocks : kBufferBlocks; }
-  uint8_t* bytes() const {
-    if (memory_ == nullptr) return controller->blockBuffer;
-    return memory_ + (kBufferAlignment - reinterpret_cast<uintptr_t>(memory_) % kBufferAlignment);
-  }
-
- private:
-  static constexpr uint32_t kLargeFile = 16 * 1024;  // blocks
-  static constexpr uint32_t kLargeBlocks = 512;
-  static constexpr size_t kLargeSize = size_t{kLargeBlocks} * kBlockSize;
-
-  uint8_t* memory_ = nullptr;
-};
 
 // Reports blocks that were read, a few at a time, and adds their parts to the sum.
 int32_t ScanRead(const uint8_t* bytes, uint32_t first, uint32_t count, uint64_t* sum, BlockVisitor visit,
@@ -66,7 +38,7 @@ int32_t ScanBlocks(FileInfo* file, BlockVisitor visit, void* context) {
   if (stamp.size % kBlockSize != 0 || stamp.size > kMaxFileSize) return kBadData;
   const auto blockNum = static_cast<uint32_t>(stamp.size / kBlockSize);
 
-  const ReadBuffer buffer(blockNum);
+  const LargeBuffer buffer(blockNum);
   file->blockSum = 0;
   for (uint32_t first = 0; first < blockNum; first += buffer.blocks()) {
     const uint32_t count = std::min(buffer.blocks(), blockNum - first);

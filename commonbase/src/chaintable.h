@@ -7,11 +7,10 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <ctime>
 
-#include "platform/platform.h"
+#include "commonbase/src/memorypool.h"
 
 namespace commonbase {
 
@@ -19,9 +18,7 @@ template <typename T, T* T::*kNext, uint32_t (*kHash)(const T*)>
 class ChainTable {
  public:
   ChainTable() : multiplier_(drawMultiplier()) {}
-  ~ChainTable() {
-    if (buckets_ != &first_) std::free(buckets_);
-  }
+  ~ChainTable() { release(buckets_, bits_); }
   ChainTable(const ChainTable&) = delete;
   ChainTable& operator=(const ChainTable&) = delete;
 
@@ -102,20 +99,24 @@ class ChainTable {
 
   void rehash(uint32_t bits) {
     const size_t size = sizeof(T*) << bits;
-    auto** buckets = static_cast<T**>(platform::AllocateLarge(size));
+    auto** buckets = static_cast<T**>(SharedMemory().take(size));
     if (buckets == nullptr) return;
     std::memset(static_cast<void*>(buckets), 0, size);
     T** const old = buckets_;
-    const uint32_t oldNum = uint32_t{1} << bits_;
+    const uint32_t oldBits = bits_;
     buckets_ = buckets;
     bits_ = bits;
-    for (uint32_t i = 0; i < oldNum; ++i) {
+    for (uint32_t i = 0; i >> oldBits == 0; ++i) {
       while (T* member = old[i]) {
         old[i] = member->*kNext;
         push(member);
       }
     }
-    if (old != &first_) std::free(old);
+    release(old, oldBits);
+  }
+
+  void release(T** buckets, uint32_t bits) {
+    if (buckets != &first_) SharedMemory().give(buckets, sizeof(T*) << bits);
   }
 
   T* first_ = nullptr;  // the one bucket that always exists

@@ -1,16 +1,14 @@
-// Records of one type in slabs: no heap block, and no heap operation, for each.
+// Records of one type in slabs: no block of memory, and no operation on memory, for each.
 //
 // Invariants:
 //  1. A record is all zeros when it is taken, and keeps its address until it is given back.
 //  2. Slabs are never returned before the pool is; a record given back is the next one taken.
 #pragma once
 
-#include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <type_traits>
 
-#include "platform/platform.h"
+#include "commonbase/src/memorypool.h"
 
 namespace commonbase {
 
@@ -23,7 +21,7 @@ class SlabPool {
   ~SlabPool() {
     while (slabs_ != nullptr) {
       Place* next = slabs_->next;
-      std::free(slabs_);
+      SharedMemory().give(slabs_, kSlabSize);
       slabs_ = next;
     }
   }
@@ -54,22 +52,19 @@ class SlabPool {
     T record;
     Place* next;
   };
-  // A few records cost little memory, and many stand in large pages.
-  static constexpr size_t kFirstSize = size_t{16} << 10, kLargestSize = size_t{2} << 20;
+  static constexpr size_t kSlabSize = size_t{8} << 10;
 
   bool addSlab() {
-    auto* slab = static_cast<Place*>(platform::AllocateLarge(slabSize_));
+    auto* slab = static_cast<Place*>(SharedMemory().take(kSlabSize));
     if (slab == nullptr) return false;
     slab->next = slabs_;
     slabs_ = slab;
-    unused_ = slabSize_ / sizeof(Place) - 1;
-    slabSize_ = std::min(slabSize_ * 8, kLargestSize);
+    unused_ = kSlabSize / sizeof(Place) - 1;
     return true;
   }
 
-  Place* slabs_ = nullptr;        // the newest; the first place of each leads to the one before
-  size_t slabSize_ = kFirstSize;  // of the next one
-  size_t unused_ = 0;             // places of the newest slab that were never taken
+  Place* slabs_ = nullptr;  // the newest; the first place of each leads to the one before
+  size_t unused_ = 0;       // places of the newest slab that were never taken
   Place* free_ = nullptr;
 };
 

@@ -73,6 +73,7 @@ class Failure : public Faults, public testing::WithParamInterface<Row> {
   bool tryOnce(uint32_t seed, int at, bool stays) {
     Empty(live_.path());
     seam::Arm(seam::Fault::kNone);
+    seam::TakeRoom(seed % 2 != 0);
     Session s(live_.path());
     s.draw(seed, 6);
     seam::Arm(GetParam().fault, at, stays, seed, GetParam().ending);

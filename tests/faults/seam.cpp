@@ -18,12 +18,12 @@ extern "C" {
 int __real_open64(const char*, int, ...);
 ssize_t __real_pread64(int, void*, size_t, off64_t);
 ssize_t __real_pwrite64(int, const void*, size_t, off64_t);
-ssize_t __real_copy_file_range(int, off64_t*, int, off64_t*, size_t, unsigned);
 int __real_ftruncate64(int, off64_t);
 int __real_close(int);
 int __real_rename(const char*, const char*);
 int __real_unlink(const char*);
 void __real_free(void*);
+void __real__ZN10commonbase10MemoryPool4giveEPvm(void*, void*, size_t);
 }
 
 namespace seam {
@@ -47,6 +47,12 @@ std::map<int, Opened> opened;  // by descriptor
 std::map<std::string, int> failedFlushes;
 std::set<int> owing;  // descriptors whose next flush tells of a lost write
 std::mt19937 storm;
+
+// Looks at memory that is given back.
+void LookAt(const void* memory, size_t size) {
+  if (watched != nullptr && memory != nullptr && memmem(memory, size, watched, strlen(watched)) != nullptr)
+    ++foundInFreed;
+}
 
 bool CanStrike(int traits) {
   if (armed == Fault::kNoMemory || traits == kAllocates)
@@ -215,11 +221,6 @@ ssize_t __wrap_pwrite64(int descriptor, const void* bytes, size_t size, off64_t 
                [&](size_t part) { return __real_pwrite64(descriptor, bytes, part, at); });
 }
 
-ssize_t __wrap_copy_file_range(int from, off64_t* at, int to, off64_t* target, size_t size, unsigned flags) {
-  return Write(to, *target, size,
-               [&](size_t part) { return __real_copy_file_range(from, at, to, target, part, flags); });
-}
-
 int __wrap_ftruncate64(int descriptor, off64_t size) {
   const int result = Strikes(kNeedsRoom, descriptor) ? -1 : __real_ftruncate64(descriptor, size);
   if (result == 0 && recorded != nullptr) Note(Change::kSetSize, descriptor);
@@ -288,13 +289,18 @@ PASS(kAllocates, "", nullptr, void*, calloc, (size_t number, size_t size), (numb
 PASS(kAllocates, "", nullptr, void*, realloc, (void* memory, size_t size), (memory, size))
 PASS(kAllocates, "", ENOMEM, int, posix_memalign, (void** memory, size_t alignment, size_t size),
      (memory, alignment, size))
+PASS(kAllocates, "", nullptr, void*, _ZN10commonbase10MemoryPool4takeEm, (void* pool, size_t size),
+     (pool, size))
 #undef PASS
 
 void __wrap_free(void* memory) {
-  if (watched != nullptr && memory != nullptr &&
-      memmem(memory, malloc_usable_size(memory), watched, strlen(watched)) != nullptr)
-    ++foundInFreed;
+  LookAt(memory, malloc_usable_size(memory));
   __real_free(memory);
+}
+
+void __wrap__ZN10commonbase10MemoryPool4giveEPvm(void* pool, void* block, size_t size) {
+  LookAt(block, size);
+  __real__ZN10commonbase10MemoryPool4giveEPvm(pool, block, size);
 }
 
 }  // extern "C"

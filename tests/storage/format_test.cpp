@@ -39,10 +39,11 @@ TEST(Checksum, EqualsTheBitwiseDefinitionAtEveryLengthAndAlignment) {
     const uint8_t* start = bytes.data() + size % 17;
     const uint32_t sum = vault::Checksum(start, size);
     ASSERT_EQ(storage::GetCRCValue(start, size), sum) << size;
-    if (size % 16 != 0) continue;
-    ASSERT_EQ(storage::RemainderByTables(start, size), sum & 0xFFFF) << size;
-    ASSERT_TRUE(!storage::CanMultiply() || storage::RemainderByMultiply(start, size) == (sum & 0xFFFF))
-        << size;
+    if (size < 16) continue;
+    const uint32_t rest = sum & 0xFFFF;
+    ASSERT_EQ(storage::RemainderByTables(start, size), rest) << size;
+    ASSERT_TRUE(!storage::CanMultiply() || storage::RemainderByMultiply(start, size) == rest) << size;
+    ASSERT_TRUE(!storage::CanMultiplyWide() || storage::RemainderByWideMultiply(start, size) == rest) << size;
   }
 }
 
