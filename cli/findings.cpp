@@ -42,7 +42,8 @@ class Examination {
  private:
   void add(std::string code, Weight weight, std::string what, std::optional<uint32_t> item,
            std::optional<uint32_t> block) {
-    findings_.push_back({std::move(code), weight, std::move(what), item, block});
+    const bool mendable = weight == Weight::kDamage && block && mended_.count(*block) != 0;
+    findings_.push_back({std::move(code), weight, std::move(what), item, block, mendable});
   }
 
   // "item 0x00000007 "mail"", "the ID table"
@@ -231,6 +232,7 @@ Json ToJson(const Finding& finding) {
   if (finding.block) {
     json["block"] = *finding.block;
     json["offset"] = uint64_t{*finding.block} * storage::kBlockSize;
+    if (finding.weight == Weight::kDamage) json["mendable"] = finding.mendable;
   }
   return json;
 }

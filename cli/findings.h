@@ -39,6 +39,7 @@ struct Finding {
   std::string what;               // a whole sentence part, with its place
   std::optional<uint32_t> item;   // the item it concerns
   std::optional<uint32_t> block;  // the block it was seen in
+  bool mendable = false;          // that block can be mended
 };
 
 enum class Verdict { kSound, kSuspect, kDamaged };

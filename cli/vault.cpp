@@ -20,7 +20,7 @@ const PmChar* Text(const std::optional<PmString>& name) {
 }  // namespace
 
 Vault::Vault(const VaultPath& path, Opening opening)
-    : path_(path), isNew_(!platform::Exists(path.file.c_str())) {
+    : path_(path), isNew_(!platform::Exists(path.file.c_str())), isLocked_(path.isLocked()) {
   if (!isNew_) {
     Image(path).requireSound();
   } else if (opening == Opening::kExisting) {
@@ -44,6 +44,10 @@ void Vault::refuse(int32_t result, const std::string& doing) const {
   const bool isSystem = result == -2 || result == -4;
   const std::string what =
       fmt::format("{}: cannot {} (result {}){}", path_.shown, doing, result, isSystem ? call_.reason() : "");
+  if (result == -2 && isLocked_)
+    throw Failure(ExitCode::kRefused,
+                  fmt::format("another program has {} open and is changing it", path_.shown),
+                  "Nothing was changed. Close the vault there first.");
   if (!isSystem) throw Failure(ExitCode::kRefused, what, "Nothing was changed: what was begun is dropped.");
   throw Failure(ExitCode::kIoError, what,
                 isNew_

@@ -47,7 +47,8 @@ class Vault {
   [[noreturn]] void refuse(int32_t result, const std::string& doing) const;
 
   VaultPath path_;
-  bool isNew_;  // made here, and not committed yet
+  bool isNew_;     // made here, and not committed yet
+  bool isLocked_;  // by another program: no change can be made
   DataBaseHandle* handle_ = nullptr;
   uint64_t toWrite_ = 0;  // bytes of blocks, about
   SystemCall call_;

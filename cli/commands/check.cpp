@@ -1,9 +1,10 @@
 // check: every packet, every item and the ID table, of the vault and of a backup beside it; and what to do.
+#include <algorithm>
+
 #include "cli/contents.h"
 #include "cli/findings.h"
 #include "cli/pair.h"
 #include "cli/reading.h"
-#include "cli/repair.h"
 
 namespace cli {
 
@@ -34,10 +35,12 @@ Judged Judge(const Image& image, Console& console) {
   const Verdict verdict = VerdictOf(findings);
   Json found = Json::array();
   for (const Finding& finding : findings) found.push_back(ToJson(finding));
+  const bool mendable =
+      std::any_of(findings.begin(), findings.end(), [](const Finding& f) { return f.mendable; });
   Judged judged{image.fileShown(),
                 verdict,
                 ContentsOf(image, console),
-                !MendBlocks(image).empty(),
+                mendable,
                 {{"file", image.fileShown()},
                  {"journal", image.file().journal() == JournalState::kLaid},
                  {"verdict", Text(verdict)},

@@ -10,6 +10,7 @@
 #include "cli/host.h"
 #include "cli/pair.h"
 #include "cli/reading.h"
+#include "cli/writing.h"
 #include "pmstore.h"
 
 namespace cli {
@@ -17,15 +18,13 @@ namespace cli {
 namespace {
 
 struct Options {
-  std::string vault;
+  WriteOptions write;
   std::string from;
-  bool dryRun = false;
 };
 
 void Declare(CLI::App& command, Options& options) {
-  command.add_option("VAULT", options.vault, "The vault's file")->required();
+  DeclareWriting(command, options.write, "The vault's file", "Only say which items would change");
   command.add_option("--from", options.from, "Restore from this copy instead of the backup beside the vault");
-  command.add_flag("--dry-run,-n", options.dryRun, "Only say which items would change");
 }
 
 Image OpenSource(const VaultPath& path, const Options& options, const Image* present, Console& console) {
@@ -116,14 +115,15 @@ void RestoreCopy(const VaultPath& path, const Image& source, Console& console) {
 }
 
 ExitCode Run(const Options& options, Console& console) {
-  const VaultPath path(options.vault);
+  const VaultPath path(options.write.vault);
+  RequireAlone(path, options.write);
   std::optional<Image> present;
   if (path.exists()) present.emplace(path);
   const Image* now = present ? &*present : nullptr;
   std::optional<Image> source = OpenSource(path, options, now, console);
   const Contents expected = Verify(*source, now, console);
   const std::vector<Difference> differences = Compare(ReadPresent(now, expected, console), expected);
-  if (options.dryRun) {
+  if (options.write.dryRun) {
     Print(differences, console);
     console.note("{} would change", CountText(differences.size(), "item"));
     return ExitCode::kFine;
