@@ -5,7 +5,6 @@
 //   damage: bytes are lost, or not what was written
 //     packet-checksum   a packet fails its checksum
 //     packet-length     a packet says that it holds more than fits a block
-//     packet-place      a packet lies beyond the end of its item
 //     item-incomplete   packets of an item are missing, or twice there
 //     block-begin, block-end, block-cut   a block is none: first byte, end mark, or the file's end within it
 //     table-malformed   a record of the ID table makes no sense

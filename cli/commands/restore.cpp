@@ -108,8 +108,9 @@ void SetAside(const PmString& file, const char* suffix, Console& console) {
 }
 
 // Puts a copy in the vault's place.
-void RestoreCopy(const VaultPath& path, const Image& source, Console& console) {
-  CopyOver(source, path.real, path.shown);
+void RestoreCopy(const VaultPath& path, std::optional<Image>& source, Console& console) {
+  CopyOver(*source, path.real, path.shown);
+  source.reset();  // it may be the backup that is set aside
   SetAside(path.journal, ".pmo", console);
   SetAside(path.backup, ".bko", console);
 }
@@ -133,7 +134,7 @@ ExitCode Run(const Options& options, Console& console) {
   Keep(path.file, path.file, console);
   present.reset();  // not every system replaces or removes a file that is open
   if (!options.from.empty()) {
-    RestoreCopy(path, *source, console);
+    RestoreCopy(path, source, console);
   } else {
     source.reset();
     if (fromBackup) SetAside(path.journal, ".pmo", console);  // the library would set both aside
