@@ -1,10 +1,8 @@
 #include "cli/host.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <ctime>
-#include <filesystem>
 #include <system_error>
 
 #if defined(_WIN32)
@@ -12,7 +10,6 @@
 #include <io.h>
 #include <windows.h>
 #else
-#include <fcntl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 #endif
@@ -116,31 +113,6 @@ std::string Environment(const char* name) {
   const char* value = std::getenv(name);
   return value == nullptr ? "" : value;
 }
-
-#if defined(_WIN32)
-bool IsOpenElsewhere(const std::string& path) {
-  const std::wstring wide = std::filesystem::u8path(path).wstring();
-  HANDLE file =
-      CreateFileW(wide.c_str(), GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);  // shared with nobody
-  if (file == INVALID_HANDLE_VALUE) return GetLastError() == ERROR_SHARING_VIOLATION;
-  CloseHandle(file);
-  return false;
-}
-#elif defined(F_SETLEASE)
-bool IsOpenElsewhere(const std::string& path) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (file < 0) return false;
-  std::signal(SIGIO, SIG_IGN);  // who opens the file now waits for the lease to be given up, and we are told
-  // A lease for writing is given only where nobody else has the file open.
-  const bool isHeld = fcntl(file, F_SETLEASE, F_WRLCK) != 0 && errno == EAGAIN;
-  close(file);  // gives it up
-  return isHeld;
-}
-#else
-bool IsOpenElsewhere(const std::string&) {
-  return false;
-}
-#endif
 
 std::string SystemName() {
 #if defined(_WIN32)

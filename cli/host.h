@@ -24,9 +24,6 @@ int TerminalWidth();
 // An environment variable, empty when it is not set.
 std::string Environment(const char* name);
 
-// Whether any other open file, of whatever program, is this one; no where the system does not say.
-bool IsOpenElsewhere(const std::string& path);
-
 // The system that the tool was built for, "Linux, 64 bits".
 std::string SystemName();
 

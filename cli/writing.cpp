@@ -1,9 +1,8 @@
 #include "cli/writing.h"
 
-#include <chrono>
-#include <thread>
+#include <filesystem>
 
-#include "cli/host.h"
+#include "include/pmsharing.hpp"
 
 namespace cli {
 
@@ -20,17 +19,11 @@ void RequireAlone(const VaultPath& path, const WriteOptions& options) {
                   fmt::format("another program has {} open and is changing it", path.shown),
                   "Nothing was changed. Close the vault there first.");
   }
-  // A scanner or an indexer has a file open for a moment only.
-  constexpr int kTries = 5;
-  for (int i = 0; IsOpenElsewhere(path.shown); ++i) {
-    if (i == kTries) {
-      throw Failure(
-          ExitCode::kRefused, fmt::format("another program has {} open", path.shown),
-          "Nothing was changed. Close the vault there first, or say --force: then what the other program "
-          "changes later is refused there.");
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(40));
-  }
+  if (!pmstore::isOpen(std::filesystem::u8path(path.shown))) return;
+  throw Failure(
+      ExitCode::kRefused, fmt::format("another program has {} open", path.shown),
+      "Nothing was changed. Close the vault there first, or say --force: then what the other program "
+      "changes later is refused there.");
 }
 
 }  // namespace cli
