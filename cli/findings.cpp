@@ -5,11 +5,14 @@
 #include <algorithm>
 #include <map>
 
+#include "cli/failure.h"
 #include "cli/owner.h"
 
 namespace cli {
 
 namespace {
+
+constexpr char kFileEmpty[] = "file-empty";
 
 class Examination {
  public:
@@ -109,6 +112,9 @@ class Examination {
       if (record.id == 0)
         add("record-zero", Weight::kDamage, "the ID table has a record for ID 0, which is its own", 0, {});
     }
+    if (image_.blocks().empty() && image_.fileProblems().empty())
+      add(kFileEmpty, Weight::kNote, "a new vault is empty, and so is a file that has lost everything", {},
+          {});
     const size_t unlisted = unlisted_.size();
     if (unlisted == 0) return;
     if (table == nullptr)
@@ -195,6 +201,15 @@ bool NamesEveryItem(const Image& image, const std::vector<uint32_t>& unlisted) {
   return unlisted.empty() || !table->endsFull;
 }
 
+void RequireAllNamed(const Image& image) {
+  const std::vector<uint32_t> unlisted = UnlistedItems(image);
+  if (unlisted.empty() || NamesEveryItem(image, unlisted)) return;
+  throw Failure(ExitCode::kRefused,
+                fmt::format("the ID table of {} is lost, or the end of it, and {} with it", image.fileShown(),
+                            CountText(unlisted.size(), "item")),
+                "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
+}
+
 std::vector<Finding> Examine(const Image& image, bool names) {
   return Examination(image, names).run();
 }
@@ -204,18 +219,19 @@ Verdict VerdictOf(const std::vector<Finding>& findings) {
   for (const Finding& finding : findings) {
     if (finding.weight == Weight::kDamage) return Verdict::kDamaged;
     if (finding.weight == Weight::kSuspicion) verdict = Verdict::kSuspect;
+    if (finding.code == kFileEmpty) verdict = Verdict::kEmpty;
   }
   return verdict;
 }
 
 const char* Text(Verdict verdict) {
-  constexpr const char* kTexts[] = {"sound", "suspect", "damaged"};
+  constexpr const char* kTexts[] = {"sound", "empty", "suspect", "damaged"};
   return kTexts[static_cast<int>(verdict)];
 }
 
 std::string Shown(const std::vector<Finding>& findings, const Console& console) {
   const Verdict verdict = VerdictOf(findings);
-  constexpr Colour kColours[] = {Colour::kGreen, Colour::kYellow, Colour::kRed};
+  constexpr Colour kColours[] = {Colour::kGreen, Colour::kYellow, Colour::kYellow, Colour::kRed};
   std::string text = console.paint(kColours[static_cast<int>(verdict)], Text(verdict));
   if (const size_t damage = CountOf(findings, Weight::kDamage); damage > 0)
     text += ", " + CountText(damage, "problem");

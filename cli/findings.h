@@ -19,6 +19,7 @@
 //   note: nothing is lost
 //     unlisted-packets     an item that no record names: deleted, or never finished, when a program ended
 //     leftover-packets     packets of a longer version of an item
+//     file-empty           there is no block at all; nothing shows whether there ever was one
 #pragma once
 
 #include <optional>
@@ -41,7 +42,8 @@ struct Finding {
   bool mendable = false;          // that block can be mended
 };
 
-enum class Verdict { kSound, kSuspect, kDamaged };
+// kEmpty is a file of no bytes: a new vault is one, and so is a vault of which nothing is left.
+enum class Verdict { kSound, kEmpty, kSuspect, kDamaged };
 
 // Looks at every block, every item and every record: the damage first, packets with a wrong checksum before
 // all, then what is suspected, then notes. Without `names` items go by their IDs alone.
@@ -61,5 +63,8 @@ std::vector<uint32_t> UnlistedItems(const Image& image);
 // Whether the ID table names every item there is, as far as anybody can tell. Items that it does not name are
 // then left over and to be forgotten; otherwise they are what is left of its loss.
 bool NamesEveryItem(const Image& image, const std::vector<uint32_t>& unlisted);
+
+// Fails for a vault whose ID table has lost items: with the next change they would be forgotten.
+void RequireAllNamed(const Image& image);
 
 }  // namespace cli

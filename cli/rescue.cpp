@@ -23,6 +23,17 @@ bool IsCertain(const Image& image, uint32_t id) {
   return image.isIntact(id) && !image.findItem(id)->endsFull;
 }
 
+// Whether the backup's item is made of all the sound packets that the vault still has of it.
+bool HoldsRestOf(const Image& backup, const Image& vault, uint32_t id) {
+  const Item* rest = vault.findItem(id);
+  if (rest == nullptr) return true;
+  std::set<Bytes> packets;
+  for (uint32_t number : backup.findItem(id)->blocks) packets.insert(backup.readBlock(number));
+  return std::all_of(rest->blocks.begin(), rest->blocks.end(), [&](uint32_t number) {
+    return !vault.blocks()[number].sound || packets.count(vault.readBlock(number)) != 0;
+  });
+}
+
 bool BeginsWith(const Bytes& longer, const Bytes& shorter) {
   return longer.size() > shorter.size() && std::equal(shorter.begin(), shorter.end(), longer.begin());
 }
@@ -64,12 +75,15 @@ void Rescue::listItems(uint32_t kindOfLost) {
   std::set<uint32_t> listed{0};
   const Image& main = first().proven;
   const std::vector<uint32_t> unlisted = UnlistedItems(main);
-  const bool isTableWhole = main.findItem(0) == nullptr ? unlisted.empty() && main.fileProblems().empty()
-                                                        : NamesEveryItem(main, unlisted);
+  const bool hasBlocks = !main.blocks().empty();
+  const bool isTableWhole = main.findItem(0) == nullptr
+                                ? hasBlocks && unlisted.empty() && main.fileProblems().empty()
+                                : NamesEveryItem(main, unlisted);
   for (const auto& source : sources_) {
     std::vector<Record> records;
     for (const Image* image : {&source->proven, &source->guessed, &source->freed}) {
-      if (records.empty() && image->tableProblem().empty()) records = image->records();
+      const bool mayBeFreed = image == &source->freed && isTableWhole;  // then what it named was deleted
+      if (records.empty() && image->tableProblem().empty() && !mayBeFreed) records = image->records();
     }
     if (records.empty()) records = RescueRecords(source->proven);
     for (const Record& record : records) {
@@ -91,20 +105,23 @@ void Rescue::listItems(uint32_t kindOfLost) {
 // The item as it was stored, for certain or with proof.
 bool Rescue::takeWhole(Fate& fate) const {
   const uint32_t id = fate.record.id;
-  const bool isThere = first().plain.isIntact(id);
+  const bool hasOwn = first().plain.isIntact(id);
   for (const auto& source : sources_) {
     fate.fromBackup = source != sources_[0];
-    if (fate.fromBackup && isThere &&
+    if (fate.fromBackup && hasOwn &&
         !BeginsWith(source->proven.readItem(id).bytes, first().plain.readItem(id).bytes))
       return false;  // the vault's own is the later one
-    if (IsCertain(source->plain, id)) {
-      fate.kind = FateKind::kSaved;
-      fate.image = &source->plain;
-      return true;
+    const bool isThere = IsCertain(source->plain, id);
+    if (!isThere && !IsCertain(source->proven, id)) continue;
+    fate.kind = isThere ? FateKind::kSaved : FateKind::kMended;
+    fate.image = isThere ? &source->plain : &source->proven;
+    if (fate.fromBackup) {
+      const bool isSame = HoldsRestOf(*fate.image, first().proven, id);
+      fate.kind = isSame ? fate.kind : FateKind::kDoubtful;
+      fate.why = isSame ? "the vault's own is lost, and may have been newer"
+                        : "an older one: what the vault has left of it is other";
     }
-    if (!IsCertain(source->proven, id)) continue;
-    fate.kind = FateKind::kMended;
-    fate.image = &source->proven;
+    if (isThere) return true;
     for (uint32_t block : fate.image->findItem(id)->blocks) {
       if (source->mended.count(block) != 0) fate.mended.push_back(block);
     }

@@ -6,6 +6,7 @@
 #include <random>
 
 #include "cli/failure.h"
+#include "cli/findings.h"
 
 namespace cli {
 
@@ -20,9 +21,11 @@ const PmChar* Text(const std::optional<PmString>& name) {
 }  // namespace
 
 Vault::Vault(const VaultPath& path, Opening opening)
-    : path_(path), isNew_(!platform::Exists(path.file.c_str())), isLocked_(path.isLocked()) {
+    : path_(path), isNew_(!platform::Exists(path.file.c_str())) {
   if (!isNew_) {
-    Image(path).requireSound();
+    const Image image(path);
+    image.requireSound();
+    RequireAllNamed(image);
   } else if (opening == Opening::kExisting) {
     throw Failure(ExitCode::kMissing, fmt::format("there is no vault {}", path_.shown));
   }
@@ -44,10 +47,6 @@ void Vault::refuse(int32_t result, const std::string& doing) const {
   const bool isSystem = result == -2 || result == -4;
   const std::string what =
       fmt::format("{}: cannot {} (result {}){}", path_.shown, doing, result, isSystem ? call_.reason() : "");
-  if (result == -2 && isLocked_)
-    throw Failure(ExitCode::kRefused,
-                  fmt::format("another program has {} open and is changing it", path_.shown),
-                  "Nothing was changed. Close the vault there first.");
   if (!isSystem) throw Failure(ExitCode::kRefused, what, "Nothing was changed: what was begun is dropped.");
   throw Failure(ExitCode::kIoError, what,
                 isNew_

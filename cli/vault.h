@@ -47,8 +47,7 @@ class Vault {
   [[noreturn]] void refuse(int32_t result, const std::string& doing) const;
 
   VaultPath path_;
-  bool isNew_;     // made here, and not committed yet
-  bool isLocked_;  // by another program: no change can be made
+  bool isNew_;  // made here, and not committed yet
   DataBaseHandle* handle_ = nullptr;
   uint64_t toWrite_ = 0;  // bytes of blocks, about
   SystemCall call_;

@@ -13,13 +13,13 @@ void DeclareWriting(CLI::App& command, WriteOptions& options, const char* vault,
 }
 
 void RequireAlone(const VaultPath& path, const WriteOptions& options) {
-  if (options.dryRun || options.force || !path.exists()) return;
+  if (options.dryRun || !path.exists()) return;
   if (path.isLocked()) {
     throw Failure(ExitCode::kRefused,
                   fmt::format("another program has {} open and is changing it", path.shown),
                   "Nothing was changed. Close the vault there first.");
   }
-  if (!pmstore::isOpen(std::filesystem::u8path(path.shown))) return;
+  if (options.force || !pmstore::isOpen(std::filesystem::u8path(path.shown))) return;
   throw Failure(
       ExitCode::kRefused, fmt::format("another program has {} open", path.shown),
       "Nothing was changed. Close the vault there first, or say --force: then what the other program "

@@ -16,8 +16,8 @@ struct WriteOptions {
 
 void DeclareWriting(CLI::App& command, WriteOptions& options, const char* vault, const char* dryRun);
 
-// Fails when another program has the vault open, unless that is forced or only rehearsed. To be called before the
-// tool opens the vault itself. What cannot be found out counts as no.
+// Fails when another program is changing the vault, or has it open and that is not forced; a rehearsal goes on. To be
+// called before the tool opens the vault itself. What cannot be found out counts as no.
 void RequireAlone(const VaultPath& path, const WriteOptions& options);
 
 }  // namespace cli

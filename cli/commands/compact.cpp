@@ -18,14 +18,11 @@ void Declare(CLI::App& command, Options& options) {
 }
 
 // Fails for a vault that would lose what can still be had.
-void RequireNothingToSave(const Image& image, const std::vector<uint32_t>& unlisted) {
+void RequireNothingToSave(const Image& image) {
   const std::vector<Finding> findings = Examine(image);
-  const bool damaged = VerdictOf(findings) == Verdict::kDamaged;
-  if (!damaged && (unlisted.empty() || NamesEveryItem(image, unlisted))) return;
-  throw Failure(
-      ExitCode::kRefused,
-      fmt::format("{} is {}: {}", image.fileShown(), damaged ? "damaged" : "suspect", findings[0].what),
-      "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
+  if (VerdictOf(findings) != Verdict::kDamaged) return RequireAllNamed(image);
+  throw Failure(ExitCode::kRefused, fmt::format("{} is damaged: {}", image.fileShown(), findings[0].what),
+                "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
 }
 
 ExitCode Compact(const Options& options, Console& console) {
@@ -39,7 +36,7 @@ ExitCode Compact(const Options& options, Console& console) {
   {
     const Image image(path);
     unlisted = UnlistedItems(image);
-    RequireNothingToSave(image, unlisted);
+    RequireNothingToSave(image);
     before = ContentsOf(image, console);
     sizeBefore = image.file().size();
     size_t blocks = image.freeBlockCount();

@@ -52,8 +52,8 @@ Contents Verify(const Image& source, const Image* present, Console& console) {
         ExitCode::kRefused, fmt::format("{} is damaged itself: {}", source.fileShown(), findings[0].what),
         "Nothing was changed. \"pmstore salvage\" saves what is intact in the vault and its backup.");
   }
-  if (VerdictOf(findings) == Verdict::kSuspect)
-    console.warn("{} is suspect: {}", source.fileShown(), findings[0].what);
+  if (VerdictOf(findings) != Verdict::kSound)
+    console.warn("{} is {}: {}", source.fileShown(), Text(VerdictOf(findings)), findings[0].what);
   if (present != nullptr && source.isBackup()) {
     for (const Warning& warning : WarnOfPair(*present, source, true)) console.warn("{}", warning.what);
   }
@@ -76,11 +76,10 @@ Contents ReadPresent(const Image* image, const Contents& expected, Console& cons
   return present;
 }
 
-// Keeps a copy of a file that is to be replaced.
-void Keep(const PmString& file, const PmString& asName, Console& console) {
-  if (!platform::Exists(file.c_str())) return;
-  const PmString kept = UnusedName(asName, ".damaged");
-  CopyToNewFile(file, kept, ToUtf8(kept));
+// Keeps a copy of what is to be replaced: the file, or, where its journal is set aside, both in one.
+void Keep(const Image& present, const VaultPath& path, bool withJournal, Console& console) {
+  const PmString kept = UnusedName(path.file, ".damaged");
+  withJournal ? CopyToNewFile(present, kept, ToUtf8(kept)) : CopyToNewFile(path.file, kept, ToUtf8(kept));
   console.note("the replaced file is kept as {}", ToUtf8(kept));
 }
 
@@ -131,7 +130,7 @@ ExitCode Run(const Options& options, Console& console) {
   }
   const bool fromBackup = source->isBackup();
   const std::string shown = fromBackup || !options.from.empty() ? source->fileShown() : path.journalShown;
-  Keep(path.file, path.file, console);
+  if (present) Keep(*present, path, !options.from.empty(), console);
   present.reset();  // not every system replaces or removes a file that is open
   if (!options.from.empty()) {
     RestoreCopy(path, source, console);
