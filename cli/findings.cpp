@@ -204,10 +204,11 @@ bool NamesEveryItem(const Image& image, const std::vector<uint32_t>& unlisted) {
 void RequireAllNamed(const Image& image) {
   const std::vector<uint32_t> unlisted = UnlistedItems(image);
   if (unlisted.empty() || NamesEveryItem(image, unlisted)) return;
-  throw Failure(ExitCode::kRefused,
-                fmt::format("the ID table of {} is lost, or the end of it, and {} with it", image.fileShown(),
-                            CountText(unlisted.size(), "item")),
-                "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
+  throw Failure(
+      ExitCode::kRefused,
+      fmt::format("the ID table of {} is lost, or its end, and {} {} left without it", image.fileShown(),
+                  CountText(unlisted.size(), "item"), unlisted.size() == 1 ? "is" : "are"),
+      "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
 }
 
 std::vector<Finding> Examine(const Image& image, bool names) {

@@ -73,7 +73,7 @@ Rescue::Rescue(std::unique_ptr<Image> vault, std::unique_ptr<Image> backup, cons
 // items that no record speaks of.
 void Rescue::listItems(uint32_t kindOfLost) {
   std::set<uint32_t> listed{0};
-  const Image& main = first().proven;
+  const Image& main = IsCertain(first().plain, 0) ? first().plain : first().proven;
   const std::vector<uint32_t> unlisted = UnlistedItems(main);
   const bool hasBlocks = !main.blocks().empty();
   const bool isTableWhole = main.findItem(0) == nullptr
@@ -81,6 +81,7 @@ void Rescue::listItems(uint32_t kindOfLost) {
                                 : NamesEveryItem(main, unlisted);
   for (const auto& source : sources_) {
     std::vector<Record> records;
+    if (IsCertain(source->plain, 0)) records = source->plain.records();
     for (const Image* image : {&source->proven, &source->guessed, &source->freed}) {
       const bool mayBeFreed = image == &source->freed && isTableWhole;  // then what it named was deleted
       if (records.empty() && image->tableProblem().empty() && !mayBeFreed) records = image->records();
