@@ -203,12 +203,12 @@ bool NamesEveryItem(const Image& image, const std::vector<uint32_t>& unlisted) {
 
 void RequireAllNamed(const Image& image) {
   const std::vector<uint32_t> unlisted = UnlistedItems(image);
-  if (unlisted.empty() || NamesEveryItem(image, unlisted)) return;
-  throw Failure(
-      ExitCode::kRefused,
-      fmt::format("the ID table of {} is lost, or its end, and {} {} left without it", image.fileShown(),
-                  CountText(unlisted.size(), "item"), unlisted.size() == 1 ? "is" : "are"),
-      "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
+  if (image.items().empty() || NamesEveryItem(image, unlisted)) return;
+  const size_t left = image.findItem(0) == nullptr ? image.items().size() : unlisted.size();
+  throw Failure(ExitCode::kRefused,
+                fmt::format("the ID table of {} is lost, or its end, and {} {} left without it",
+                            image.fileShown(), CountText(left, "item"), left == 1 ? "is" : "are"),
+                "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
 }
 
 std::vector<Finding> Examine(const Image& image, bool names) {
