@@ -100,9 +100,8 @@ def test_errors_name_the_path_and_the_reason(path, prepare, number):
 
 
 def test_who_wants_a_vault_alone_gets_none_that_is_open(path):
-    with pmstore.Vault(path, alone=True):
-        assert pytest.raises(pmstore.VaultInUse, pmstore.Vault, path, alone=True).value.path == str(path)
-        pmstore.Vault(path).close()
+    with pmstore.Vault(path, alone=True), pmstore.Vault(path):
+        pytest.raises(pmstore.VaultInUse, pmstore.Vault, path, alone=True).match(str(path))
     assert not pmstore.is_open(path)
 
 
