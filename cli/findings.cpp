@@ -12,7 +12,7 @@ namespace cli {
 
 namespace {
 
-constexpr char kFileEmpty[] = "file-empty";
+constexpr char kVaultEmpty[] = "vault-empty";
 
 class Examination {
  public:
@@ -112,8 +112,8 @@ class Examination {
       if (record.id == 0)
         add("record-zero", Weight::kDamage, "the ID table has a record for ID 0, which is its own", 0, {});
     }
-    if (image_.blocks().empty() && image_.fileProblems().empty())
-      add(kFileEmpty, Weight::kNote, "a new vault is empty, and so is a file that has lost everything", {},
+    if (image_.items().empty() && image_.fileProblems().empty())
+      add(kVaultEmpty, Weight::kNote, "it holds no item: it is new, or all were deleted, or all are lost", {},
           {});
     const size_t unlisted = unlisted_.size();
     if (unlisted == 0) return;
@@ -220,7 +220,7 @@ Verdict VerdictOf(const std::vector<Finding>& findings) {
   for (const Finding& finding : findings) {
     if (finding.weight == Weight::kDamage) return Verdict::kDamaged;
     if (finding.weight == Weight::kSuspicion) verdict = Verdict::kSuspect;
-    if (finding.code == kFileEmpty) verdict = Verdict::kEmpty;
+    if (finding.code == kVaultEmpty) verdict = Verdict::kEmpty;
   }
   return verdict;
 }

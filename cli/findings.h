@@ -19,7 +19,7 @@
 //   note: nothing is lost
 //     unlisted-packets     an item that no record names: deleted, or never finished, when a program ended
 //     leftover-packets     packets of a longer version of an item
-//     file-empty           there is no block at all; nothing shows whether there ever was one
+//     vault-empty          there is no item; nothing shows whether there ever was one
 #pragma once
 
 #include <optional>
@@ -42,7 +42,7 @@ struct Finding {
   bool mendable = false;          // that block can be mended
 };
 
-// kEmpty is a file of no bytes: a new vault is one, and so is a vault of which nothing is left.
+// kEmpty: a new vault, or one of which nothing is left.
 enum class Verdict { kSound, kEmpty, kSuspect, kDamaged };
 
 // Looks at every block, every item and every record: the damage first, packets with a wrong checksum before

@@ -61,7 +61,7 @@ std::string VerdictCard(const ReportData& data) {
   const Verdict verdict = VerdictOf(data.findings);
   constexpr const char* kMeanings[] = {
       "Every packet, every item and the table of IDs are as they were written.",
-      "The file has no bytes. A new vault is empty, and so is a file that has lost everything.",
+      "It holds no item: it is new, or all were deleted, or all are lost.",
       "Nothing is damaged, but bytes may be missing: the file alone cannot show which is true.",
       "Bytes are lost, or not what was written.",
   };

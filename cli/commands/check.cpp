@@ -134,7 +134,7 @@ ExitCode CheckBoth(const VaultPath& path, const Options& options, Console& conso
   const Judged backup = Judge(backupImage, console);
   const size_t differences = Compare(file.contents, backup.contents).size();
   std::vector<Warning> warnings = WarnOf(path, &fileImage);
-  const bool isEmptied = file.verdict == Verdict::kEmpty && differences > 0;
+  const bool isEmptied = fileImage.blocks().empty() && differences > 0;
   if (!isEmptied) {
     for (Warning& warning : WarnOfPair(fileImage, backupImage, differences > 0))
       warnings.push_back(std::move(warning));

@@ -160,7 +160,7 @@ ExitCode Salvage(const Options& options, Console& console) {
   const size_t unknown = rescue.unknownBlocks();
   const size_t lost = rescue.count(FateKind::kLost);
   const Image& read = rescue.first().plain;
-  const bool isEmpty = all == 0 && read.blocks().empty();
+  const bool isEmpty = all == 0 && read.items().empty();
   const bool isHopeless = isEmpty || (lost == all && (lost > 0 || unknown > 0));
   if (!options.dryRun && !isHopeless) Store(rescue, target, console);
   Report(rescue, console);
