@@ -31,10 +31,26 @@ const char* CodeName(ExitCode code) {
   return "";
 }
 
-void Write(std::FILE* stream, const std::string& text) {
-  // A failed write shows in ferror() when the stream is flushed.
-  static_cast<void>(std::fwrite(text.data(), 1, text.size(), stream));
-  if (stream == stderr) std::fflush(stderr);  // not everywhere by itself
+int outputError = 0;  // the first one of standard output
+
+void Note(bool isWritten) {
+  if (!isWritten && outputError == 0) outputError = errno != 0 ? errno : EIO;
+}
+
+bool FlushOutput() {
+  errno = 0;
+  Note(std::fflush(stdout) == 0);
+  return outputError == 0;
+}
+
+void WriteOutput(const void* data, size_t size) {
+  errno = 0;
+  if (size > 0) Note(std::fwrite(data, 1, size, stdout) == size);
+}
+
+void WriteMessage(const std::string& text) {
+  static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));  // nobody is left to be told
+  std::fflush(stderr);                                                  // not everywhere by itself
 }
 
 }  // namespace
@@ -53,16 +69,16 @@ void AddName(Json& json, const std::optional<PmString>& name) {
 }
 
 void Console::text(const std::string& value) {
-  Write(stdout, value);
+  WriteOutput(value.data(), value.size());
 }
 
 void Console::writeLine(const std::string& text) {
-  Write(stdout, text + "\n");
+  Console::text(text + "\n");
 }
 
 void Console::message(const std::string& text) {
-  std::fflush(stdout);
-  Write(stderr, text + "\n");
+  FlushOutput();
+  WriteMessage(text + "\n");
 }
 
 // A console is spoken to, whether or not what is said needs to know its state.
@@ -77,7 +93,7 @@ void Console::record(const Json& value) {
 // NOLINTEND(readability-convert-member-functions-to-static)
 
 void Console::bytes(const Bytes& value) {
-  if (!value.empty()) static_cast<void>(std::fwrite(value.data(), 1, value.size(), stdout));
+  WriteOutput(value.data(), value.size());
 }
 
 void Console::report(const Failure& failure) {
@@ -87,15 +103,16 @@ void Console::report(const Failure& failure) {
                {"message", failure.what()}};
     if (!failure.next.empty()) error["next"] = failure.next;
     record(Json{{"error", error}});
-    if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return;
+    if (FlushOutput()) return;
   }
   message(fmt::format("pmstore: {}", failure.what()));
   if (!failure.next.empty()) message(Wrapped(failure.next));
 }
 
 void Console::flush() {
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return;
-  throw Failure(ExitCode::kIoError, fmt::format("cannot write to standard output: {}", std::strerror(errno)));
+  if (FlushOutput()) return;
+  throw Failure(ExitCode::kIoError,
+                fmt::format("cannot write to standard output: {}", std::strerror(outputError)));
 }
 
 std::string Console::paint(Colour colour, const std::string& text) const {
@@ -111,7 +128,7 @@ Progress::Progress(const Console& console, std::string label, uint64_t total)
       active_(!console.quiet && !console.noProgress && total > 0 && ObeysEscapes(stderr)) {}
 
 Progress::~Progress() {
-  if (active_ && shown_ >= 0) Write(stderr, "\r\x1b[K");
+  if (active_ && shown_ >= 0) WriteMessage("\r\x1b[K");
 }
 
 void Progress::advance(uint64_t amount) {
@@ -125,8 +142,8 @@ void Progress::draw() {
   if (percent == shown_) return;
   shown_ = percent;
   const int full = percent * kWidth / 100;
-  Write(stderr, fmt::format("\r{:<10} [{}{}] {:3}%", label_, std::string(static_cast<size_t>(full), '#'),
-                            std::string(static_cast<size_t>(kWidth - full), '.'), percent));
+  WriteMessage(fmt::format("\r{:<10} [{}{}] {:3}%", label_, std::string(static_cast<size_t>(full), '#'),
+                           std::string(static_cast<size_t>(kWidth - full), '.'), percent));
 }
 
 WriteProgress::WriteProgress(const Console& console, std::vector<PmString> files, uint64_t expected)

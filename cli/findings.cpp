@@ -5,11 +5,14 @@
 #include <algorithm>
 #include <map>
 
+#include "cli/failure.h"
 #include "cli/owner.h"
 
 namespace cli {
 
 namespace {
+
+constexpr char kVaultEmpty[] = "vault-empty";
 
 class Examination {
  public:
@@ -42,7 +45,8 @@ class Examination {
  private:
   void add(std::string code, Weight weight, std::string what, std::optional<uint32_t> item,
            std::optional<uint32_t> block) {
-    findings_.push_back({std::move(code), weight, std::move(what), item, block});
+    const bool mendable = weight == Weight::kDamage && block && mended_.count(*block) != 0;
+    findings_.push_back({std::move(code), weight, std::move(what), item, block, mendable});
   }
 
   // "item 0x00000007 "mail"", "the ID table"
@@ -108,6 +112,9 @@ class Examination {
       if (record.id == 0)
         add("record-zero", Weight::kDamage, "the ID table has a record for ID 0, which is its own", 0, {});
     }
+    if (image_.items().empty() && image_.fileProblems().empty())
+      add(kVaultEmpty, Weight::kNote, "it holds no item: it is new, or all were deleted, or all are lost", {},
+          {});
     const size_t unlisted = unlisted_.size();
     if (unlisted == 0) return;
     if (table == nullptr)
@@ -194,6 +201,16 @@ bool NamesEveryItem(const Image& image, const std::vector<uint32_t>& unlisted) {
   return unlisted.empty() || !table->endsFull;
 }
 
+void RequireAllNamed(const Image& image) {
+  const std::vector<uint32_t> unlisted = UnlistedItems(image);
+  if (image.items().empty() || NamesEveryItem(image, unlisted)) return;
+  const size_t left = image.findItem(0) == nullptr ? image.items().size() : unlisted.size();
+  throw Failure(ExitCode::kRefused,
+                fmt::format("the ID table of {} is lost, or its end, and {} {} left without it",
+                            image.fileShown(), CountText(left, "item"), left == 1 ? "is" : "are"),
+                "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
+}
+
 std::vector<Finding> Examine(const Image& image, bool names) {
   return Examination(image, names).run();
 }
@@ -203,18 +220,19 @@ Verdict VerdictOf(const std::vector<Finding>& findings) {
   for (const Finding& finding : findings) {
     if (finding.weight == Weight::kDamage) return Verdict::kDamaged;
     if (finding.weight == Weight::kSuspicion) verdict = Verdict::kSuspect;
+    if (finding.code == kVaultEmpty) verdict = Verdict::kEmpty;
   }
   return verdict;
 }
 
 const char* Text(Verdict verdict) {
-  constexpr const char* kTexts[] = {"sound", "suspect", "damaged"};
+  constexpr const char* kTexts[] = {"sound", "empty", "suspect", "damaged"};
   return kTexts[static_cast<int>(verdict)];
 }
 
 std::string Shown(const std::vector<Finding>& findings, const Console& console) {
   const Verdict verdict = VerdictOf(findings);
-  constexpr Colour kColours[] = {Colour::kGreen, Colour::kYellow, Colour::kRed};
+  constexpr Colour kColours[] = {Colour::kGreen, Colour::kYellow, Colour::kYellow, Colour::kRed};
   std::string text = console.paint(kColours[static_cast<int>(verdict)], Text(verdict));
   if (const size_t damage = CountOf(findings, Weight::kDamage); damage > 0)
     text += ", " + CountText(damage, "problem");
@@ -231,6 +249,7 @@ Json ToJson(const Finding& finding) {
   if (finding.block) {
     json["block"] = *finding.block;
     json["offset"] = uint64_t{*finding.block} * storage::kBlockSize;
+    if (finding.weight == Weight::kDamage) json["mendable"] = finding.mendable;
   }
   return json;
 }

@@ -5,7 +5,6 @@
 //   damage: bytes are lost, or not what was written
 //     packet-checksum   a packet fails its checksum
 //     packet-length     a packet says that it holds more than fits a block
-//     packet-place      a packet lies beyond the end of its item
 //     item-incomplete   packets of an item are missing, or twice there
 //     block-begin, block-end, block-cut   a block is none: first byte, end mark, or the file's end within it
 //     table-malformed   a record of the ID table makes no sense
@@ -20,6 +19,7 @@
 //   note: nothing is lost
 //     unlisted-packets     an item that no record names: deleted, or never finished, when a program ended
 //     leftover-packets     packets of a longer version of an item
+//     vault-empty          there is no item; nothing shows whether there ever was one
 #pragma once
 
 #include <optional>
@@ -39,9 +39,11 @@ struct Finding {
   std::string what;               // a whole sentence part, with its place
   std::optional<uint32_t> item;   // the item it concerns
   std::optional<uint32_t> block;  // the block it was seen in
+  bool mendable = false;          // that block can be mended
 };
 
-enum class Verdict { kSound, kSuspect, kDamaged };
+// kEmpty: a new vault, or one of which nothing is left.
+enum class Verdict { kSound, kEmpty, kSuspect, kDamaged };
 
 // Looks at every block, every item and every record: the damage first, packets with a wrong checksum before
 // all, then what is suspected, then notes. Without `names` items go by their IDs alone.
@@ -61,5 +63,8 @@ std::vector<uint32_t> UnlistedItems(const Image& image);
 // Whether the ID table names every item there is, as far as anybody can tell. Items that it does not name are
 // then left over and to be forgotten; otherwise they are what is left of its loss.
 bool NamesEveryItem(const Image& image, const std::vector<uint32_t>& unlisted);
+
+// Fails for a vault whose ID table has lost items: with the next change they would be forgotten.
+void RequireAllNamed(const Image& image);
 
 }  // namespace cli

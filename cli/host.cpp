@@ -84,16 +84,13 @@ bool IsTerminal(std::FILE* stream) {
 }
 
 bool ObeysEscapes(std::FILE* stream) {
+  if (Environment("TERM") == "dumb") return false;
 #if defined(_WIN32)
   DWORD mode = 0;
   return GetConsoleMode(HandleOf(stream), &mode) && (mode & ENABLE_VIRTUAL_TERMINAL_PROCESSING) != 0;
 #else
   return IsTerminal(stream);
 #endif
-}
-
-bool IsDrawable(std::FILE* stream) {
-  return IsTerminal(stream) && Environment("TERM") != "dumb";
 }
 
 int TerminalWidth() {

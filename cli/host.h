@@ -12,9 +12,6 @@ void PrepareStreams();
 
 bool IsTerminal(std::FILE* stream);
 
-// Whether a stream is a terminal that takes colours and a line drawn over itself.
-bool IsDrawable(std::FILE* stream);
-
 // Whether a stream is a terminal on which escape codes colour and erase.
 bool ObeysEscapes(std::FILE* stream);
 

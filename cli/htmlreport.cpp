@@ -34,7 +34,7 @@ p { margin: .4rem 0; } .dim { color: var(--dim); }
 .verdict { border: 1px solid var(--line); border-left: .4rem solid var(--tone); background: var(--card);
   padding: .8rem 1rem; margin: 1.25rem 0; border-radius: .3rem; }
 .verdict strong { color: var(--tone); font-size: 1.25rem; }
-.sound { --tone: var(--sound); } .suspect, .suspicion { --tone: var(--suspect); }
+.sound { --tone: var(--sound); } .empty, .suspect, .suspicion { --tone: var(--suspect); }
 .damaged, .damage { --tone: var(--damaged); } .note { --tone: var(--dim); }
 table { border-collapse: collapse; width: 100%; font-variant-numeric: tabular-nums; }
 th, td { text-align: left; padding: .3rem .7rem .3rem 0; border-bottom: 1px solid var(--line); vertical-align: top; }
@@ -61,6 +61,7 @@ std::string VerdictCard(const ReportData& data) {
   const Verdict verdict = VerdictOf(data.findings);
   constexpr const char* kMeanings[] = {
       "Every packet, every item and the table of IDs are as they were written.",
+      "It holds no item: it is new, or all were deleted, or all are lost.",
       "Nothing is damaged, but bytes may be missing: the file alone cannot show which is true.",
       "Bytes are lost, or not what was written.",
   };

@@ -77,10 +77,10 @@ void Image::judgeBlock(const uint8_t* bytes) {
   if (header.packetFlag > 1 || header.formatVersion != storage::kFormatVersion) {
     state = BlockState::kMalformed;
     fileProblems_.push_back(
-        {"block-begin", number, fmt::format("its first byte is 0x{:02X}, which begins no block", bytes[0])});
+        {number, fmt::format("its first byte is 0x{:02X}, which begins no block", bytes[0]), "block-begin"});
   } else if (storage::LoadU32(bytes + storage::kTrailerOffset) != storage::kTrailerMagic) {
     if (state == BlockState::kUsed && !sound) state = BlockState::kMalformed;
-    fileProblems_.push_back({"block-end", number, "its last four bytes are not the mark that ends a block"});
+    fileProblems_.push_back({number, "its last four bytes are not the mark that ends a block", "block-end"});
   }
   blocks_.push_back({header, state, sound});
   if (state != BlockState::kUsed) return;
@@ -101,7 +101,7 @@ void Image::scan() {
   }
   if (file_->restSize() != 0 && !isRestMended) {
     fileProblems_.push_back(
-        {"block-cut", whole, fmt::format("only {} of its 1024 bytes are there", file_->restSize())});
+        {whole, fmt::format("only {} of its 1024 bytes are there", file_->restSize()), "block-cut"});
   }
 }
 
@@ -145,16 +145,14 @@ ItemBytes Image::readItem(uint32_t id) const {
   result.bytes.resize(static_cast<size_t>(std::min<uint64_t>(item->size, room)));
   for (uint32_t number : item->blocks) {
     const PacketHeader& header = blocks_[number].header;
-    const auto complain = [&](const char* code, const char* what) {
-      result.problems.push_back({code, number, what});
-    };
+    const auto complain = [&](const char* what) { result.problems.push_back({number, what}); };
     if (header.dataLength > storage::kPacketCapacity) {
-      complain("packet-length", "says that it holds more bytes than fit a block");
+      complain("says that it holds more bytes than fit a block");
     } else if (!blocks_[number].sound) {
-      complain("packet-checksum", "fails its checksum");
+      complain("fails its checksum");
     } else if (uint64_t{header.itemOffset} + header.dataLength > result.bytes.size() ||
                header.itemOffset == result.bytes.size()) {
-      complain("packet-place", "lies beyond the item's end: another block of the item is missing");
+      complain("lies beyond the item's end: another block of the item is missing");
     } else {
       const Bytes block = readBlock(number);
       std::copy_n(block.data() + storage::kHeaderSize, header.dataLength,

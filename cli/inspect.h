@@ -37,9 +37,9 @@ struct Block {
 };
 
 struct Problem {
-  const char* code;  // see findings.h
   uint32_t block;
   std::string what;
+  const char* code = "";  // of what keeps a file from being a data file; see findings.h
 };
 
 struct Item {

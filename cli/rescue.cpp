@@ -18,9 +18,15 @@ Image WithFreed(const Image& image) {
   return freed.empty() ? image : Image(image, std::move(freed));
 }
 
-// Whether the item is whole and nothing hints that it was longer.
-bool IsCertain(const Image& image, uint32_t id) {
-  return image.isIntact(id) && !image.findItem(id)->endsFull;
+// Whether the backup's item is made of all the sound packets that the vault still has of it.
+bool HoldsRestOf(const Image& backup, const Image& vault, uint32_t id) {
+  const Item* rest = vault.findItem(id);
+  if (rest == nullptr) return true;
+  std::set<Bytes> packets;
+  for (uint32_t number : backup.findItem(id)->blocks) packets.insert(backup.readBlock(number));
+  return std::all_of(rest->blocks.begin(), rest->blocks.end(), [&](uint32_t number) {
+    return !vault.blocks()[number].sound || packets.count(vault.readBlock(number)) != 0;
+  });
 }
 
 bool BeginsWith(const Bytes& longer, const Bytes& shorter) {
@@ -29,16 +35,18 @@ bool BeginsWith(const Bytes& longer, const Bytes& shorter) {
 
 }  // namespace
 
-RescueSource::RescueSource(Image image, bool mend)
+RescueSource::RescueSource(Image image, bool mend, bool isAtRest)
     : plain(std::move(image)),
       mended(mend ? MendBlocks(plain) : MendedBlocks()),
       proven(WithProven(plain, mended)),
       freed(mend ? WithFreed(proven) : proven),
       guessed(WithGuesses(plain, mended)) {
   const Owners owners(plain, mended);
-  const auto lose = [this, &owners](uint32_t block) {
+  const auto lose = [&](uint32_t block) {
     if (mended.count(block) != 0) return;
-    if (const std::optional<Owner> owner = owners.find(block)) lostBlocks.emplace(owner->item, block);
+    const std::optional<Owner> owner = owners.find(block);
+    if (owner) lostBlocks.emplace(owner->item, block);
+    mayMix = mayMix || (!owner && !isAtRest);
   };
   for (uint32_t number = 0; number < plain.blocks().size(); ++number) {
     const Block& block = plain.blocks()[number];
@@ -49,10 +57,18 @@ RescueSource::RescueSource(Image image, bool mend)
   if (plain.file().restSize() != 0) lose(plain.file().blockCount());
 }
 
+bool RescueSource::isCertain(const Image& reading, uint32_t id) const {
+  if (!reading.isIntact(id)) return false;
+  const Item& item = *reading.findItem(id);
+  return !item.endsFull && !(mayMix && item.blocks.size() > 1);
+}
+
 Rescue::Rescue(std::unique_ptr<Image> vault, std::unique_ptr<Image> backup, const Policy& policy) {
   for (std::unique_ptr<Image>* image : {&vault, &backup}) {
-    if (*image != nullptr)
-      sources_.push_back(std::make_unique<RescueSource>(std::move(**image), policy.mend));
+    if (*image == nullptr) continue;
+    const bool isLaid = (*image)->file().journal() == JournalState::kLaid;
+    const bool isAtRest = isLaid || (backup == nullptr && !(*image)->isBackup());
+    sources_.push_back(std::make_unique<RescueSource>(std::move(**image), policy.mend, isAtRest));
   }
   listItems(policy.kindOfLost);
   for (Fate& fate : fates_) decide(fate, policy.partial);
@@ -62,14 +78,18 @@ Rescue::Rescue(std::unique_ptr<Image> vault, std::unique_ptr<Image> backup, cons
 // items that no record speaks of.
 void Rescue::listItems(uint32_t kindOfLost) {
   std::set<uint32_t> listed{0};
-  const Image& main = first().proven;
+  const Image& main = first().isCertain(first().plain, 0) ? first().plain : first().proven;
   const std::vector<uint32_t> unlisted = UnlistedItems(main);
-  const bool isTableWhole = main.findItem(0) == nullptr ? unlisted.empty() && main.fileProblems().empty()
-                                                        : NamesEveryItem(main, unlisted);
+  const bool hasBlocks = !main.blocks().empty();
+  const bool isTableWhole = main.findItem(0) == nullptr
+                                ? hasBlocks && unlisted.empty() && main.fileProblems().empty()
+                                : NamesEveryItem(main, unlisted);
   for (const auto& source : sources_) {
     std::vector<Record> records;
+    if (source->isCertain(source->plain, 0)) records = source->plain.records();
     for (const Image* image : {&source->proven, &source->guessed, &source->freed}) {
-      if (records.empty() && image->tableProblem().empty()) records = image->records();
+      const bool mayBeFreed = image == &source->freed && isTableWhole;  // then what it named was deleted
+      if (records.empty() && image->tableProblem().empty() && !mayBeFreed) records = image->records();
     }
     if (records.empty()) records = RescueRecords(source->proven);
     for (const Record& record : records) {
@@ -91,20 +111,25 @@ void Rescue::listItems(uint32_t kindOfLost) {
 // The item as it was stored, for certain or with proof.
 bool Rescue::takeWhole(Fate& fate) const {
   const uint32_t id = fate.record.id;
-  const bool isThere = first().plain.isIntact(id);
+  const bool hasOwn = first().plain.isIntact(id);
   for (const auto& source : sources_) {
     fate.fromBackup = source != sources_[0];
-    if (fate.fromBackup && isThere &&
-        !BeginsWith(source->proven.readItem(id).bytes, first().plain.readItem(id).bytes))
-      return false;  // the vault's own is the later one
-    if (IsCertain(source->plain, id)) {
-      fate.kind = FateKind::kSaved;
-      fate.image = &source->plain;
-      return true;
+    if (fate.fromBackup && hasOwn) {
+      const Bytes own = first().plain.readItem(id).bytes;
+      const Bytes other = source->proven.readItem(id).bytes;
+      if (other != own && !BeginsWith(other, own)) return false;  // the vault's own is the later one
     }
-    if (!IsCertain(source->proven, id)) continue;
-    fate.kind = FateKind::kMended;
-    fate.image = &source->proven;
+    const bool isThere = source->isCertain(source->plain, id);
+    if (!isThere && !source->isCertain(source->proven, id)) continue;
+    fate.kind = isThere ? FateKind::kSaved : FateKind::kMended;
+    fate.image = isThere ? &source->plain : &source->proven;
+    if (fate.fromBackup) {
+      const bool isSame = HoldsRestOf(*fate.image, first().proven, id);
+      fate.kind = isSame ? fate.kind : FateKind::kDoubtful;
+      fate.why = isSame ? "the vault's own is lost, and may have been newer"
+                        : "an older one: what the vault has left of it is other";
+    }
+    if (isThere) return true;
     for (uint32_t block : fate.image->findItem(id)->blocks) {
       if (source->mended.count(block) != 0) fate.mended.push_back(block);
     }
@@ -149,9 +174,13 @@ bool Rescue::takeLongest(Fate& fate) const {
     fate.image = &source->proven;
     fate.fromBackup = source != sources_[0];
     const auto lost = source->lostBlocks.find(id);
-    fate.why = lost == source->lostBlocks.end()
-                   ? "its last packet is full, so more may have followed"
-                   : fmt::format("cut short: {} most likely went on with it", BlockText(lost->second));
+    if (!fate.image->findItem(id)->endsFull) {
+      fate.why = "a packet of an older version may stand in for one that is damaged";
+    } else {
+      fate.why = lost == source->lostBlocks.end()
+                     ? "its last packet is full, so more may have followed"
+                     : fmt::format("cut short: {} most likely went on with it", BlockText(lost->second));
+    }
   }
   return fate.image != nullptr;
 }
@@ -232,11 +261,14 @@ const RescueSource* Rescue::sourceOf(const Fate& fate) const {
 size_t Rescue::unknownBlocks() const {
   const Image& image = first().proven;
   if (image.tableProblem().empty() && !image.records().empty()) return 0;
-  const auto malformed = std::count_if(image.blocks().begin(), image.blocks().end(), [](const Block& block) {
-    return block.state == BlockState::kMalformed;
+  std::set<uint32_t> known{0};
+  for (const Fate& fate : fates_) known.insert(fate.record.id);
+  const auto unknown = std::count_if(image.blocks().begin(), image.blocks().end(), [&](const Block& block) {
+    const bool isDamaged = block.state == BlockState::kUsed && !block.sound;
+    return block.state == BlockState::kMalformed || (isDamaged && known.count(block.header.itemId) == 0);
   });
   const bool isCut = image.blocks().size() == image.file().blockCount() && image.file().restSize() != 0;
-  return static_cast<size_t>(malformed) + (isCut ? 1 : 0);
+  return static_cast<size_t>(unknown) + (isCut ? 1 : 0);
 }
 
 size_t Rescue::count(FateKind kind) const {

@@ -32,7 +32,11 @@ struct Fate {
 
 // One file in all its readings.
 struct RescueSource {
-  RescueSource(Image image, bool mend);
+  // At rest, a file holds no packets of older versions.
+  RescueSource(Image image, bool mend, bool isAtRest);
+
+  // Whether the item is whole and nothing hints that it was longer, or other.
+  bool isCertain(const Image& reading, uint32_t id) const;
 
   Image plain;
   MendedBlocks mended;
@@ -42,6 +46,9 @@ struct RescueSource {
 
   // Blocks that cannot be mended, by the item that they most likely belong to.
   std::map<uint32_t, uint32_t> lostBlocks;
+
+  // Nobody knows whose one of those blocks is, and packets of older versions may stand in for it.
+  bool mayMix = false;
 };
 
 class Rescue {

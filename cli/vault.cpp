@@ -6,6 +6,7 @@
 #include <random>
 
 #include "cli/failure.h"
+#include "cli/findings.h"
 
 namespace cli {
 
@@ -22,7 +23,9 @@ const PmChar* Text(const std::optional<PmString>& name) {
 Vault::Vault(const VaultPath& path, Opening opening)
     : path_(path), isNew_(!platform::Exists(path.file.c_str())) {
   if (!isNew_) {
-    Image(path).requireSound();
+    const Image image(path);
+    image.requireSound();
+    RequireAllNamed(image);
   } else if (opening == Opening::kExisting) {
     throw Failure(ExitCode::kMissing, fmt::format("there is no vault {}", path_.shown));
   }

@@ -58,6 +58,11 @@ bool VaultPath::hasJournal() const {
   return platform::Exists(journal.c_str());
 }
 
+bool VaultPath::isLocked() const {
+  platform::File locked;
+  return locked.open(file.c_str(), platform::Access::kReadWrite) && !locked.lock();
+}
+
 std::vector<std::string> VaultPath::setAside() const {
   namespace fs = std::filesystem;
   std::vector<std::string> found;

@@ -31,6 +31,9 @@ struct VaultPath {
   bool hasBackup() const;
   bool hasJournal() const;
 
+  // Whether another program holds the lock that the library takes from its first change until it closes the vault.
+  bool isLocked() const;
+
   // Journals and backups that were set aside, as they are shown, in the order of their names.
   std::vector<std::string> setAside() const;
 };

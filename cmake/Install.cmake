@@ -6,7 +6,7 @@ include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(PMSTORE_PUBLIC_HEADERS
-  pmstore.h include/pmerror.hpp include/pmstore.hpp include/pmtext.hpp platform/pmtypes.h
+  pmstore.h include/pmerror.hpp include/pmsharing.hpp include/pmstore.hpp include/pmtext.hpp platform/pmtypes.h
   commonbase/src/nodepool.h commonbase/src/slist.h commonbase/src/avltree.h commonbase/src/dlist.h commonbase/src/file.h)
 set(headers_folder "${CMAKE_INSTALL_INCLUDEDIR}/pmstore")
 set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/pmstore")

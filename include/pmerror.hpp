@@ -27,7 +27,8 @@ enum class Errc : int32_t {
   kNotCreated = -103, /**< no ID: the kind and name are in use, the ID is, or there is no memory */
   kNotLibrary = -104, /**< the library could not be brought up */
   kNoVault = -105,    /**< no vault is open */
-  kBadName = -106     /**< a name that is not UTF-8, holds a zero character or found no memory */
+  kBadName = -106,    /**< a name that is not UTF-8, holds a zero character or found no memory */
+  kInUse = -107       /**< the vault was to be opened alone, and somebody has it open */
 };
 
 }  // namespace pmstore
@@ -67,6 +68,8 @@ class Category : public std::error_category {
         return "no vault is open";
       case Errc::kBadName:
         return "the name is not UTF-8, holds a zero character or found no memory";
+      case Errc::kInUse:
+        return "a program has the vault open";
     }
     return "unknown error";
   }

@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "pmerror.hpp"
+#include "pmsharing.hpp"
 #include "pmstore.h"
 #include "pmtext.hpp"
 
@@ -38,6 +39,12 @@ namespace pmstore {
 enum class Sync : int32_t {
   kLater = 0, /**< with the next sync of the vault */
   kNow = 1    /**< before the call returns */
+};
+
+/** Whether somebody else may have a vault open when it is opened. */
+enum class Use : int32_t {
+  kShared = 0, /**< yes: the first to change it has it for himself, and what others change is refused */
+  kAlone = 1   /**< no, not even this program: what isOpen() tells is refused */
 };
 
 /** Bytes of an item, lent by the library: valid until the item is changed or removed or its vault is closed.
@@ -109,9 +116,9 @@ class ItemRange;
 class Vault {
  public:
   /** Opens a vault, making a missing one. */
-  explicit Vault(const std::filesystem::path& path) {
+  explicit Vault(const std::filesystem::path& path, Use use = Use::kShared) {
     std::error_code error;
-    open(path, error);
+    open(path, use, error);
     if (error) throw Error(error, "open", path);
   }
 
@@ -121,12 +128,20 @@ class Vault {
   /** The same without exceptions. A vault that was open before is closed, and stays open, in its transaction, when its
    * changes cannot be written. */
   void open(const std::filesystem::path& path, std::error_code& error) noexcept {
+    open(path, Use::kShared, error);
+  }
+  /** @copydoc open(const std::filesystem::path&,std::error_code&) */
+  void open(const std::filesystem::path& path, Use use, std::error_code& error) noexcept {
     error.clear();
     if (file_ != nullptr) {
       detail::Set(error, writeAll());
       if (error && file_->transactions > 0) PmStartTransaction();
       if (error) return;
       close(error);
+    }
+    if (use == Use::kAlone && isOpen(path)) {
+      error = Errc::kInUse;
+      return;
     }
     if (InitPmTotalDataController() != 1) {
       error = Errc::kNotLibrary;

@@ -1,9 +1,10 @@
 // check: every packet, every item and the ID table, of the vault and of a backup beside it; and what to do.
+#include <algorithm>
+
 #include "cli/contents.h"
 #include "cli/findings.h"
 #include "cli/pair.h"
 #include "cli/reading.h"
-#include "cli/repair.h"
 
 namespace cli {
 
@@ -34,10 +35,12 @@ Judged Judge(const Image& image, Console& console) {
   const Verdict verdict = VerdictOf(findings);
   Json found = Json::array();
   for (const Finding& finding : findings) found.push_back(ToJson(finding));
+  const bool mendable =
+      std::any_of(findings.begin(), findings.end(), [](const Finding& f) { return f.mendable; });
   Judged judged{image.fileShown(),
                 verdict,
                 ContentsOf(image, console),
-                !MendBlocks(image).empty(),
+                mendable,
                 {{"file", image.fileShown()},
                  {"journal", image.file().journal() == JournalState::kLaid},
                  {"verdict", Text(verdict)},
@@ -59,7 +62,7 @@ Judged Judge(const Image& image, Console& console) {
 
 // What a person should do about one file that is not sound.
 std::string AdviceFor(const Judged& judged, const VaultPath& path, bool hasBackup) {
-  if (judged.verdict == Verdict::kSound) return "";
+  if (judged.verdict == Verdict::kSound || judged.verdict == Verdict::kEmpty) return "";
   const std::string salvage = fmt::format("\"pmstore salvage {} NEW-VAULT\"", path.shown);
   if (judged.verdict == Verdict::kSuspect)
     return fmt::format(
@@ -72,6 +75,14 @@ std::string AdviceFor(const Judged& judged, const VaultPath& path, bool hasBacku
       "with \"pmstore restore {} --from COPY\".",
       salvage, judged.canBeMended ? ", mends what can be mended" : "",
       hasBackup ? ", takes from the backup what is whole only there" : "", path.shown);
+}
+
+// What to do where there is only the backup, since the file is "gone" or "empty".
+std::string AdviceForLoss(const Judged& backup, const VaultPath& path, const char* what) {
+  const bool isFit = backup.verdict != Verdict::kDamaged;
+  return fmt::format("The vault's file is {}; \"pmstore {} {}{}\" {} from the backup.", what,
+                     isFit ? "restore" : "salvage", path.shown, isFit ? "" : " NEW-VAULT",
+                     isFit ? "makes it anew" : "saves every item that is intact");
 }
 
 void Conclude(Json& document, const std::vector<Warning>& warnings, const std::string& advice,
@@ -92,7 +103,8 @@ constexpr char kGoesOn[] =
     "that opens the vault goes on from here.";
 
 bool IsFine(const Judged& judged, const Options& options) {
-  return judged.verdict == Verdict::kSound || (options.damageOnly && judged.verdict == Verdict::kSuspect);
+  return judged.verdict == Verdict::kSound || judged.verdict == Verdict::kEmpty ||
+         (options.damageOnly && judged.verdict == Verdict::kSuspect);
 }
 
 ExitCode CheckOne(const VaultPath& path, const Options& options, Console& console) {
@@ -111,12 +123,7 @@ ExitCode CheckOne(const VaultPath& path, const Options& options, Console& consol
 ExitCode CheckLostFile(const VaultPath& path, Console& console) {
   const Judged backup = Judge(Image(path, Source::kBackup), console);
   Json document{{"files", {backup.json}}};
-  const bool sound = backup.verdict != Verdict::kDamaged;
-  Conclude(document, WarnOf(path, nullptr),
-           fmt::format("The vault's file is gone; \"pmstore {} {}{}\" {} from the backup.",
-                       sound ? "restore" : "salvage", path.shown, sound ? "" : " NEW-VAULT",
-                       sound ? "makes it anew" : "saves every item that is intact"),
-           console);
+  Conclude(document, WarnOf(path, nullptr), AdviceForLoss(backup, path, "gone"), console);
   return ExitCode::kProblems;
 }
 
@@ -127,17 +134,27 @@ ExitCode CheckBoth(const VaultPath& path, const Options& options, Console& conso
   const Judged backup = Judge(backupImage, console);
   const size_t differences = Compare(file.contents, backup.contents).size();
   std::vector<Warning> warnings = WarnOf(path, &fileImage);
-  for (Warning& warning : WarnOfPair(fileImage, backupImage, differences > 0))
-    warnings.push_back(std::move(warning));
+  const bool isEmptied = fileImage.blocks().empty() && differences > 0;
+  if (!isEmptied) {
+    for (Warning& warning : WarnOfPair(fileImage, backupImage, differences > 0))
+      warnings.push_back(std::move(warning));
+  }
   Json document{{"files", {file.json, backup.json}}, {"differingItems", differences}};
   if (!console.json) console.line("The vault and its backup differ in {}.", CountText(differences, "item"));
+  const bool asItShouldBe = differences == 0 || (path.hasJournal() && !isEmptied);
   std::string advice = AdviceFor(file, path, true);
-  if (advice.empty() && warnings.empty())
+  if (isEmptied) {
+    advice = AdviceForLoss(backup, path, "empty");
+  } else if (advice.empty() && warnings.empty()) {
     advice = backup.verdict == Verdict::kDamaged
                  ? "The vault is sound and its backup is not: do not restore it."
-                 : kGoesOn;
+             : asItShouldBe ? kGoesOn
+                            : fmt::format(
+                                  "Without a journal the vault's file counts. \"pmstore restore {} "
+                                  "--dry-run\" lists what its backup would change.",
+                                  path.shown);
+  }
   Conclude(document, warnings, advice, console);
-  const bool asItShouldBe = differences == 0 || path.hasJournal();
   const bool fine = IsFine(file, options) && IsFine(backup, options) && asItShouldBe;
   return fine && warnings.empty() ? ExitCode::kFine : ExitCode::kProblems;
 }

@@ -3,34 +3,31 @@
 #include "cli/findings.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
+#include "cli/writing.h"
 
 namespace cli {
 
 namespace {
 
 struct Options {
-  std::string vault;
-  bool dryRun = false;
+  WriteOptions write;
 };
 
 void Declare(CLI::App& command, Options& options) {
-  command.add_option("VAULT", options.vault, "The vault's file")->required();
-  command.add_flag("--dry-run,-n", options.dryRun, "Only say what would be saved");
+  DeclareWriting(command, options.write, "The vault's file", "Only say what would be saved");
 }
 
 // Fails for a vault that would lose what can still be had.
-void RequireNothingToSave(const Image& image, const std::vector<uint32_t>& unlisted) {
+void RequireNothingToSave(const Image& image) {
   const std::vector<Finding> findings = Examine(image);
-  const bool damaged = VerdictOf(findings) == Verdict::kDamaged;
-  if (!damaged && (unlisted.empty() || NamesEveryItem(image, unlisted))) return;
-  throw Failure(
-      ExitCode::kRefused,
-      fmt::format("{} is {}: {}", image.fileShown(), damaged ? "damaged" : "suspect", findings[0].what),
-      "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
+  if (VerdictOf(findings) != Verdict::kDamaged) return RequireAllNamed(image);
+  throw Failure(ExitCode::kRefused, fmt::format("{} is damaged: {}", image.fileShown(), findings[0].what),
+                "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
 }
 
 ExitCode Compact(const Options& options, Console& console) {
-  const VaultPath path(options.vault);
+  const VaultPath path(options.write.vault);
+  RequireAlone(path, options.write);
   Contents before;
   uint64_t sizeBefore = 0;
   uint64_t sizeAfter = 0;
@@ -39,7 +36,7 @@ ExitCode Compact(const Options& options, Console& console) {
   {
     const Image image(path);
     unlisted = UnlistedItems(image);
-    RequireNothingToSave(image, unlisted);
+    RequireNothingToSave(image);
     before = ContentsOf(image, console);
     sizeBefore = image.file().size();
     size_t blocks = image.freeBlockCount();
@@ -51,7 +48,7 @@ ExitCode Compact(const Options& options, Console& console) {
     sizeAfter = sizeBefore - blocks * storage::kBlockSize;
   }
   const bool isTight = sizeAfter == sizeBefore;
-  if (!options.dryRun && !isTight) {
+  if (!options.write.dryRun && !isTight) {
     Vault vault(path, Vault::Opening::kExisting);
     for (uint32_t id : unlisted) vault.removeUnlisted(id);
     for (uint32_t id : longer) vault.replace(id, Image(path).readItem(id).bytes);
@@ -61,21 +58,21 @@ ExitCode Compact(const Options& options, Console& console) {
     sizeAfter = image.file().size();
   }
   if (console.json) {
-    console.document({{"dryRun", options.dryRun},
+    console.document({{"dryRun", options.write.dryRun},
                       {"sizeBefore", sizeBefore},
                       {"sizeAfter", sizeAfter},
                       {"droppedItems", unlisted.size()}});
     return ExitCode::kFine;
   }
-  const char* would = options.dryRun ? "would be " : "";
+  const char* would = options.write.dryRun ? "would be " : "";
   if (!unlisted.empty())
     console.note("{}: {} that no record names {}dropped", path.shown, CountText(unlisted.size(), "item"),
                  would);
   if (isTight) {
     console.note("{} has no free blocks, there is nothing to squeeze out", path.shown);
   } else {
-    console.note("{}: {} {} {}", path.shown, SizeText(sizeBefore), options.dryRun ? "would become" : "became",
-                 SizeText(sizeAfter));
+    console.note("{}: {} {} {}", path.shown, SizeText(sizeBefore),
+                 options.write.dryRun ? "would become" : "became", SizeText(sizeAfter));
   }
   return ExitCode::kFine;
 }

@@ -52,7 +52,8 @@ ExitCode Copy(const Options& options, Console& console) {
                       {"size", image.file().size()},
                       {"verdict", Text(verdict)}});
   } else {
-    if (verdict == Verdict::kSuspect) console.warn("{} is suspect: {}", image.fileShown(), findings[0].what);
+    if (verdict == Verdict::kSuspect || verdict == Verdict::kEmpty)
+      console.warn("{} is {}: {}", image.fileShown(), Text(verdict), findings[0].what);
     console.note("{} copied to {} and compared, {}{}", image.fileShown(), target.shown,
                  SizeText(image.file().size()), verdict == Verdict::kDamaged ? ", its damage with it" : "");
   }

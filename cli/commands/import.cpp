@@ -8,18 +8,18 @@
 #include "cli/names.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
+#include "cli/writing.h"
 
 namespace cli {
 
 namespace {
 
 struct Options {
-  std::string vault;
+  WriteOptions write;
   std::vector<std::string> paths;
   std::string lines;
   uint32_t kind = 1;
   bool newIds = false;
-  bool dryRun = false;
 };
 
 struct Outcome {
@@ -29,7 +29,8 @@ struct Outcome {
 };
 
 void Declare(CLI::App& command, Options& options) {
-  command.add_option("VAULT", options.vault, "The vault's file; made when there is none")->required();
+  DeclareWriting(command, options.write, "The vault's file; made when there is none",
+                 "Only say what would be stored");
   command.add_option(
       "FILE-OR-FOLDER", options.paths,
       "What to store; an item is named by its path in the folder, or as the list of an exported folder says");
@@ -38,7 +39,6 @@ void Declare(CLI::App& command, Options& options) {
                      "Store the lines that \"export --jsonl\" wrote; - is standard input");
   command.add_flag("--new-ids", options.newIds,
                    "Draw new IDs for lines and for the files of an exported folder");
-  command.add_flag("--dry-run,-n", options.dryRun, "Only say what would be stored");
 }
 
 // The IDs that the vault holds. It is read, and closed again, before it is opened for writing. An entry that
@@ -124,25 +124,26 @@ ExitCode Import(const Options& options, Console& console) {
   if (options.paths.empty() == options.lines.empty()) {
     throw Failure(ExitCode::kUsage, "name files and folders to import, or lines with --jsonl");
   }
-  const VaultPath path(options.vault);
-  std::vector<Entry> entries =
-      options.lines.empty() ? GatherFiles(options.paths, options.vault, options.kind, options.newIds, console)
-                            : GatherLines(options.lines, options.newIds);
+  const VaultPath path(options.write.vault);
+  RequireAlone(path, options.write);
+  std::vector<Entry> entries = options.lines.empty() ? GatherFiles(options.paths, options.write.vault,
+                                                                   options.kind, options.newIds, console)
+                                                     : GatherLines(options.lines, options.newIds);
   const std::set<uint32_t> storedIds = CollectStoredIds(path, entries);
   Outcome outcome;
-  if (!options.dryRun) {
+  if (!options.write.dryRun) {
     outcome = Store(path, entries, storedIds, console);
   } else if (!console.json) {
     for (const Entry& entry : entries)
       console.line("would store {} ({})", ShownName(entry.record), SizeText(entry.size));
   }
   if (console.json) {
-    console.document({{"dryRun", options.dryRun},
+    console.document({{"dryRun", options.write.dryRun},
                       {"items", entries.size()},
                       {"added", outcome.added},
                       {"replaced", outcome.replaced},
                       {"bytes", outcome.bytes}});
-  } else if (!options.dryRun) {
+  } else if (!options.write.dryRun) {
     console.note("{} stored and verified: {} new, {} replaced, {}", entries.size(), outcome.added,
                  outcome.replaced, SizeText(outcome.bytes));
   }

@@ -5,23 +5,24 @@
 #include "cli/names.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
+#include "cli/writing.h"
 
 namespace cli {
 
 namespace {
 
 struct Options {
-  std::string vault;
+  WriteOptions write;
   std::string item;
   std::optional<uint32_t> kind;
   std::string input = "-";
-  bool dryRun = false;
 };
 
 constexpr uint32_t kDefaultKind = 1;
 
 void Declare(CLI::App& command, Options& options) {
-  command.add_option("VAULT", options.vault, "The vault's file; made when there is none")->required();
+  DeclareWriting(command, options.write, "The vault's file; made when there is none",
+                 "Only say what would be stored");
   command
       .add_option("ITEM", options.item,
                   "The ID (0x… or decimal) of an item, or a name; a new name makes a new item")
@@ -29,7 +30,6 @@ void Declare(CLI::App& command, Options& options) {
   command.add_option("FILE", options.input, "Where the bytes come from; - is standard input")
       ->capture_default_str();
   command.add_option("--kind,-k", options.kind, "The kind of the item (1 for a new one)");
-  command.add_flag("--dry-run,-n", options.dryRun, "Only say what would be stored");
 }
 
 // The item that is to be replaced; nothing when a new one is to be made.
@@ -44,12 +44,14 @@ std::optional<Record> FindExisting(const VaultPath& path, const Options& options
     }
   }
   if (options.item.substr(0, 2) != "0x") return std::nullopt;
-  throw Failure(ExitCode::kMissing, fmt::format("there is no item {} in {}", options.item, options.vault),
+  throw Failure(ExitCode::kMissing,
+                fmt::format("there is no item {} in {}", options.item, options.write.vault),
                 "A new item is given a name; its ID is drawn.");
 }
 
 ExitCode Put(const Options& options, Console& console) {
-  const VaultPath path(options.vault);
+  const VaultPath path(options.write.vault);
+  RequireAlone(path, options.write);
   const std::optional<Record> existing = FindExisting(path, options);
   Record record = existing.value_or(
       Record{0, options.kind.value_or(kDefaultKind), RequireUtf8(options.item, "item's name")});
@@ -61,7 +63,7 @@ ExitCode Put(const Options& options, Console& console) {
     throw Failure(ExitCode::kRefused,
                   fmt::format("the bytes are more than an item may hold ({})", storage::kMaxItemSize));
   }
-  if (!options.dryRun) {
+  if (!options.write.dryRun) {
     Vault vault(path, Vault::Opening::kCreateIfMissing);
     if (existing) {
       vault.replace(record.id, bytes);
@@ -75,7 +77,7 @@ ExitCode Put(const Options& options, Console& console) {
     }
   }
   if (console.json) {
-    console.document({{"dryRun", options.dryRun},
+    console.document({{"dryRun", options.write.dryRun},
                       {"id", record.id == 0 ? Json() : Json(IdText(record.id))},
                       {"kind", record.kind},
                       {"replaced", existing.has_value()},
@@ -83,7 +85,8 @@ ExitCode Put(const Options& options, Console& console) {
   } else {
     const char* done = existing ? "replaced" : "stored";
     const char* wouldDo = existing ? "would replace" : "would store";
-    console.note("{} {} ({})", options.dryRun ? wouldDo : done, ShownName(record), SizeText(bytes.size()));
+    console.note("{} {} ({})", options.write.dryRun ? wouldDo : done, ShownName(record),
+                 SizeText(bytes.size()));
   }
   return ExitCode::kFine;
 }

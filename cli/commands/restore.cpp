@@ -10,6 +10,7 @@
 #include "cli/host.h"
 #include "cli/pair.h"
 #include "cli/reading.h"
+#include "cli/writing.h"
 #include "pmstore.h"
 
 namespace cli {
@@ -17,15 +18,13 @@ namespace cli {
 namespace {
 
 struct Options {
-  std::string vault;
+  WriteOptions write;
   std::string from;
-  bool dryRun = false;
 };
 
 void Declare(CLI::App& command, Options& options) {
-  command.add_option("VAULT", options.vault, "The vault's file")->required();
+  DeclareWriting(command, options.write, "The vault's file", "Only say which items would change");
   command.add_option("--from", options.from, "Restore from this copy instead of the backup beside the vault");
-  command.add_flag("--dry-run,-n", options.dryRun, "Only say which items would change");
 }
 
 Image OpenSource(const VaultPath& path, const Options& options, const Image* present, Console& console) {
@@ -53,8 +52,8 @@ Contents Verify(const Image& source, const Image* present, Console& console) {
         ExitCode::kRefused, fmt::format("{} is damaged itself: {}", source.fileShown(), findings[0].what),
         "Nothing was changed. \"pmstore salvage\" saves what is intact in the vault and its backup.");
   }
-  if (VerdictOf(findings) == Verdict::kSuspect)
-    console.warn("{} is suspect: {}", source.fileShown(), findings[0].what);
+  if (VerdictOf(findings) != Verdict::kSound)
+    console.warn("{} is {}: {}", source.fileShown(), Text(VerdictOf(findings)), findings[0].what);
   if (present != nullptr && source.isBackup()) {
     for (const Warning& warning : WarnOfPair(*present, source, true)) console.warn("{}", warning.what);
   }
@@ -77,11 +76,10 @@ Contents ReadPresent(const Image* image, const Contents& expected, Console& cons
   return present;
 }
 
-// Keeps a copy of a file that is to be replaced.
-void Keep(const PmString& file, const PmString& asName, Console& console) {
-  if (!platform::Exists(file.c_str())) return;
-  const PmString kept = UnusedName(asName, ".damaged");
-  CopyToNewFile(file, kept, ToUtf8(kept));
+// Keeps a copy of what is to be replaced: the file, or, where its journal is set aside, both in one.
+void Keep(const Image& present, const VaultPath& path, bool withJournal, Console& console) {
+  const PmString kept = UnusedName(path.file, ".damaged");
+  withJournal ? CopyToNewFile(present, kept, ToUtf8(kept)) : CopyToNewFile(path.file, kept, ToUtf8(kept));
   console.note("the replaced file is kept as {}", ToUtf8(kept));
 }
 
@@ -109,31 +107,33 @@ void SetAside(const PmString& file, const char* suffix, Console& console) {
 }
 
 // Puts a copy in the vault's place.
-void RestoreCopy(const VaultPath& path, const Image& source, Console& console) {
-  CopyOver(source, path.real, path.shown);
+void RestoreCopy(const VaultPath& path, std::optional<Image>& source, Console& console) {
+  CopyOver(*source, path.real, path.shown);
+  source.reset();  // it may be the backup that is set aside
   SetAside(path.journal, ".pmo", console);
   SetAside(path.backup, ".bko", console);
 }
 
 ExitCode Run(const Options& options, Console& console) {
-  const VaultPath path(options.vault);
+  const VaultPath path(options.write.vault);
+  RequireAlone(path, options.write);
   std::optional<Image> present;
   if (path.exists()) present.emplace(path);
   const Image* now = present ? &*present : nullptr;
   std::optional<Image> source = OpenSource(path, options, now, console);
   const Contents expected = Verify(*source, now, console);
   const std::vector<Difference> differences = Compare(ReadPresent(now, expected, console), expected);
-  if (options.dryRun) {
+  if (options.write.dryRun) {
     Print(differences, console);
     console.note("{} would change", CountText(differences.size(), "item"));
     return ExitCode::kFine;
   }
   const bool fromBackup = source->isBackup();
   const std::string shown = fromBackup || !options.from.empty() ? source->fileShown() : path.journalShown;
-  Keep(path.file, path.file, console);
+  if (present) Keep(*present, path, !options.from.empty(), console);
   present.reset();  // not every system replaces or removes a file that is open
   if (!options.from.empty()) {
-    RestoreCopy(path, *source, console);
+    RestoreCopy(path, source, console);
   } else {
     source.reset();
     if (fromBackup) SetAside(path.journal, ".pmo", console);  // the library would set both aside

@@ -4,23 +4,22 @@
 #include "cli/names.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
+#include "cli/writing.h"
 
 namespace cli {
 
 namespace {
 
 struct Options {
-  std::string vault;
+  WriteOptions write;
   std::vector<std::string> items;
   std::optional<uint32_t> kind;
-  bool dryRun = false;
 };
 
 void Declare(CLI::App& command, Options& options) {
-  command.add_option("VAULT", options.vault, "The vault's file")->required();
+  DeclareWriting(command, options.write, "The vault's file", "Only say what would be deleted");
   command.add_option("ITEM", options.items, "IDs (0x… or decimal) or names of the items")->required();
   command.add_option("--kind,-k", options.kind, "The kind, where several items have a name");
-  command.add_flag("--dry-run,-n", options.dryRun, "Only say what would be deleted");
 }
 
 std::vector<Record> Choose(const Options& options, const Image& image) {
@@ -35,9 +34,10 @@ std::vector<Record> Choose(const Options& options, const Image& image) {
 }
 
 ExitCode Remove(const Options& options, Console& console) {
-  const VaultPath path(options.vault);
+  const VaultPath path(options.write.vault);
+  RequireAlone(path, options.write);
   const std::vector<Record> chosen = Choose(options, Image(path));
-  if (!options.dryRun) {
+  if (!options.write.dryRun) {
     Vault vault(path, Vault::Opening::kExisting);
     for (const Record& record : chosen) vault.remove(record.id);
     vault.commit(console);
@@ -51,11 +51,11 @@ ExitCode Remove(const Options& options, Console& console) {
   }
   for (const Record& record : chosen) {
     if (console.json) {
-      Json json{{options.dryRun ? "wouldDelete" : "deleted", IdText(record.id)}, {"kind", record.kind}};
+      Json json{{options.write.dryRun ? "wouldDelete" : "deleted", IdText(record.id)}, {"kind", record.kind}};
       AddName(json, record.name);
       console.record(json);
     } else {
-      console.note("{} {}", options.dryRun ? "would delete" : "deleted", IdAndName(record));
+      console.note("{} {}", options.write.dryRun ? "would delete" : "deleted", IdAndName(record));
     }
   }
   return ExitCode::kFine;

@@ -147,7 +147,9 @@ bool Summarise(const Options& options, const Rescue& rescue, const std::string& 
   if (options.dryRun) text += " (nothing was written)";
   console.note("{}", text);
   if (const size_t parts = rescue.partsLeft(); parts > 0) console.note("{}", Wrapped(PartsText(parts)));
-  return saved == fates.size() && nameless == 0 && rescue.unknownBlocks() == 0;
+  const bool isFromBackup =
+      std::any_of(fates.begin(), fates.end(), [](const Fate& fate) { return fate.fromBackup; });
+  return saved == fates.size() && !isFromBackup && nameless == 0 && rescue.unknownBlocks() == 0;
 }
 
 ExitCode Salvage(const Options& options, Console& console) {
@@ -157,14 +159,17 @@ ExitCode Salvage(const Options& options, Console& console) {
   const size_t all = rescue.fates().size();
   const size_t unknown = rescue.unknownBlocks();
   const size_t lost = rescue.count(FateKind::kLost);
-  const bool isHopeless = lost == all && (lost > 0 || unknown > 0);
+  const Image& read = rescue.first().plain;
+  const bool isEmpty = all == 0 && read.items().empty();
+  const bool isHopeless = isEmpty || (lost == all && (lost > 0 || unknown > 0));
   if (!options.dryRun && !isHopeless) Store(rescue, target, console);
   Report(rescue, console);
   if (unknown > 0) console.warn("lost with all that was in it: {}", CountText(unknown, "unreadable block"));
   if (isHopeless) {
     const size_t parts = rescue.partsLeft();
     throw Failure(ExitCode::kRefused,
-                  fmt::format("nothing of {} can be saved whole", rescue.first().plain.fileShown()),
+                  isEmpty && unknown == 0 ? fmt::format("{} is empty", read.fileShown())
+                                          : fmt::format("nothing of {} can be saved whole", read.fileShown()),
                   "No vault was made. " + (parts > 0 ? PartsText(parts) + " " : std::string()) +
                       "A copy from before the damage comes back with \"pmstore restore --from\".");
   }

@@ -8,9 +8,10 @@ What the library promises is said in its C header, pmstore.h, and holds here. Th
 time; this module lets one call in at a time.
 """
 
-from ._errors import ClosedVault, DamagedItem, Error
+from ._errors import ClosedVault, DamagedItem, Error, VaultInUse
+from ._sharing import is_open
 from ._vault import Kind, Vault
 
-__all__ = ["ClosedVault", "DamagedItem", "Error", "Kind", "Vault", "__version__"]
+__all__ = ["ClosedVault", "DamagedItem", "Error", "Kind", "Vault", "VaultInUse", "__version__", "is_open"]
 
 __version__ = "1.1.0"

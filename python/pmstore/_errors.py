@@ -49,6 +49,13 @@ class DamagedItem(Error):
         super().__init__(f"item {item:#010x} is damaged, or was stored with no bytes", path)
 
 
+class VaultInUse(Error):
+    """The vault was to be opened alone, and a program has it open."""
+
+    def __init__(self, path: str) -> None:
+        super().__init__("a program has the vault open", path)
+
+
 class ClosedVault(Error, ValueError):
     """The vault is closed."""
 

@@ -12,8 +12,9 @@ from contextlib import contextmanager
 from types import TracebackType
 from typing import Union
 
-from ._errors import ClosedVault, DamagedItem, Error
+from ._errors import ClosedVault, DamagedItem, Error, VaultInUse
 from ._library import WINDOWS, library, string_at, text, word
+from ._sharing import is_open
 
 Data = Union[bytes, bytearray, memoryview]
 
@@ -42,6 +43,9 @@ _one_at_a_time = threading.RLock()
 class Vault:
     """An open vault, closed by close() or at the end of a with statement. A missing file is made.
 
+    The first program to change a vault has it for itself until it closes it: what others change is refused. With
+    `alone`, a vault that any program has open, this one included, is not opened: VaultInUse.
+
     An item is a run of bytes under an ID. IDs, kinds and sizes are numbers of 32 bits; others raise OverflowError. By
     ID a vault is used as a mapping: `vault[item]`, `vault[item] = data`, `del vault[item]`, `item in vault`. The library
     lists items by kind: kind() gives those of one.
@@ -49,13 +53,15 @@ class Vault:
 
     __iter__ = None  # list(vault) is refused: which kind?
 
-    def __init__(self, path: str | bytes | os.PathLike[str] | os.PathLike[bytes]) -> None:
+    def __init__(self, path: str | bytes | os.PathLike[str] | os.PathLike[bytes], *, alone: bool = False) -> None:
         self._handle: int | None = None
         self.path = os.fsdecode(path)
         name = self.path.replace("/", "\\") if WINDOWS else self.path
         if not WINDOWS:
             name.encode()  # what is not UTF-8 on disk has no name in the library
         with _one_at_a_time:
+            if alone and is_open(self.path):
+                raise VaultInUse(self.path)
             if library.InitPmTotalDataController() != 1:
                 raise MemoryError("the library could not be brought up")
             try:

@@ -12,7 +12,7 @@ for compiler in "$@"; do
   esac
   for standard in $standards; do
     headers="pmstore.h pmtypes.h nodepool.h slist.h avltree.h file.h dlist.h"
-    case $standard in c++17 | c++20) headers="$headers pmerror.hpp pmstore.hpp pmtext.hpp" ;; esac
+    case $standard in c++17 | c++20) headers="$headers pmerror.hpp pmsharing.hpp pmstore.hpp pmtext.hpp" ;; esac
     for header in $headers; do
       printf '#include "%s"\n#include "%s"\n#include "pmtypes.h"\nint F(void);\nint F(void) { return PM_TEXT("x")[0]; }\n' \
         "$header" "$header" |

@@ -99,6 +99,12 @@ def test_errors_name_the_path_and_the_reason(path, prepare, number):
     assert "no folder" in str(pytest.raises(pmstore.Error, pmstore.Vault, path / "b" / "c").value)
 
 
+def test_who_wants_a_vault_alone_gets_none_that_is_open(path):
+    with pmstore.Vault(path, alone=True), pmstore.Vault(path):
+        pytest.raises(pmstore.VaultInUse, pmstore.Vault, path, alone=True).match(str(path))
+    assert not pmstore.is_open(path)
+
+
 def test_threads_take_turns(path):
     with pmstore.Vault(path) as vault, pmstore.Vault(path.with_name("b.db")) as other:
         def add(to):

@@ -139,6 +139,9 @@ TEST_F(WrapperTest, MovesAndReportsErrors) {
     EXPECT_NE(std::string(caught.what()).find(file().filename().string()), std::string::npos);
   }
   EXPECT_THROW(Vault(file("no") / "such" / "folder"), pmstore::Error);
+  std::error_code error;
+  Vault(file("alone"), pmstore::Use::kAlone).open(file(), pmstore::Use::kAlone, error);
+  EXPECT_EQ(error, Errc::kInUse);
 }
 
 #if !defined(_WIN32)  // where an open file has a name for good

@@ -8,7 +8,7 @@ back otherwise has to be called doubtful; and no vault that has lost something m
 """
 import base64, json, os, random, re, shlex, subprocess, sys, tempfile
 
-BLOCK = 1024
+BLOCK, ZEROS = 1024, bytes(1024)
 TOOL, REPORT = sys.argv[1:3]
 NAME = "v.pm"
 
@@ -53,9 +53,7 @@ def strike(change):
     """A way of breaking that overwrites bytes: `change` gets the file's bytes and the drawing."""
     def break_it(rng, items):
         data = read(NAME)
-        changed = change(data, rng)
-        write(data if changed is None else changed)
-        return items
+        write(change(data, rng) or data)
     return break_it
 
 
@@ -63,12 +61,12 @@ def put(data, at, new):
     data[at:at + len(new)] = new
 
 
-def any_block(data, rng):
-    return rng.choice(of_id(data, lambda i: i != 0)) * BLOCK
+def any_block(data, rng, last=1000):
+    return rng.choice(of_id(data, lambda i: 0 < i <= last)) * BLOCK
 
 
 def small_block(data, rng):
-    return rng.choice(of_id(data, lambda i: i in (1, 2, 3))) * BLOCK
+    return any_block(data, rng, 3)
 
 
 def swap(data, rng):
@@ -88,11 +86,8 @@ def flip_data(data, rng):
 def beside(make_backup, change=lambda data, rng: None):
     def break_it(rng, items):
         backup = make_backup(rng, items)
-        data = read(NAME)
-        change(data, rng)
-        write(data)
+        strike(change)(rng, items)
         write(backup, f".{NAME}.bak")
-        return items
     return break_it
 
 
@@ -104,13 +99,8 @@ def foreign(rng, items):
 def older(rng, items):
     data = read(NAME)
     run("put", "--quiet", NAME, "later", "lines")
-    items.update({i: item for i, item in held(NAME).items() if i not in items})
+    items.update(held(NAME))
     return data
-
-
-def lose_file(rng, items):
-    os.rename(NAME, f".{NAME}.bak")
-    return items
 
 
 def killed(take_back):
@@ -118,13 +108,12 @@ def killed(take_back):
     def break_it(rng, items):
         before = read(NAME)
         subprocess.run([REPORT, NAME, "list", "stored before the kill"], check=True)
-        items.update({i: item for i, item in held(NAME).items() if i not in items})
+        items.update(held(NAME))
         after = read(NAME)
         for b in range(len(before) // BLOCK):
             if take_back(rng):
                 put(after, b * BLOCK, before[b * BLOCK:(b + 1) * BLOCK])
         write(after)
-        return items
     return break_it
 
 
@@ -132,10 +121,8 @@ def strange_journal(rng, items):
     make("other.pm", rng, first_id=100)
     subprocess.run([REPORT, "other.pm", "list", "late"], check=True)
     os.rename(".other.pm.pmj", f".{NAME}.pmj")
-    return items
 
 
-ZEROS = bytes(BLOCK)
 # name: how, and whether all can be proven whatever stands intact
 KINDS = {
     "cut between blocks": (strike(lambda d, r: d[:r.randrange(1, len(d) // BLOCK) * BLOCK]), False),
@@ -158,7 +145,7 @@ KINDS = {
     "an older backup": (beside(older), True),
     "the backup of another vault": (beside(foreign, lambda d, r: put(d, any_block(d, r), ZEROS)), False),
     "a good backup": (beside(lambda r, i: read(NAME), lambda d, r: put(d, r.randrange(len(d) // 2), r.randbytes(3000))), True),
-    "the file gone": (lose_file, True),
+    "the file gone": (lambda rng, items: os.rename(NAME, f".{NAME}.bak"), True),
     "killed, nothing written": (killed(lambda r: True), True),
     "killed, half written": (killed(lambda r: r.random() < .5), True),
     "the journal of another vault": (strange_journal, True),
@@ -181,7 +168,7 @@ def try_kind(kind, seed):
     packets = {i: [bytes(read(NAME)[b * BLOCK:(b + 1) * BLOCK]) for b in of_id(read(NAME), i.__eq__)] for i in items}
     table = bytes(read(NAME)[:BLOCK])
     break_it, all_provable = KINDS[kind]
-    items = break_it(rng, items)
+    break_it(rng, items)
     there = [read(f) for f in (NAME, f".{NAME}.bak")]
     blocks = {bytes(d[at:at + BLOCK]) for d in there for at in range(0, len(d), BLOCK)}
     provable = {i for i in items if all_provable or all(p in blocks for p in packets.get(i, []))}
@@ -191,9 +178,9 @@ def try_kind(kind, seed):
         right = i in got and got[i][1] == items[i][1] and (table not in blocks or got[i][0] == items[i][0])
         assert right or i not in provable, f"0x{i:08X} did not come back"
         assert right or i not in got or re.search(rf"(doubtful|partial) +0x{i:08X}", said), f"0x{i:08X} is wrong"
-    lost = provable != set(items)
-    assert not lost or not re.search(rf"^{NAME}[^\n]*: sound", said, re.M), "called sound"
-    assert not lost or run("--json", "check", NAME, codes=(1,)), "called sound"
+    if provable != set(items):
+        assert not re.search(rf"^{NAME}[^\n]*: sound", said, re.M), "called sound"
+        run("--json", "check", NAME, codes=(1,))
 
 
 def main():

@@ -1,5 +1,6 @@
 /* Opens a vault as an application does, stores TEXT in an item of that name when there is one, writes the library's
- * diagnostic report to a file, and ends without closing.  report VAULT REPORT [TEXT] */
+ * diagnostic report to a file, waits for its input to end, and ends without closing.  report VAULT REPORT [TEXT] */
+#include <stdio.h>
 #include <string.h>
 
 #include "pmstore.h"
@@ -17,5 +18,6 @@ int main(int count, char** words) {
   uint32_t id = count > 3 ? CreateNewItemID(vault, 1, wide[2]) : 0;
   if (id != 0 && InserItemToDataBase(vault, id, words[3], (uint32_t)strlen(words[3]), 1) != 0) return 1;
   PrintAllItemInfo(wide[1]);
+  getchar(); /* whoever holds the other end decides when */
   return 0;
 }
