@@ -4,7 +4,7 @@
 
 #include <map>
 
-#include "tests/commonbase/model.h"
+#include "tests/commonbase/random.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The pool of memory beside what memory is: blocks that nobody else writes into, aligned, as large as asked for.
 #include "commonbase/src/memorypool.h"
 
-#include "model.h"
+#include "tests/commonbase/random.h"
 
 namespace {
 

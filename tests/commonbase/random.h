@@ -1,5 +1,4 @@
-// What the model tests share: random numbers, and elements that are letters in the place of addresses, so
-// that a string models a container. PMSTORE_TEST_SEED repeats a run; without it each run draws its own seed.
+// What model tests of containers share: random numbers. PMSTORE_TEST_SEED repeats a run; without it each run draws its own seed.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -22,21 +21,7 @@ class Random {
   }
   size_t below(size_t limit) { return std::uniform_int_distribution<size_t>(0, limit - 1)(engine_); }
   bool oneIn(size_t n) { return below(n) == 0; }
-  char letter(size_t number) { return static_cast<char>('A' + below(number)); }
 
  private:
   std::mt19937 engine_;
 };
-
-inline void* Element(char letter) {
-  return reinterpret_cast<void*>(static_cast<uintptr_t>(letter));
-}
-
-inline char Letter(const void* element) {
-  return static_cast<char>(reinterpret_cast<uintptr_t>(element));
-}
-
-inline std::string Sorted(std::string letters) {
-  std::sort(letters.begin(), letters.end());
-  return letters;
-}

@@ -1,0 +1,156 @@
+// What hands out pieces of memory, how a caller's broken precondition is reported, and the set of numbers.
+#include <regex>
+#include <set>
+
+#include "avltree.h"
+#include "commonbase/src/numberset.h"
+#include "nodepool.h"
+#include "slist.h"
+#include "tests/commonbase/random.h"
+
+namespace {
+
+using commonbase::NumberSet;
+
+TEST(CommonPool, HandsOutAndTakesBackLikeAStackWithAHeapBehindIt) {
+  Random random;
+  for (const int32_t nodeSize : {4, 5, 7, 8, 9, 16, 33, 9, 8, 7, 5, 4}) {  // in used memory as well
+    SCOPED_TRACE(nodeSize);
+    const auto size = static_cast<size_t>(nodeSize), link = std::min(size, sizeof(void*));
+    CommonPool* pool = CreateCommonPool(1 + static_cast<int32_t>(random.below(40)), nodeSize);
+    ASSERT_EQ(pool->nodeArea, reinterpret_cast<unsigned char*>(pool + 1));
+    std::vector<unsigned char*> free, held;  // the free ones with the next one last
+    for (int32_t i = pool->nodeNum; i-- > 0;) free.push_back(pool->nodeArea + i * nodeSize);
+    const std::set<unsigned char*> area(free.begin(), free.end());
+    for (int step = 0; step < 1000; ++step) {
+      if (held.empty() || random.below(100) < 55) {
+        held.push_back(static_cast<unsigned char*>(pool->GetCommonNode(pool)));
+        EXPECT_EQ(area.count(held.back()), free.empty() ? 0u : 1u);
+        if (!free.empty()) {
+          EXPECT_EQ(held.back(), free.back());
+          EXPECT_EQ(std::count(held.back(), held.back() + size, 0), nodeSize);
+          free.pop_back();
+        }
+        std::memset(held.back(), 0xAA, size);
+      } else {
+        std::swap(held[random.below(held.size())], held.back());
+        unsigned char* node = held.back();
+        held.pop_back();
+        pool->FreeCommonNode(node, pool);
+        if (area.count(node) == 0) continue;
+        free.push_back(node);
+        EXPECT_EQ(std::count(node + link, node + size, 0), size - link) << "wiped but for the link";
+      }
+      ASSERT_EQ(pool->freeNum, static_cast<int32_t>(free.size()));
+      ASSERT_EQ(pool->freeList, free.empty() ? nullptr : free.back());
+    }
+    for (void* node : held) pool->FreeCommonNode(node, pool);
+    ReleaseCommonPool(pool);
+  }
+  for (const int32_t nodeNum : {0, -1, INT32_MAX}) EXPECT_EQ(CreateCommonPool(nodeNum, 4096), nullptr);
+}
+
+TEST(AvlTree, CyclesItsAreasAndGoesToTheHeapPastThem) {
+  for (const int32_t size : {4, 6, 8, 40}) {
+    SCOPED_TRACE(size);
+    AvlTree* tree = CreateAvlTree(nullptr, nullptr, 2, nullptr, size);
+    tree->CmpAvlNode = [](const void* a, const void* b) {
+      return static_cast<int32_t>(std::memcmp(a, b, 4));
+    };
+    auto* area = static_cast<unsigned char*>(tree->elementArea);
+    void* elements[3];
+    for (int i = 0; i < 3; ++i) {
+      elements[i] = std::memset(tree->GetAvlElement(tree), 'a' + i, static_cast<size_t>(size));
+      InsertAvlNode(elements[i], tree, tree->root);
+    }
+    EXPECT_EQ(elements[0], area);
+    EXPECT_EQ(elements[1], area + size);
+    EXPECT_EQ(tree->freeElements, nullptr);
+    EXPECT_EQ(tree->root, &tree->nodeArea[1]);
+    for (const int freed : {0, 1}) {  // the heap's, and then the area's
+      DeleteAvlNode(freed == 0 ? "cccc" : "aaaa", tree, tree->root);
+      EXPECT_EQ(tree->freeElementNum, freed);
+      EXPECT_EQ(tree->freeNodeNum, freed);
+    }
+    EXPECT_EQ(tree->freeNodes, tree->nodeArea);
+    EXPECT_EQ(tree->GetAvlElement(tree), area);
+    EXPECT_EQ(std::count(area, area + size, '\0'), size);
+    for (void* element : {area, static_cast<unsigned char*>(nullptr)}) tree->FreeAvlElement(tree, element);
+    ReleaseAvlTree(tree);
+  }
+}
+
+TEST(AvlTree, CreationTakesOnlyWhatCanWork) {
+  EXPECT_EQ(GetAvlNodeSize(), sizeof(AvlNode));
+  auto header = static_cast<AvlTree*>(std::memset(Malloc(sizeof(AvlTree)), 0, sizeof(AvlTree)));
+  const int32_t kRefused[][2] = {{0, 8},        {-1, 8}, {1, 1}, {1, 3}, {INT32_MAX, 8}, {1 << 20, 1 << 20},
+                                 {1, INT32_MIN}};
+  for (const auto& [count, size] : kRefused) {
+    for (AvlTree* own : {static_cast<AvlTree*>(nullptr), header})  // which stays the caller's
+      EXPECT_EQ(CreateAvlTree(own, nullptr, count, nullptr, size), nullptr) << count << ", " << size;
+  }
+  EXPECT_EQ(CreateAvlTree(header, nullptr, 70000, nullptr, -24), header);
+  EXPECT_EQ(header->elementSize, 24);
+  EXPECT_EQ(header->elementArea, nullptr);
+  EXPECT_EQ(header->freeNodeNum, static_cast<int16_t>(70000 - 65536));
+  InsertAvlNode(header->GetAvlElement(header), header, header->root);
+  ReleaseAvlTree(header);
+}
+
+TEST(Assertion, NamesThePlaceAndTheBrokenPrecondition) {
+  SList* list = CreateEmptysList(1);
+  const struct {
+    const void* (*call)(SList* list);
+    const char* report;
+  } kRows[] = {{[](SList*) -> const void* { return InsertAvlNode(nullptr, nullptr, nullptr); },
+                "avltree, InsertAvlNode, N ] Can't InsertAvlNode the empty tree!\n\n"},
+               {[](SList* l) -> const void* { return FindInsList("x", l); },
+                "slist, FindInsList, N ] Must set the CmpsListNode function\n"},
+               {[](SList*) -> const void* { return CreateCommonPool(1, 3); },
+                "nodepool, CreateCommonPool, N ] Node Size too small!\n"},
+               {[](SList*) -> const void* { return CreateCommonPool(0, INT32_MIN); },
+                "nodepool, CreateCommonPool, N ] Node Size too small!\n"}};
+  for (const auto& [call, report] : kRows) {
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(call(list), nullptr);
+    const std::string printed = testing::internal::GetCapturedStdout();
+    EXPECT_EQ(std::regex_replace(printed, std::regex("[1-9][0-9]*"), "N"),
+              std::string("[ Assert Failed! commonbase/src/") + report);
+  }
+  FreesList(list);
+}
+
+TEST(NumberSet, IsASetWhateverTheLimit) {
+  Random random;
+  for (const uint32_t limit : {1u, 64u, 65u, 4096u, 4097u, 300000u}) {
+    SCOPED_TRACE(limit);
+    NumberSet set;
+    std::set<uint32_t> model;
+    uint32_t room = 0;
+    for (int step = 0; step < 4000; ++step) {
+      if (room < limit && (room == 0 || random.oneIn(1000))) {
+        room = step > 3000 ? limit : 1 + static_cast<uint32_t>(random.below(limit));
+        ASSERT_TRUE(set.reserve(room));
+      }
+      // The bounds of words are where such a set goes wrong.
+      auto number = static_cast<uint32_t>(random.below(room));
+      if (random.oneIn(2)) number = std::min(number / 64 * 64 + (random.oneIn(2) ? 0 : 63), room - 1);
+      if (random.oneIn(2)) {
+        set.insert(number);
+        model.insert(number);
+      } else {
+        if (random.oneIn(2) && !model.empty()) number = *model.lower_bound(std::min(number, *model.rbegin()));
+        set.erase(number);
+        model.erase(number);
+      }
+      if (random.oneIn(1500)) set.clear(), model.clear();
+      const auto next = model.lower_bound(number);
+      ASSERT_EQ(set.next(number), next == model.end() ? NumberSet::kNone : *next);
+      ASSERT_EQ(set.lowest(), model.empty() ? NumberSet::kNone : *model.begin());
+      ASSERT_EQ(set.contains(number), model.count(number) == 1);
+      ASSERT_EQ(set.count(), model.size());
+    }
+  }
+}
+
+}  // namespace
