@@ -4,13 +4,12 @@
 //
 // PMSTORE_TEST_STEPS sets the number of steps and PMSTORE_TEST_SEED the seed, which is printed.
 
-#include <cstdlib>
 #include <ctime>
 #include <iostream>
-#include <random>
 
 #include "tests/support/fixture.h"
 #include "tests/support/model.h"
+#include "tests/support/setting.h"
 
 namespace fs = std::filesystem;
 
@@ -24,15 +23,6 @@ namespace {
 template <typename Container>
 uint32_t Count(const Container& container) {
   return static_cast<uint32_t>(container.size());
-}
-
-uint32_t Setting(const char* name, uint32_t otherwise) {
-  const char* text = std::getenv(name);
-  return text == nullptr ? otherwise : static_cast<uint32_t>(std::strtoul(text, nullptr, 10));
-}
-
-std::optional<Bytes> Copy(const Bytes* bytes) {
-  return bytes == nullptr ? std::nullopt : std::optional<Bytes>(*bytes);
 }
 
 class Differential : public DataBaseTest {
@@ -64,12 +54,15 @@ class Differential : public DataBaseTest {
   };
 
   // A database with IDs whose items are lost, in whole or in part, or have packets left over from a longer version:
-  // over 600 records are more than a table first has slots for.
+  // over 600 records are more than a table first has slots for. Some IDs and many names stand in several of them.
   void prepare(Db& db, const std::string& name, uint32_t records) {
     db.path = file(name + ".db");
     db.name = Pm(db.path);
     std::vector<vault::Record> table;
-    for (uint32_t id = 1000; id < 1000 + records; ++id) table.push_back({{id, ~id}, anyKind(), id, {}});
+    for (uint32_t i = 0; i < records; ++i) {
+      const uint32_t id = 1000 + (oneIn(9) ? draw(40) : i);
+      table.push_back({{i, ~i}, anyKind(), id, anyUserData()});
+    }
     if (records == 0) return;
     db.model.disk = vault::MakeBlocks(0, vault::MakeTable(table));
     for (uint32_t id = 1000; id < 1030; ++id) {
@@ -89,10 +82,11 @@ class Differential : public DataBaseTest {
   bool oneIn(uint32_t bound) { return draw(bound) == 0; }
   uint32_t anyKind() { return 1 + draw(3); }
 
-  const PmString* anyUserData() {
+  std::optional<PmString> anyUserData() {
+    if (oneIn(2)) return std::nullopt;
     static const PmString kTexts[] = {Text(""), Text("a"), Text("A"), Text("notes/mail"),
                                       Text(std::string(90, 'x'))};
-    return oneIn(2) ? nullptr : &kTexts[draw(std::size(kTexts))];
+    return kTexts[draw(std::size(kTexts))];
   }
 
   Db& anyDb() {
@@ -188,8 +182,8 @@ class Differential : public DataBaseTest {
 
   void makeId(Db& db) {
     const uint32_t kind = anyKind();
-    const PmString* text = anyUserData();
-    const PmChar* userData = text == nullptr ? nullptr : text->c_str();
+    const std::optional<PmString> text = anyUserData();
+    const PmChar* userData = text ? text->c_str() : nullptr;
     // Most of the chosen IDs were in use lately: one that comes back meets what its old packets left behind.
     uint32_t id = oneIn(2) ? 0 : anyId(db);
     if (id != 0 && !known_.empty() && !oneIn(4))
@@ -200,14 +194,12 @@ class Differential : public DataBaseTest {
       if (!accepted) return;
     } else {
       id = CreateNewItemID(db.handle, kind, userData);
-      const bool refused =
-          db.model.opens == 0 || (text != nullptr && db.model.findUserData(kind, *text) != 0);
+      const bool refused = db.model.opens == 0 || (text && db.model.findUserData(kind, *text) != 0);
       ASSERT_EQ(id == 0, refused);
       if (refused) return;
       for (const Db& other : dbs_) ASSERT_FALSE(knows(other.model, id));
     }
-    db.model.pending[id] = {
-        {0, 0}, kind, id, text == nullptr ? std::nullopt : std::optional<PmString>(*text)};
+    db.model.pending[id] = {{0, 0}, kind, id, text};
     remember(id);
   }
 
@@ -245,16 +237,17 @@ class Differential : public DataBaseTest {
 
   void read(Db& db) {
     const uint32_t id = anyId(db);
-    ASSERT_TRUE(get(db.handle, id) == Copy(db.model.get(id)));
+    const Bytes* expected = db.model.get(id);
+    ASSERT_TRUE(get(db.handle, id) == (expected == nullptr ? std::nullopt : std::optional<Bytes>(*expected)));
   }
 
   void lookUp(Db& db) {
     const uint32_t id = anyId(db);
     const uint32_t kind = anyKind();
-    const PmString* text = anyUserData();
-    ASSERT_EQ(GetItemCount(db.handle, kind), db.model.list(kind).size());
-    ASSERT_EQ(GetItemIDByUserdata(db.handle, kind, text == nullptr ? nullptr : text->c_str()),
-              text == nullptr ? 0 : db.model.findUserData(kind, *text));
+    const std::optional<PmString> text = anyUserData();
+    ASSERT_EQ(GetItemCount(db.handle, kind), db.model.count(kind));
+    ASSERT_EQ(GetItemIDByUserdata(db.handle, kind, text ? text->c_str() : nullptr),
+              text ? db.model.findUserData(kind, *text) : 0);
     uint32_t pending = 77;
     const PmChar* userData = GetItemAddons(db.handle, id, &pending);
     const auto waiting = db.model.pending.find(id);

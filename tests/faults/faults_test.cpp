@@ -5,21 +5,16 @@
 // PMSTORE_FAULTS_SEED is the first seed. PMSTORE_FAULTS_STATES sets how many states of the medium are tried,
 // PMSTORE_FAULTS_SESSIONS how many sessions run with failing calls. What was tried is printed.
 
-#include <cstdlib>
 #include <random>
 #include <unordered_set>
 
 #include "tests/faults/medium.h"
 #include "tests/faults/session.h"
+#include "tests/support/setting.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-uint32_t Setting(const char* name, uint32_t otherwise) {
-  const char* text = std::getenv(name);
-  return text != nullptr ? static_cast<uint32_t>(std::strtoul(text, nullptr, 10)) : otherwise;
-}
 
 #if defined(PMSTORE_FEW_STATES)
 constexpr uint32_t kStates = 12000, kSessions = 4;

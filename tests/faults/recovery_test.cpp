@@ -1,10 +1,6 @@
 // What recovery does with whatever stands beside each other, by name: the cases that drawn sessions cannot reach.
 // And who may have a vault when several want it.
 
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include "tests/faults/session.h"
 
 namespace {
@@ -199,138 +195,63 @@ DataBaseHandle* Open(const fs::path& path) {
   return OpenDataBaseFile(Pm(path).c_str());
 }
 
-// Another process with the library. It does what it is told; to be made while no vault is open here.
-class Other {
- public:
-  explicit Other(const fs::path& path) {
-    EXPECT_EQ(pipe(orders_), 0);
-    EXPECT_EQ(pipe(answers_), 0);
-    process_ = fork();
-    if (process_ == 0) obey(path);
-  }
-  ~Other() { kill(); }
-
-  enum Order : char { kClose, kFirstId };  // from kFirstId on: opens, if it is not open, and stores this ID
-
-  int32_t tell(int order) {
-    char answer = 1;
-    const auto byte = static_cast<char>(order);
-    EXPECT_EQ(write(orders_[1], &byte, 1), 1);
-    EXPECT_EQ(::read(answers_[0], &answer, 1), 1);
-    return answer;
-  }
-
-  void kill() const {
-    ::kill(process_, SIGKILL);
-    waitpid(process_, nullptr, 0);
-  }
-
- private:
-  void obey(const fs::path& path) {
-    DataBaseHandle* handle = nullptr;
-    for (char order; ::read(orders_[0], &order, 1) == 1;) {
-      if (order != kClose && handle == nullptr) handle = Open(path);
-      const auto answer = static_cast<char>(order == kClose ? CloseDataBaseFile(handle)
-                                                            : Store(handle, static_cast<uint32_t>(order)));
-      if (order == kClose) handle = nullptr;
-      if (write(answers_[1], &answer, 1) != 1) break;
-    }
-    _exit(0);
-  }
-
-  int orders_[2], answers_[2];
-  pid_t process_;
-};
-
 using Sharing = Recovery;
 
-TEST_F(Sharing, WhoFindsItLockedReadsAndChangesNothing) {
-  Other other(path_);
-  ASSERT_EQ(other.tell(1), 0);
-  DataBaseHandle* handle = Open(path_);
-  ASSERT_NE(handle, nullptr);
-  EXPECT_EQ(SizeOf(handle, 1), 1500u) << "it sees what the other reported done";
-  ASSERT_EQ(other.tell(2), 0);
-  const Bytes file = File(path_), journal = File(JournalOf(path_)), backup = File(BackupOf(path_));
-  EXPECT_EQ(Store(handle, 3), -2);
-  EXPECT_EQ(DeleteItemFromDataBase(handle, 1, 1), -2);
-  EXPECT_EQ(CloseDataBaseFile(handle), 0);
-  EXPECT_EQ(File(path_), file);
-  EXPECT_EQ(File(JournalOf(path_)), journal);
-  EXPECT_EQ(File(BackupOf(path_)), backup);
-  EXPECT_EQ(PmRestoreBackupFile(Pm(path_).c_str()), -2);
-  other.kill();
-  handle = Open(path_);
-  EXPECT_EQ(SizeOf(handle, 2), 1500u);
-  EXPECT_EQ(Store(handle, 3), 0) << "a dead process holds nothing";
+// Another name is another program to a vault: it meets the same lock and the same journal.
+TEST_F(Sharing, UnderSeveralNames) {
+  const fs::path folder = folder_.path() / "folder", soft = folder / "soft.db", hard = folder / "hard.db";
+  fs::create_directory(folder);
+  WriteBytes(path_, {});
+  fs::create_symlink(path_, soft);
+  fs::create_hard_link(path_, hard);
+  const std::pair<fs::path, fs::path> kNames[] = {
+      {path_, folder / ".." / "a.db"}, {path_, soft}, {soft, path_}, {path_, hard}};
+  uint32_t id = 1;
+  for (const auto& [name, other] : kNames) {
+    SCOPED_TRACE(name.string() + " and " + other.string());
+    DataBaseHandle* holder = Open(name);
+    ASSERT_EQ(Store(holder, id), 0);
+    DataBaseHandle* handle = Open(other);
+    EXPECT_EQ(SizeOf(handle, id), 1500u) << "it sees what was reported done";
+    ASSERT_EQ(Store(holder, id + 1), 0);
+    const Bytes file = File(path_), journal = File(JournalOf(path_)), backup = File(BackupOf(path_));
+    EXPECT_EQ(Store(handle, id + 2), -2);
+    EXPECT_EQ(DeleteItemFromDataBase(handle, id, 1), -2);
+    EXPECT_EQ(CloseDataBaseFile(handle), 0);
+    EXPECT_EQ(PmRestoreBackupFile(Pm(other).c_str()), -2);
+    EXPECT_EQ(File(path_), file);
+    EXPECT_EQ(File(JournalOf(path_)), journal);
+    EXPECT_EQ(File(BackupOf(path_)), backup);
+    EXPECT_EQ(CloseDataBaseFile(holder), 0);
+    // As after a crash, which is recovered under either name; a hard link elsewhere does not find the journal.
+    WriteBytes(path_, file);
+    WriteBytes(JournalOf(path_), journal);
+    handle = Open(other == hard ? name : other);
+    EXPECT_EQ(SizeOf(handle, id + 1), 1500u);
+    EXPECT_EQ(SizeOf(handle, id + 2), 0u);
+    EXPECT_EQ(Store(handle, id + 3), 0);
+    EXPECT_EQ(CloseDataBaseFile(handle), 0);
+    EXPECT_FALSE(fs::exists(JournalOf(path_)));
+    id += 4;
+  }
+  EXPECT_EQ(vault::Fault(File(path_)), "");
+  EXPECT_TRUE(fs::is_symlink(soft));
 }
 
 TEST_F(Sharing, WhoseFileAnotherChangedMeanwhileChangesNothing) {
   for (const bool dies : {false, true}) {
     SCOPED_TRACE(dies);
-    Other other(path_);
-    DataBaseHandle* handle = Open(path_);
-    ASSERT_EQ(other.tell(dies ? 2 : 1), 0);
-    EXPECT_EQ(dies ? 0 : other.tell(Other::kClose), 0);
-    other.kill();
+    DataBaseHandle *handle = Open(path_), *other = Open(folder_.path() / "." / "a.db");
+    ASSERT_EQ(Store(other, dies ? 2 : 1), 0);
+    const Bytes file = File(path_), journal = File(JournalOf(path_));
+    EXPECT_EQ(CloseDataBaseFile(other), 0);
+    if (dies) WriteBytes(path_, file), WriteBytes(JournalOf(path_), journal);
     EXPECT_EQ(Store(handle, 3), -2);
     EXPECT_EQ(CloseDataBaseFile(handle), 0);
     handle = Open(path_);
-    EXPECT_EQ(SizeOf(handle, 1), 1500u);
-    EXPECT_EQ(SizeOf(handle, 2), dies ? 1500u : 0u);
-    EXPECT_EQ(SizeOf(handle, 3), 0u);
+    for (const uint32_t id : {1, 2, 3})
+      EXPECT_EQ(SizeOf(handle, id), id <= (dies ? 2 : 1) ? 1500u : 0u) << id;
     EXPECT_EQ(CloseDataBaseFile(handle), 0);
-  }
-}
-
-// Through every name that leads to it, a vault is one vault.
-TEST_F(Sharing, UnderSeveralNames) {
-  const fs::path folder = folder_.path() / "folder";
-  fs::create_directory(folder);
-  WriteBytes(path_, {});
-  const fs::path kNames[] = {folder / ".." / "a.db", folder / "soft.db", folder / "hard.db"};
-  fs::create_symlink(path_, kNames[1]);
-  fs::create_hard_link(path_, kNames[2]);
-  uint32_t id = 1;
-  for (const fs::path& name : kNames) {
-    SCOPED_TRACE(name);
-    DataBaseHandle *first = Open(path_), *second = Open(name);
-    ASSERT_NE(second, nullptr);
-    EXPECT_EQ(Store(first, id), 0);
-    EXPECT_EQ(Store(second, id + 1), -2);
-    EXPECT_EQ(CloseDataBaseFile(second), 0);
-    EXPECT_EQ(Store(first, id + 2), 0);
-    EXPECT_EQ(CloseDataBaseFile(first), 0);
-    first = Open(name);
-    EXPECT_EQ(SizeOf(first, id), 1500u);
-    EXPECT_EQ(SizeOf(first, id + 1), 0u);
-    EXPECT_EQ(SizeOf(first, id + 2), 1500u);
-    EXPECT_EQ(Store(first, id + 3), 0);
-    EXPECT_EQ(CloseDataBaseFile(first), 0);
-    id += 4;
-  }
-  EXPECT_EQ(vault::Fault(File(path_)), "");
-  EXPECT_TRUE(fs::is_symlink(kNames[1]));
-}
-
-// A vault that was reached through a symbolic link is recovered under its own name, and the other way round.
-TEST_F(Sharing, ACrashUnderOneNameIsRecoveredUnderAnother) {
-  const fs::path folder = folder_.path() / "folder", link = folder / "link.db";
-  fs::create_directory(folder);
-  WriteBytes(path_, {});
-  fs::create_symlink(path_, link);
-  const TempFolder dead;
-  for (const bool throughLink : {true, false}) {
-    DataBaseHandle* handle = Open(throughLink ? link : path_);
-    ASSERT_EQ(Store(handle, throughLink ? 1 : 2), 0);
-    EXPECT_TRUE(fs::exists(JournalOf(path_))) << "beside the file itself";
-    CopyVault(path_, dead.path() / "a.db");
-    CloseDataBaseFile(handle);
-    CopyVault(dead.path() / "a.db", path_);
-    handle = Open(throughLink ? path_ : link);
-    EXPECT_EQ(SizeOf(handle, throughLink ? 1 : 2), 1500u);
-    CloseDataBaseFile(handle);
-    EXPECT_FALSE(fs::exists(JournalOf(path_)));
   }
 }
 

@@ -247,12 +247,9 @@ class Model {
     return 0;
   }
 
-  std::vector<uint32_t> list(uint32_t kind) const {
-    std::vector<uint32_t> ids;
-    for (const auto& slot : committed) {
-      if (slot && slot->kind == kind) ids.push_back(slot->id);
-    }
-    return ids;
+  uint32_t count(uint32_t kind) const {
+    const auto isOfKind = [&](const auto& slot) { return slot && slot->kind == kind; };
+    return static_cast<uint32_t>(std::count_if(committed.begin(), committed.end(), isOfKind));
   }
 
   // How the database that the handle is open on differs from this one; empty when it does not.
