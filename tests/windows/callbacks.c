@@ -1,5 +1,5 @@
 /* Functions called across the boundary both ways; this file is compiled with another default convention than the DLL. */
-#include "component.h"
+#include "pmstore.h"
 
 static int32_t PM_CALL Descending(const void* a, const void* b) {
   return *(const int32_t*)b - *(const int32_t*)a;
@@ -10,16 +10,17 @@ static int32_t PM_CALL AppendDigit(AvlNode* node, void* digits) {
   return 0;
 }
 
-void __cdecl TestCallbacks(void) {
+/* The digits 1 to 4 as a tree sorts them that is told to go down. */
+int32_t __cdecl DigitsDescending(void) {
   int32_t digits = 0;
-  AvlTree* tree = pm.CreateAvlTree(NULL, NULL, 3, NULL, sizeof digits);
+  AvlTree* tree = CreateAvlTree(NULL, NULL, 3, NULL, sizeof digits);
   tree->CmpAvlNode = Descending;
   for (int32_t digit = 1; digit <= 4; ++digit) {
     int32_t* element = tree->GetAvlElement(tree);
     *element = digit;
-    pm.InsertAvlNode(element, tree, tree->root);
+    InsertAvlNode(element, tree, tree->root);
   }
-  pm.InorderTravAvlTree(tree->root, AppendDigit, &digits);
-  CHECK(digits == 4321);
-  pm.ReleaseAvlTree(tree);
+  InorderTravAvlTree(tree->root, AppendDigit, &digits);
+  ReleaseAvlTree(tree);
+  return digits;
 }

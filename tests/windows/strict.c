@@ -1,12 +1,15 @@
-/* The DLL's imports of the file functions are led through this file, which makes them as strict as component.h says. */
-#include "component.h"
+/* The DLL's imports of the file functions are led through this file, which makes them as strict as strict.h says. */
+#include "strict.h"
+
+#include <wchar.h>
 
 Seen seen;
 
 /* Whether Windows would refuse the name, or to make a file of this name. */
 static int Refused(const wchar_t* path, int creates) {
   const int isLong = wcsncmp(path, L"\\\\?\\", 4) != 0 && GetFullPathNameW(path, 0, NULL, NULL) > MAX_PATH;
-  const int isHidden = creates && IsHidden(path);
+  const DWORD attributes = creates ? GetFileAttributesW(path) : INVALID_FILE_ATTRIBUTES;
+  const int isHidden = attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_HIDDEN) != 0;
   seen.creations += creates;
   seen.refused += isLong || isHidden;
   if (isLong || isHidden) SetLastError(isLong ? ERROR_PATH_NOT_FOUND : ERROR_FILE_EXISTS);
@@ -42,21 +45,27 @@ static BOOL WINAPI StrictAttributes(LPCWSTR path, DWORD attributes) {
 
 typedef void (*Function)(void);
 
-int MakeStrict(HMODULE module) {
-  const Function strict[][2] = {{(Function)CreateFileW, (Function)StrictCreate},
-                                {(Function)MoveFileExW, (Function)StrictMove},
-                                {(Function)DeleteFileW, (Function)StrictDelete},
-                                {(Function)SetFileAttributesW, (Function)StrictAttributes}};
-  const IMAGE_DATA_DIRECTORY imports =
-      HeadersOf(module)->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IAT];
-  Function* imported = (Function*)((char*)module + imports.VirtualAddress);
-  DWORD old;
+void* DirectoryOf(HMODULE module, int number, DWORD* size) {
+  char* image = (char*)module;
+  const IMAGE_NT_HEADERS* headers = (void*)(image + ((IMAGE_DOS_HEADER*)image)->e_lfanew);
+  const IMAGE_DATA_DIRECTORY directory = headers->OptionalHeader.DataDirectory[number];
+  *size = directory.Size;
+  return image + directory.VirtualAddress;
+}
+
+int MakeStrict(HMODULE module, int strict) {
+  const Function functions[][2] = {{(Function)CreateFileW, (Function)StrictCreate},
+                                   {(Function)MoveFileExW, (Function)StrictMove},
+                                   {(Function)DeleteFileW, (Function)StrictDelete},
+                                   {(Function)SetFileAttributesW, (Function)StrictAttributes}};
+  DWORD size, old;
+  Function* imported = DirectoryOf(module, IMAGE_DIRECTORY_ENTRY_IAT, &size);
   int count = 0;
-  VirtualProtect(imported, imports.Size, PAGE_READWRITE, &old);
-  for (DWORD i = 0; i < imports.Size / sizeof *imported; ++i) {
-    for (size_t k = 0; k < sizeof strict / sizeof *strict; ++k) {
-      if (imported[i] != strict[k][0]) continue;
-      imported[i] = strict[k][1];
+  VirtualProtect(imported, size, PAGE_READWRITE, &old);
+  for (DWORD i = 0; i < size / sizeof *imported; ++i) {
+    for (size_t k = 0; k < sizeof functions / sizeof *functions; ++k) {
+      if (imported[i] != functions[k][!strict]) continue;
+      imported[i] = functions[k][strict];
       ++count;
     }
   }
