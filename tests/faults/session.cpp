@@ -96,7 +96,12 @@ void Session::dropDoubles(std::vector<Model>* models) {
 // anything failed in this call or since the last that told, says which of them it went.
 void Session::call(int v, const std::function<int32_t(Model&)>& model,
                    const std::function<int32_t()>& library) {
+  if (!isOpen(v)) return;
   Vault& vault = vaults_[v];
+  uint32_t noSuchId = 1000;
+  seam::Suspend(true);
+  PmGetItemPtrByID(vault.handle, &noSuchId);  // makes the vault the current one
+  seam::Suspend(false);
   Call call = begin();
   std::vector<Model> written = vault.models, unwritten = vault.models;
   int32_t whenWritten = 0, whenNot = 0;
@@ -155,11 +160,6 @@ void Session::tellApart(int v) {
   if (!fitting.empty()) vault.models = fitting;
   vault.states = {Blank(vault.models.front().recovered())};
   vault.doubtful = false;
-}
-
-void Session::makeCurrent(int v) const {
-  uint32_t noSuchId = 1000;
-  PmGetItemPtrByID(vaults_[v].handle, &noSuchId);
 }
 
 void Session::open(int v, Opening opening) {
@@ -275,27 +275,26 @@ void Session::insert(int v, uint32_t id, size_t size, bool syncNow, size_t userD
     if (RetainID(handle, id, 1 + id % 2, userData ? userData->c_str() : nullptr) != 1) return;
     for (Model& m : vaults_[v].models) m.pending[id] = {{0, 0}, 1 + id % 2, id, userData};
   }
+  const auto library = [&] {
+    return InserItemToDataBase(handle, id, bytes.data(), static_cast<uint32_t>(size), syncNow);
+  };
   call(
-      v, [&](Model& m) { return m.insert(id, bytes, syncNow); },
-      [&] { return InserItemToDataBase(handle, id, bytes.data(), static_cast<uint32_t>(size), syncNow); });
+      v, [&](Model& m) { return m.insert(id, bytes, syncNow); }, library);
 }
 
 void Session::modify(int v, uint32_t id, int32_t offset, size_t size, bool syncNow) {
-  if (!isOpen(v)) return;
   const Bytes bytes = newBytes(size);
+  const auto library = [&] {
+    return PmModifyItem(vaults_[v].handle, id, bytes.data(), offset, static_cast<uint32_t>(size), syncNow);
+  };
   call(
-      v, [&](Model& m) { return m.modify(id, bytes, offset, syncNow); },
-      [&] {
-        return PmModifyItem(vaults_[v].handle, id, bytes.data(), offset, static_cast<uint32_t>(size),
-                            syncNow);
-      });
+      v, [&](Model& m) { return m.modify(id, bytes, offset, syncNow); }, library);
 }
 
 void Session::remove(int v, uint32_t id, bool syncNow) {
-  if (!isOpen(v)) return;
+  const auto library = [&] { return DeleteItemFromDataBase(vaults_[v].handle, id, syncNow); };
   call(
-      v, [&](Model& m) { return m.remove(id, syncNow); },
-      [&] { return DeleteItemFromDataBase(vaults_[v].handle, id, syncNow); });
+      v, [&](Model& m) { return m.remove(id, syncNow); }, library);
 }
 
 void Session::read(int v, uint32_t id) {
@@ -306,26 +305,9 @@ void Session::read(int v, uint32_t id) {
   for (Model& m : vaults_[v].models) m.get(id);
 }
 
-void Session::start(int v) {
-  if (!isOpen(v)) return;
-  makeCurrent(v);
-  call(
-      v, [](Model& m) { return m.start(); }, PmStartTransaction);
-}
-
 void Session::stop(int v) {
-  if (!isOpen(v)) return;
-  makeCurrent(v);
-  call(
-      v, [](Model& m) { return m.stop(); }, PmStopTransaction);
+  call(v, &Model::stop, PmStopTransaction);
   for (Model& m : vaults_[v].models) m.inTransaction = false;  // whatever the result
-}
-
-void Session::sync(int v) {
-  if (!isOpen(v)) return;
-  makeCurrent(v);
-  call(
-      v, [](Model& m) { return m.sync(); }, PmSyncDirtyData);
 }
 
 void Session::draw(uint32_t seed, int calls) {

@@ -40,9 +40,9 @@ class Session {
   void modify(int v, uint32_t id, int32_t offset, size_t size, bool syncNow = false);
   void remove(int v, uint32_t id, bool syncNow = false);
   void read(int v, uint32_t id);
-  void start(int v);
+  void start(int v) { call(v, &Model::start, PmStartTransaction); }
   void stop(int v);
-  void sync(int v);
+  void sync(int v) { call(v, &Model::sync, PmSyncDirtyData); }
   void takeDown();  // the library, with the vaults that are open; and brings it up again
 
   // Calls drawn by the seed; begins and ends with any vault open or closed.
@@ -80,7 +80,6 @@ class Session {
   void closed(int v, bool struck, Call* call);
   void openedToRead(int v, Call call);
   void tellApart(int v);
-  void makeCurrent(int v) const;
   Bytes newBytes(size_t size) { return Pattern(size, ++seed_); }
 
   std::filesystem::path folder_;
