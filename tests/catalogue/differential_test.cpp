@@ -281,21 +281,6 @@ class Differential : public DataBaseTest {
     ASSERT_EQ((start ? PmStartTransaction : PmStopTransaction)(), current == nullptr ? -1 : 0);
   }
 
-  void dump() {
-    bool withBytes = false;
-#if !defined(_WIN32)
-    withBytes = oneIn(4);
-    setenv("DB_DETAIL_HEX", withBytes ? "Y" : "Yes", 1);
-#endif
-    const fs::path path = file("report.txt");
-    for (int i = 0; i < 2; ++i) PrintAllItemInfo(Pm(path).c_str());
-    const std::string expected = Model::current == nullptr ? "" : Model::current->report(withBytes);
-    std::ifstream stream(path);
-    ASSERT_EQ(std::string(std::istreambuf_iterator<char>(stream), {}), expected + expected);
-    stream.close();
-    ASSERT_EQ(fs::remove(path), Model::current != nullptr);
-  }
-
   // Somebody tidies up behind an open database, where the system lets them.
   void loseFile(Db& db) {
     std::error_code held;
@@ -347,7 +332,7 @@ class Differential : public DataBaseTest {
     }
     if (roll < 45) return sync();
     if (roll < 85) return transaction();
-    return roll < 97 ? dump() : restart();
+    restart();
   }
 
   void checkFiles(const Db& db) {

@@ -1,5 +1,7 @@
 // One vault that every build must make byte for byte: the same calls with the same IDs, compared with files
-// that stand beside this test. What one build writes is so what every other reads.
+// that stand beside this test. What one build writes is so what every other reads. And what the report says of it.
+#include <cstdlib>
+
 #include "tests/support/fixture.h"
 
 namespace {
@@ -17,6 +19,15 @@ class GoldenTest : public DataBaseTest {
     EXPECT_EQ(insert(vault_, id, bytes), 0);
   }
 
+  // The lines of all reports so far, with one more: on the current file, with its items' bytes or without.
+  std::string report(const char* detail) const {
+    static std::string setting;  // which the environment keeps
+    putenv(&(setting = std::string("DB_DETAIL_HEX=") + detail)[0]);
+    PrintAllItemInfo(Pm(file("report")).c_str());
+    std::ifstream stream(file("report"));
+    return {std::istreambuf_iterator<char>(stream), {}};
+  }
+
   DataBaseHandle* const vault_ = open();
 };
 
@@ -32,6 +43,7 @@ TEST_F(GoldenTest, EveryBuildWritesTheSameBytes) {
   EXPECT_EQ(PmStartTransaction(), 0);
   add(0xFFFFFFFF, kNote, wide.c_str(), Pattern(1001, 5));
   add(2, kLogin, Text("late").c_str(), Pattern(1000, 4));
+  report("Yes");
   EXPECT_EQ(PmStopTransaction(), 0);
   EXPECT_EQ(insert(vault_, 0xFFFFFFFF, Pattern(4000, 9), 1), 0);
   EXPECT_EQ(insert(vault_, 0xFFFFFFFF, Pattern(1001, 5), 1), 0);
@@ -40,6 +52,13 @@ TEST_F(GoldenTest, EveryBuildWritesTheSameBytes) {
   EXPECT_EQ(ReadBytes(BackupOf(file())), golden("open.db"));
   EXPECT_EQ(CloseDataBaseFile(vault_), 0);
   EXPECT_EQ(ReadBytes(file()), golden("closed.db"));
+
+  Bytes damaged = *golden("open.db");
+  damaged[8 * vault::kBlock + 20] ^= 1;
+  WriteBytes(file("damaged"), damaged);
+  open("damaged");
+  std::ifstream expected(std::filesystem::path(GOLDEN_FOLDER) / "report.txt");
+  EXPECT_EQ(report("Y"), std::string(std::istreambuf_iterator<char>(expected), {}));
 }
 
 }  // namespace

@@ -283,39 +283,7 @@ class Model {
     return text.str();
   }
 
-  // The report on the file, with or without the items' bytes.
-  std::string report(bool withBytes) {
-    std::ostringstream text;
-    text << "file information:\n\t size: " << disk.size() << "( " << blockNum()
-         << "k )\n\t item num: " << items.size() << "\n\t block num: " << blockNum()
-         << "\n\t free block num: " << free_.size() << "\n";
-    for (const auto& [id, item] : items) {
-      text << "item: { ID = " << id << ", size = " << item.size << ", frag count = " << item.blocks.size()
-           << " }\n";
-      for (const uint32_t b : item.blocks) {
-        const uint32_t at = b * vault::kBlock;
-        text << "\t\tfragment offset: " << at << "(0x" << std::hex << at << std::dec << ")\n";
-      }
-      const Bytes* bytes = bytesOf(id);
-      if (bytes == nullptr) text << "item " << id << " corrupted\n";
-      if (bytes != nullptr && withBytes) text << InHex(*bytes);
-    }
-    return text.str();
-  }
-
  private:
-  static std::string InHex(const Bytes& bytes) {
-    std::string text;
-    char part[16];
-    for (size_t i = 0; i < bytes.size(); ++i) {
-      std::snprintf(part, sizeof part, "%s0x%04x ", i == 0 ? "" : "\n", static_cast<unsigned>(i));
-      if (i % 16 == 0) text += part;
-      std::snprintf(part, sizeof part, "%02X ", bytes[i]);
-      text += part;
-    }
-    return text + "\n";
-  }
-
   uint8_t* block(uint32_t index) { return disk.data() + index * vault::kBlock; }
   uint32_t blockNum() const { return static_cast<uint32_t>(disk.size()) / vault::kBlock; }
   bool namesFree() {
