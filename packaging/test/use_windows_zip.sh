@@ -22,6 +22,15 @@ done
 grep -q longPathAware "$root/bin/pmstore.exe"
 [ "$4" != i686 ] || "$triple-objdump" -p "$root/bin/pmstore.exe" | grep 'large address aware'
 
+# The DLL has the listed names under their numbers, needs the system alone, and says who made it.
+{ printf '%s\n' ADVAPI32.dll KERNEL32.dll msvcrt.dll && cat "$source/exports.txt"; } | sort >listed
+"$triple-objdump" -p "$root/bin/pmstore.dll" | awk '/DLL Name/ { print $3 }
+  /^Ordinal Base/ { base = $3 }
+  /^\t\[ *[0-9]+\] [A-Z]/ { gsub(/[][]/, ""); print $2 " @" $1 + base }' | sort | diff listed -
+for text in 'The pmstore developers' pmstore pmstore.dll "$(basename "$root" | cut -d- -f2)"; do
+  strings -el "$root/bin/pmstore.dll" | grep -Fx "$text" || { echo "pmstore.dll does not say $text"; exit 1; }
+done
+
 cmake -S "$source/packaging/test/project" -B project -DCMAKE_TOOLCHAIN_FILE="$source/cmake/windows-$4.cmake" \
   -DEXAMPLES="$source/examples" -Dpmstore_DIR="$root/lib/cmake/pmstore" >/dev/null
 cmake --build project >/dev/null

@@ -53,8 +53,10 @@ TEST_F(GoldenTest, EveryBuildWritesTheSameBytes) {
   EXPECT_EQ(CloseDataBaseFile(vault_), 0);
   EXPECT_EQ(ReadBytes(file()), golden("closed.db"));
 
-  Bytes damaged = *golden("open.db");
+  Bytes damaged = *golden("open.db"), free = vault::MakeBlocks(9, Pattern(40000));
   damaged[8 * vault::kBlock + 20] ^= 1;
+  for (size_t at = 1; at < free.size(); at += vault::kBlock) free[at] = 2;
+  damaged.insert(damaged.end(), free.begin(), free.end());
   WriteBytes(file("damaged"), damaged);
   open("damaged");
   std::ifstream expected(std::filesystem::path(GOLDEN_FOLDER) / "report.txt");

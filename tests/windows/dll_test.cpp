@@ -1,69 +1,17 @@
-// pmstore.dll as the system's loader and a program of the system's run-time meet it: its image, and memory, streams and
-// functions that cross its boundary.
+// pmstore.dll as the system's loader and a program of the system's run-time meet it: memory, streams and functions that
+// cross its boundary. What stands in it is for packaging/test/use_windows_zip.sh.
 #include <malloc.h>
+#include <windows.h>
 
 #include <thread>
 
 #include "tests/support/fixture.h"
 
-extern "C" {
-#include "tests/windows/strict.h"
-int32_t __cdecl DigitsDescending();
-}
+extern "C" int32_t __cdecl DigitsDescending();
 
 namespace {
 
 namespace fs = std::filesystem;
-
-HMODULE Dll() {
-  return GetModuleHandleW(L"pmstore.dll");
-}
-
-template <typename T>
-const T* At(DWORD address) {
-  return reinterpret_cast<const T*>(reinterpret_cast<const char*>(Dll()) + address);
-}
-
-TEST(Image, ExportsPlainNamesUnderTheirNumbersAndNothingElse) {
-  DWORD size;
-  const auto* exports =
-      static_cast<const IMAGE_EXPORT_DIRECTORY*>(DirectoryOf(Dll(), IMAGE_DIRECTORY_ENTRY_EXPORT, &size));
-  std::ifstream list(EXPORTS);
-  std::string name;
-  char at;
-  for (WORD number, count = 0; list >> name >> at >> number; ++count) {
-    EXPECT_EQ(number, count + 1) << name;
-    EXPECT_NE(GetProcAddress(Dll(), name.c_str()), nullptr) << name;
-    EXPECT_EQ(GetProcAddress(Dll(), name.c_str()), GetProcAddress(Dll(), MAKEINTRESOURCEA(number))) << name;
-  }
-  EXPECT_STREQ(At<char>(exports->Name), "pmstore.dll");
-  EXPECT_EQ(exports->NumberOfNames, 80u);
-  EXPECT_EQ(exports->NumberOfFunctions, 80u);
-}
-
-TEST(Image, NeedsTheSystemAloneAndNamesItsMakers) {
-  DWORD size;
-  const auto* import =
-      static_cast<const IMAGE_IMPORT_DESCRIPTOR*>(DirectoryOf(Dll(), IMAGE_DIRECTORY_ENTRY_IMPORT, &size));
-  for (; import->Name != 0; ++import) {
-    const std::string name = At<char>(import->Name);
-    EXPECT_NE(std::string("KERNEL32.dll msvcrt.dll ADVAPI32.dll").find(name), std::string::npos) << name;
-  }
-  const std::pair<std::wstring, std::wstring> kTexts[] = {{L"CompanyName", L"The pmstore developers"},
-                                                          {L"ProductName", L"pmstore"},
-                                                          {L"OriginalFilename", L"pmstore.dll"},
-                                                          {L"ProductVersion", L"" VERSION}};
-  wchar_t path[MAX_PATH];
-  char resource[4096];
-  GetModuleFileNameW(Dll(), path, MAX_PATH);
-  ASSERT_TRUE(GetFileVersionInfoW(path, 0, sizeof resource, resource));
-  for (const auto& [key, text] : kTexts) {
-    void* found = nullptr;
-    UINT length;
-    ASSERT_TRUE(VerQueryValueW(resource, (L"\\StringFileInfo\\040904B0\\" + key).c_str(), &found, &length));
-    EXPECT_EQ(static_cast<const wchar_t*>(found), text);
-  }
-}
 
 volatile LONG entries;
 
@@ -75,7 +23,7 @@ BOOL WINAPI CountEntry(HMODULE, DWORD, LPVOID) {
 TEST(Image, HearsOfItsEndAndOfNoThread) {
   const TempFolder folder;
   wchar_t path[MAX_PATH];
-  GetModuleFileNameW(Dll(), path, MAX_PATH);
+  GetModuleFileNameW(GetModuleHandleW(L"pmstore.dll"), path, MAX_PATH);
   fs::copy_file(path, folder.path() / "another.dll");
   const HMODULE module = LoadLibraryW((folder.path() / "another.dll").c_str());
   ASSERT_NE(module, nullptr);

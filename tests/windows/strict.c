@@ -45,24 +45,19 @@ static BOOL WINAPI StrictAttributes(LPCWSTR path, DWORD attributes) {
 
 typedef void (*Function)(void);
 
-void* DirectoryOf(HMODULE module, int number, DWORD* size) {
-  char* image = (char*)module;
-  const IMAGE_NT_HEADERS* headers = (void*)(image + ((IMAGE_DOS_HEADER*)image)->e_lfanew);
-  const IMAGE_DATA_DIRECTORY directory = headers->OptionalHeader.DataDirectory[number];
-  *size = directory.Size;
-  return image + directory.VirtualAddress;
-}
-
 int MakeStrict(HMODULE module, int strict) {
   const Function functions[][2] = {{(Function)CreateFileW, (Function)StrictCreate},
                                    {(Function)MoveFileExW, (Function)StrictMove},
                                    {(Function)DeleteFileW, (Function)StrictDelete},
                                    {(Function)SetFileAttributesW, (Function)StrictAttributes}};
-  DWORD size, old;
-  Function* imported = DirectoryOf(module, IMAGE_DIRECTORY_ENTRY_IAT, &size);
+  char* image = (char*)module;
+  const IMAGE_NT_HEADERS* headers = (void*)(image + ((IMAGE_DOS_HEADER*)image)->e_lfanew);
+  const IMAGE_DATA_DIRECTORY imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IAT];
+  Function* imported = (Function*)(image + imports.VirtualAddress);
+  DWORD old;
   int count = 0;
-  VirtualProtect(imported, size, PAGE_READWRITE, &old);
-  for (DWORD i = 0; i < size / sizeof *imported; ++i) {
+  VirtualProtect(imported, imports.Size, PAGE_READWRITE, &old);
+  for (DWORD i = 0; i < imports.Size / sizeof *imported; ++i) {
     for (size_t k = 0; k < sizeof functions / sizeof *functions; ++k) {
       if (imported[i] != functions[k][!strict]) continue;
       imported[i] = functions[k][strict];

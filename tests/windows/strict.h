@@ -22,7 +22,4 @@ typedef struct Seen {
 
 extern Seen seen;
 
-/* A data directory of a module, and its size. */
-void* DirectoryOf(HMODULE module, int number, DWORD* size);
-
 #endif

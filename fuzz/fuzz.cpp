@@ -1,0 +1,7 @@
+// Hostile bytes go through the door that the target is built for: as a vault, as an ID table, or as a backup.
+#include "tests/support/drive.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  drive::DOOR({data, data + size});
+  return 0;
+}
