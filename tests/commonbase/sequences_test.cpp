@@ -257,6 +257,7 @@ class Doubly {
       if (!model->empty()) model->pop_back();
       return;
     }
+    if (!model->empty() && random->oneIn(2)) letter = model->back();
     const size_t at = model->find(letter);
     if (at != std::string::npos) model->erase(at, 1);
     EXPECT_EQ(DLDelByData(Match, &letter, 1, &list_), at == std::string::npos ? -1 : model->empty() ? 1 : 0);
