@@ -25,27 +25,22 @@ template <template <typename> class Call, typename T, typename = void>
 constexpr bool kCompiles = false;
 template <template <typename> class Call, typename T>
 constexpr bool kCompiles<Call, T, std::void_t<Call<T>>> = true;
-template <typename T>
-constexpr bool kIsBytes = std::is_convertible_v<T, pmstore::Bytes>;
-template <typename T>
-constexpr bool kIsName = std::is_convertible_v<T, Name>;
+template <typename To, typename... From>
+constexpr bool kAllConvert = (std::is_convertible_v<From, To> && ...);
+template <typename To, typename... From>
+constexpr bool kNoneConverts = !(std::is_convertible_v<From, To> || ...);
 
 static_assert(kCompiles<Get, Vault&> && kCompiles<Items, Vault&> && kCompiles<UserData, Vault&>);
 static_assert(!kCompiles<Get, Vault> && !kCompiles<Items, Vault> && !kCompiles<UserData, Vault>);
-static_assert(kIsBytes<std::string> && kIsBytes<std::vector<std::byte>> &&
-              kIsBytes<std::array<unsigned char, 3>>);
-static_assert(kIsBytes<ItemView> && kIsBytes<const char*> && kIsBytes<unsigned char[4]>);
-static_assert(!kIsBytes<std::vector<int>> && !kIsBytes<int> && !kIsBytes<std::nullptr_t> &&
-              !kIsBytes<std::u16string>);
-static_assert(kIsName<std::string> && kIsName<std::u16string_view> && kIsName<const PmChar*> &&
-              kIsName<std::nullptr_t>);
-static_assert(!kIsName<int> && !kIsName<char> && !kIsName<std::u32string> && !kIsName<std::vector<char>>);
+static_assert(
+    kAllConvert<pmstore::Bytes, std::string, std::vector<std::byte>, std::array<unsigned char, 3>, ItemView>);
+static_assert(kAllConvert<pmstore::Bytes, const char*, unsigned char[4]>);
+static_assert(kNoneConverts<pmstore::Bytes, std::vector<int>, int, std::nullptr_t, std::u16string>);
+static_assert(kAllConvert<Name, std::string, std::u16string_view, const PmChar*, std::nullptr_t>);
+static_assert(kNoneConverts<Name, int, char, std::u32string, std::vector<char>>);
 static_assert(!std::is_copy_constructible_v<Vault> && !std::is_constructible_v<Transaction, Vault>);
 
-class WrapperTest : public DataBaseTest {
- protected:
-  std::string textOf(const Vault& vault, uint32_t id) const { return std::string(vault.get(id)->text()); }
-};
+using WrapperTest = DataBaseTest;
 
 TEST_F(WrapperTest, TakesBytesAndNamesOfEveryKindAndGivesItems) {
   Vault vault(file());
@@ -96,29 +91,26 @@ TEST_F(WrapperTest, EachVaultActsOnItsOwnFile) {
   first.modify(id, 3000, "y", Sync::kLater);
   EXPECT_EQ(first.get(id)->size(), 3001U);
 
+  // Vaults of one path share it, and the last close writes what it held back.
+  Vault third(file("third")), same(file("third"));
+  Transaction outer(third);
+  { Transaction inner(same); }
+  third.add(1, nullptr, "one");
+  same.close();
+  EXPECT_EQ(std::filesystem::file_size(file("third")), 0U);
+  third.close();
+  EXPECT_GT(std::filesystem::file_size(file("third")), 0U);
+
   // A transaction outlives its vault, and the object that another vault is opened in.
   Transaction late(first);
   first.put(id, "late");
-  first.open(file("third"), error);
-  Transaction third(first);
+  first.open(file("fourth"), error);
+  Transaction fourth(first);
   first.add(1, nullptr, "held back");
   late.commit();
-  EXPECT_EQ(std::filesystem::file_size(file("third")), 0U);
+  EXPECT_EQ(std::filesystem::file_size(file("fourth")), 0U);
   none.open(file().string() + std::string("\0x", 2), error);
   EXPECT_EQ(error, Errc::kNotOpened);
-}
-
-TEST_F(WrapperTest, VaultsOfOnePathShareTheTransaction) {
-  Vault vault(file()), same(file());
-  Transaction outer(vault);
-  {
-    Transaction inner(same);
-    vault.add(1, nullptr, "one");
-  }
-  same.close();
-  EXPECT_EQ(std::filesystem::file_size(file()), 0U);
-  vault.close();
-  EXPECT_GT(std::filesystem::file_size(file()), 0U) << "the last close writes what the transaction held back";
 }
 
 TEST_F(WrapperTest, MovesAndReportsErrors) {
@@ -153,7 +145,7 @@ TEST_F(WrapperTest, AVaultThatCannotBeWrittenStaysOpen) {
   std::error_code error;
   vault.open(file("other.db"), error);
   EXPECT_EQ(error, Errc::kCannotOpen);
-  EXPECT_EQ(textOf(vault, id), "two");
+  EXPECT_EQ(vault.get(id)->text(), "two");
   const uint32_t added = vault.add(1, "waits", "three", error);
   EXPECT_EQ(error, Errc::kCannotOpen);
   EXPECT_EQ(vault.find(1, "waits"), added);
@@ -161,8 +153,8 @@ TEST_F(WrapperTest, AVaultThatCannotBeWrittenStaysOpen) {
   vault.open(file("other.db"), error);
   EXPECT_FALSE(error);
   vault.open(file(), error);
-  EXPECT_EQ(textOf(vault, id), "two");
-  EXPECT_EQ(textOf(vault, added), "three");
+  EXPECT_EQ(vault.get(id)->text(), "two");
+  EXPECT_EQ(vault.get(added)->text(), "three");
 }
 #endif
 
