@@ -121,7 +121,7 @@ void Session::call(int v, const std::function<int32_t(Model&)>& model,
   }
 
   const int before = seam::Struck();
-  const int32_t result = lastResult_ = library();
+  const int32_t result = library();
   const bool struck = seam::Struck() != before;
   vault.doubtful |= struck;
   if (result == whenWritten && (result == whenNot ? !writes || !vault.doubtful : true)) {

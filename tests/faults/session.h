@@ -49,7 +49,6 @@ class Session {
   void draw(uint32_t seed, int calls);
 
   bool isOpen(int v) const { return vaults_[v].handle != nullptr; }
-  int32_t lastResult() const { return lastResult_; }
   std::filesystem::path path(int v) const { return pathIn(folder_, v); }
   static std::filesystem::path pathIn(const std::filesystem::path& folder, int v) {
     return folder / (v == 0 ? "a.db" : "b.db");
@@ -87,5 +86,4 @@ class Session {
   std::vector<Call> calls_;
   const std::vector<seam::Change>* changes_ = nullptr;
   uint32_t seed_ = 0;
-  int32_t lastResult_ = 0;
 };

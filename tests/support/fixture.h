@@ -33,8 +33,8 @@ class DataBaseTest : public testing::Test {
     return PmModifyItem(handle, id, bytes.data(), offset, static_cast<uint32_t>(bytes.size()), syncNow);
   }
   // A new ID stored with these bytes.
-  static uint32_t add(DataBaseHandle* handle, const Bytes& bytes, uint32_t kind = 1) {
-    const uint32_t id = CreateNewItemID(handle, kind, nullptr);
+  static uint32_t add(DataBaseHandle* handle, const Bytes& bytes) {
+    const uint32_t id = CreateNewItemID(handle, 1, nullptr);
     EXPECT_EQ(insert(handle, id, bytes), 0);
     return id;
   }
@@ -45,13 +45,6 @@ class DataBaseTest : public testing::Test {
     EXPECT_EQ(word, id) << "a failed read left its mark";
     return std::nullopt;
   }
-  static std::vector<uint32_t> ids(DataBaseHandle* handle, uint32_t kind) {
-    std::vector<uint32_t> found;
-    for (uint32_t id = FirstGetItemID(handle, kind); id != 0; id = NextGetItemID(handle, kind))
-      found.push_back(id);
-    return found;
-  }
-
   // Takes the library down, which closes every database, and brings it up again.
   static void restart() {
     ReleasePmTotalDataController();
