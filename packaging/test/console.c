@@ -26,7 +26,8 @@ static State Look(void) {
 int wmain(int count, wchar_t** words) {
   SetConsoleOutputCP(850);
   const State before = Look();
-  if (InitPmTotalDataController() != 1 || count != 2 || before.out == 0 || before.outPage != 850) return 1; /* no console */
+  if (InitPmTotalDataController() != 1 || count != 2 || before.out == 0 || before.outPage != 850)
+    return 1; /* no console */
   CloseDataBaseFile(OpenDataBaseFile(L"Тайна 🔑 é.vault"));
   if (_wspawnl(_P_WAIT, words[1], L"pmstore", L"check", L"\"Тайна 🔑 é.vault\"", NULL) != 0) return 2;
   const State after = Look();
