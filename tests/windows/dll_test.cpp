@@ -1,11 +1,12 @@
 // pmstore.dll as the system's loader and a program of the system's run-time meet it: memory, streams and functions that
 // cross its boundary. What stands in it is for packaging/test/use_windows_zip.sh.
 #include <malloc.h>
-#include <windows.h>
 
 #include <thread>
 
 #include "tests/support/fixture.h"
+
+#include <windows.h>  // whose names stand in the way of ours
 
 extern "C" int32_t __cdecl DigitsDescending();
 
