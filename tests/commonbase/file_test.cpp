@@ -127,6 +127,20 @@ TEST_F(Files, AreCutExtendedCreatedAndCopied) {
 #endif
 }
 
+TEST_F(Files, AreReadWrittenAndCutAtPlaces) {
+  File file, reader;
+  Bytes part(20);
+  ASSERT_TRUE(file.createNew(path("part").c_str()));
+  ASSERT_TRUE(reader.open(make("source", Pattern(100)).c_str(), Access::kRead));
+  EXPECT_EQ(file.writeAt(5, "x", 1), 1u);
+  EXPECT_EQ(bytes("part"), Bytes({0, 0, 0, 0, 0, 'x'}));
+  EXPECT_EQ(reader.writeAt(0, "x", 1), 0u);
+  EXPECT_EQ(reader.readAt(93, part.data(), 20), 7u);
+  EXPECT_FALSE(reader.setSize(0));
+  EXPECT_TRUE(file.setSize(2));
+  EXPECT_EQ(bytes("part"), Bytes(2));
+}
+
 TEST_F(Files, CurrentFolderIsTheProgramsOwn) {
   PmChar buffer[1024];
   const int32_t length = GetCurDir(1024, buffer);
@@ -170,19 +184,6 @@ TEST_F(Files, HaveStampsThatTellStatesApart) {
 }
 
 #if defined(__linux__)
-
-// Between file systems that share nothing the bytes go through memory. All other ways show in the vaults' backups.
-TEST_F(Files, AreCopiedWholeOrNotAtAll) {
-  File from, to;
-  std::ifstream stream("/proc/version");
-  const Bytes version{std::istreambuf_iterator<char>(stream), {}};
-  ASSERT_TRUE(to.createNew(path("part").c_str()));
-  ASSERT_TRUE(from.open(Text("/proc/version").c_str(), Access::kRead));
-  EXPECT_TRUE(to.copyRange(from, 0, version.size()));
-  EXPECT_EQ(bytes("part"), version);
-  EXPECT_FALSE(to.copyRange(from, 0, version.size() + 1));
-  EXPECT_FALSE(from.copyRange(to, 0, 10));
-}
 
 TEST_F(Files, HaveNamesInUtf8WithoutCollisions) {
   const std::pair<PmString, std::string> kNames[] = {
