@@ -1,6 +1,7 @@
 #include "cli/mending.h"
 
 #include <algorithm>
+#include <bitset>
 #include <set>
 
 #include "storage/checksum.h"
@@ -227,7 +228,8 @@ void TryFiller(Bench& bench) {
 
 int BitsThatDiffer(const Bytes& block, const Bytes& header) {
   int bits = 0;
-  for (size_t i = 0; i < kHeaderSize; ++i) bits += __builtin_popcount(block[i] ^ header[i]);
+  for (size_t i = 0; i < kHeaderSize; ++i)
+    bits += static_cast<int>(std::bitset<8>(block[i] ^ header[i]).count());
   return bits;
 }
 

@@ -72,8 +72,8 @@ if(WIN32)
 else()
   set(python_folder lib/python3/dist-packages)
 endif()
-install(FILES python/pmstore/__init__.py python/pmstore/_errors.py python/pmstore/_library.py python/pmstore/_vault.py
-  python/pmstore/py.typed DESTINATION "${python_folder}/pmstore" COMPONENT python)
+install(FILES python/pmstore/__init__.py python/pmstore/_errors.py python/pmstore/_library.py
+  python/pmstore/_sharing.py python/pmstore/_vault.py python/pmstore/py.typed DESTINATION "${python_folder}/pmstore" COMPONENT python)
 file(STRINGS python/pmstore/__init__.py python_version REGEX "^__version__ = \"${PROJECT_VERSION}\"$")
 if(NOT python_version)
   message(FATAL_ERROR "python/pmstore/__init__.py has another version than ${PROJECT_VERSION}.")

@@ -284,7 +284,7 @@ bool File::copyAccessRights(const File& other) {
       present.st_uid == wanted.st_uid || fchown(descriptor_, wanted.st_uid, wanted.st_gid) == 0;
   const bool sameGroup = (sameOwner && present.st_uid != wanted.st_uid) || present.st_gid == wanted.st_gid ||
                          fchown(descriptor_, static_cast<uid_t>(-1), wanted.st_gid) == 0;
-  const mode_t rights = wanted.st_mode & (sameGroup ? kAccessRights : kAccessRights & ~S_IRWXG);
+  const mode_t rights = wanted.st_mode & (sameGroup ? kAccessRights : S_IRWXU | S_IRWXO);
   // Some file systems have one mode for all files and refuse to be asked.
   return (present.st_mode & kAccessRights) == rights || fchmod(descriptor_, rights) == 0;
 }
@@ -458,7 +458,7 @@ void* AllocateLarge(size_t size) {
 }
 
 void Populate(void* memory, size_t size) {
-  static const auto pageSize = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
+  const auto pageSize = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
   const uintptr_t end = reinterpret_cast<uintptr_t>(memory) + size;
   const uintptr_t begin = reinterpret_cast<uintptr_t>(memory) & ~(pageSize - 1);
   madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);  // only a wish

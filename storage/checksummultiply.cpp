@@ -6,7 +6,7 @@
 
 #include "storage/checksum.h"
 
-#if defined(__x86_64__) || defined(__i386__)
+#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
 
 #include <immintrin.h>
 

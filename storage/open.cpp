@@ -5,6 +5,7 @@
 #include "commonbase/src/memorypool.h"
 #include "commonbase/src/nodepool.h"
 #include "commonbase/src/pmstring.h"
+#include "platform/compiler.h"
 #include "storage/backup.h"
 #include "storage/commit.h"
 #include "storage/freeblocks.h"
@@ -75,8 +76,8 @@ bool VisitBlocks(void* context, uint32_t first, const PacketHeader* headers, uin
   auto* scan = static_cast<Scan*>(context);
   // The index is larger than the caches: its places are fetched for all the blocks at once, not one by one.
   const ItemIndex& index = scan->file->index;
-  for (uint32_t i = 0; i < count; ++i) __builtin_prefetch(index.placeOf(headers[i].itemId));
-  for (uint32_t i = 0; i < count; ++i) __builtin_prefetch(index.chain(headers[i].itemId));
+  for (uint32_t i = 0; i < count; ++i) platform::Prefetch(index.placeOf(headers[i].itemId));
+  for (uint32_t i = 0; i < count; ++i) platform::Prefetch(index.chain(headers[i].itemId));
   for (uint32_t i = 0; i < count; ++i) {
     if (!InsertBlock(scan, first + i, headers[i])) return false;
   }

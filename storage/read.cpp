@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "commonbase/src/memorypool.h"
+#include "platform/compiler.h"
 #include "storage/blockio.h"
 #include "storage/leftovers.h"
 #include "storage/overlay.h"
@@ -145,9 +146,9 @@ void BuildWindow(FileInfo* file, const Window& window) {
   const ItemIndex& index = file->index;
   for (uint32_t i = 0; i < window.count; ++i) {
     ids[i] = DecodeHeader(controller->blockBuffer + size_t{i} * kBlockSize).itemId;
-    __builtin_prefetch(index.placeOf(ids[i]));
+    platform::Prefetch(index.placeOf(ids[i]));
   }
-  for (uint32_t i = 0; i < window.count; ++i) __builtin_prefetch(index.chain(ids[i]));
+  for (uint32_t i = 0; i < window.count; ++i) platform::Prefetch(index.chain(ids[i]));
   for (uint32_t i = 0; i < window.count; ++i) {
     ItemInfo* item = UnreadItemAt(file, ids[i], (window.first + i) * kBlockSize);
     if (item == nullptr || !window.holds(item)) continue;

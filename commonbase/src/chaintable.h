@@ -11,6 +11,7 @@
 #include <ctime>
 
 #include "commonbase/src/memorypool.h"
+#include "platform/compiler.h"
 
 namespace commonbase {
 
@@ -68,7 +69,7 @@ class ChainTable {
     for (uint32_t i = 0; i >> bits_ == 0; ++i) {
       // Members lie all over memory: those of a bucket further on are fetched meanwhile.
       constexpr uint32_t kAhead = 32;
-      if ((i + kAhead) >> bits_ == 0) __builtin_prefetch(buckets_[i + kAhead]);
+      if ((i + kAhead) >> bits_ == 0) platform::Prefetch(buckets_[i + kAhead]);
       while (T* member = buckets_[i]) {
         buckets_[i] = member->*kNext;
         release(member);

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "commonbase/src/poison.h"
+#include "platform/compiler.h"
 #include "platform/platform.h"
 
 namespace commonbase {
@@ -17,7 +17,7 @@ constexpr uint32_t kNone = UINT32_MAX;
 
 // The bytes that a block takes.
 constexpr size_t Rounded(size_t size) {
-  return (std::max<size_t>(size, 1) + kRedZone + kAlignment - 1) / kAlignment * kAlignment;
+  return (std::max<size_t>(size, 1) + platform::kRedZone + kAlignment - 1) / kAlignment * kAlignment;
 }
 
 MemoryPool sharedMemory;
@@ -31,7 +31,7 @@ void* MemoryPool::take(size_t size) {
   room->next += Rounded(size);
   room->piece->taken += Rounded(size);
   taken_ += Rounded(size);
-  Unpoison(block, size);
+  platform::Unpoison(block, size);
   return block;
 }
 
@@ -39,7 +39,7 @@ void MemoryPool::give(void* block, size_t size) {
   const uint32_t number = numberOf(block);
   if (number == kNone) return std::free(block);
   Piece* piece = pieces_[number];
-  Poison(block, size);
+  platform::Poison(block, size);
   piece->taken -= Rounded(size);
   taken_ -= Rounded(size);
   if (piece->taken == 0) return dropPiece(number);
@@ -71,7 +71,7 @@ MemoryPool::Room* MemoryPool::addPiece(size_t size) {
   Room* room = smallestRoom();
   auto* begin = reinterpret_cast<uint8_t*>(piece);
   *room = {begin + Rounded(sizeof *piece), begin + pieceSize, piece};
-  Poison(room->next, room->size());
+  platform::Poison(room->next, room->size());
   return room;
 }
 
@@ -83,7 +83,7 @@ void MemoryPool::dropPiece(uint32_t number) {
   std::rotate(pieces_.begin() + number, pieces_.begin() + number + 1, pieces_.end());
   pieces_.removeLast();
   total_ -= piece->size;
-  Unpoison(piece, piece->size);
+  platform::Unpoison(piece, piece->size);
   std::free(piece);
 }
 

@@ -3,6 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "platform/compiler.h"
+
 namespace commonbase {
 
 namespace {
@@ -16,7 +18,7 @@ uint64_t Bit(uint32_t number) {
 }
 
 uint32_t LowestBit(uint64_t word) {
-  return static_cast<uint32_t>(__builtin_ctzll(word));
+  return platform::LowestBit(word);
 }
 
 }  // namespace
