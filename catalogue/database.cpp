@@ -136,7 +136,7 @@ void CommitPendingId(DataBaseHandle* handle, ItemIdRecord* record) {
 void RemoveCommittedId(DataBaseHandle* handle, ItemIdRecord* record) {
   handle->committedIds.remove(record);
   handle->unsavedFrom = std::min(handle->unsavedFrom, record->slot);
-  handle->committedIds.release(record);
+  IdTable::release(record);
 }
 
 }  // namespace catalogue

@@ -59,9 +59,9 @@ class IdTable {
 
   // A record with a copy of `userDataSize` bytes of user data, which end in a terminator; null when there is
   // no memory. It stands in no table yet.
-  ItemIdRecord* make(uint32_t id, uint32_t kind, const void* userData, uint32_t userDataSize);
+  static ItemIdRecord* make(uint32_t id, uint32_t kind, const void* userData, uint32_t userDataSize);
   // Gives a record's memory back; it stands in no table any more.
-  void release(ItemIdRecord* record);
+  static void release(ItemIdRecord* record);
 
   // Takes the record over. Needs reserve().
   void add(ItemIdRecord* record);

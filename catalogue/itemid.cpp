@@ -69,7 +69,7 @@ bool AddPendingId(DataBaseHandle* handle, uint32_t id, uint32_t kind, const PmCh
   const uint64_t size = UserDataSize(userData);
   // An ID whose record could never be stored is none.
   if (size > storage::kMaxItemSize - kRecordHeaderSize || !handle->pendingIds.reserve()) return false;
-  ItemIdRecord* record = handle->pendingIds.make(id, kind, userData, static_cast<uint32_t>(size));
+  ItemIdRecord* record = IdTable::make(id, kind, userData, static_cast<uint32_t>(size));
   if (record == nullptr) return false;
   handle->pendingIds.add(record);
   return true;

@@ -54,7 +54,7 @@ bool LoadTable(const uint8_t* bytes, const TableMeasure& measure, IdTable* table
   StoredRecord stored;
   for (uint32_t position = 0;
        DecodeRecord(bytes, measure.size, &position, &stored) == RecordResult::kRecord;) {
-    ItemIdRecord* record = table->make(stored.itemId, stored.kind, stored.userData, stored.userDataSize);
+    ItemIdRecord* record = IdTable::make(stored.itemId, stored.kind, stored.userData, stored.userDataSize);
     if (record == nullptr) return false;
     record->reserved0 = stored.reserved0;
     record->reserved1 = stored.reserved1;

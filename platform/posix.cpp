@@ -459,9 +459,8 @@ void* AllocateLarge(size_t size) {
 
 void Populate(void* memory, size_t size) {
   const auto pageSize = static_cast<uintptr_t>(sysconf(_SC_PAGESIZE));
-  const uintptr_t end = reinterpret_cast<uintptr_t>(memory) + size;
-  const uintptr_t begin = reinterpret_cast<uintptr_t>(memory) & ~(pageSize - 1);
-  madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);  // only a wish
+  const uintptr_t before = reinterpret_cast<uintptr_t>(memory) % pageSize;
+  madvise(static_cast<uint8_t*>(memory) - before, before + size, MADV_POPULATE_WRITE);  // only a wish
 }
 
 bool Random(void* bytes, size_t size) {

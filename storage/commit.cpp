@@ -91,7 +91,7 @@ class PageMates {
       }
     }
     if (mates_.size() <= kMost) return true;
-    while (mates_.size() != 0) mates_.removeLast();
+    while (!mates_.empty()) mates_.removeLast();
     return true;
   }
 

@@ -104,7 +104,7 @@ bool WriteLastWords(FileInfo* file, const JournalContents& contents, const File&
 
 bool CarryOutAll(FileInfo* file, const JournalContents& contents, const File& journal) {
   if (!file->staleBlocks.reserve(contents.blockNum())) return false;
-  return WriteLastWords(file, contents, journal) && CutBlocks(file, contents.blockNum()) && file->file.sync();
+  return WriteLastWords(file, contents, journal) && CutBlocks(file, contents.blockNum());
 }
 
 bool SetAsideBoth(const FileInfo* file) {

@@ -1,7 +1,7 @@
 // Recovery: what a process that died, or a machine without power, left beside a data file is carried out.
 //
 //   read -> written to a new journal, FLUSHED, renamed over the old one -> one last word for each block, and the final
-//   length, written -> data file FLUSHED -> the next change starts the journal over
+//   length, written -> the next change, or the close, FLUSHES the data file and starts the journal over
 //
 // Invariants:
 //  1. All of it can be cut off at any point and begun again: until the data file is flushed, the journal stands and

@@ -290,6 +290,15 @@ const Scenario kScenarios[] = {
     {"a close in a transaction that freed blocks",
      [](Session& s) { s.open(0), s.insert(0, 1, 1500), s.insert(0, 2, 3000), s.start(0), s.remove(0, 1); },
      [](Session& s) { s.close(0); }},
+    {"a recovery of a frame that may not have arrived", [](Session& s) { s.open(0), s.insert(0, 1, 1500); },
+     [](Session& s) {
+       seam::Arm(seam::Fault::kFailedFlush, 0, false, 0, ".pmj");
+       s.insert(0, 2, 1500);
+       seam::Arm(seam::Fault::kError, 0, true, 0, ".pmt");
+       s.close(0);
+       seam::Disarm();
+       s.open(0);
+     }},
     {"a restore",
      [](Session& s) {
        s.open(0), s.insert(0, 1, 3300), s.insert(0, 2, 1500);
