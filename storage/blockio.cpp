@@ -1,6 +1,7 @@
 #include "storage/blockio.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "storage/overlay.h"
 #include "storage/pack.h"
@@ -24,17 +25,19 @@ bool ReadBlocks(const FileInfo* file, uint32_t block, uint8_t* bytes, uint32_t c
 bool WriteBlocks(FileInfo* file, uint32_t block, const uint8_t* bytes, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) file->staleBlocks.insert(block + i);
   const size_t size = size_t{count} * kBlockSize;
-  if (file->file.writeAt(OffsetOf(block), bytes, size) != size) return false;
-  file->file.startSync(OffsetOf(block), size);
-  return true;
+  return file->file.writeAt(OffsetOf(block), bytes, size) == size;
 }
 
-bool WriteFreeMarks(FileInfo* file, uint32_t block, uint32_t count) {
+bool WriteFreeMarks(FileInfo* file, uint32_t block, uint32_t count, BlockWindow* window) {
   uint8_t* bytes = controller->blockBuffer;
   for (uint32_t done = 0, num; done < count; done += num) {
     num = std::min(kBufferBlocks, count - done);
-    if (!ReadBlocks(file, block + done, bytes, num)) return false;
-    for (uint32_t i = 0; i < num; ++i) MarkFree(bytes + size_t{i} * kBlockSize);
+    for (uint32_t i = 0; i < num; ++i) {
+      const uint8_t* found = window->get(block + done + i);
+      if (found == nullptr) return false;
+      std::memcpy(bytes + size_t{i} * kBlockSize, found, kBlockSize);
+      MarkFree(bytes + size_t{i} * kBlockSize);
+    }
     if (!WriteBlocks(file, block + done, bytes, num)) return false;
   }
   return true;

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 
+#include "storage/blockwindow.h"
 #include "storage/controller.h"
 #include "storage/largebuffer.h"
 
@@ -19,8 +20,8 @@ bool ReadBlocks(const FileInfo* file, uint32_t block, uint8_t* bytes, uint32_t c
 bool WriteBlocks(FileInfo* file, uint32_t block, const uint8_t* bytes, uint32_t count);
 
 // Marks blocks free in the file: only their packetType changes. A block that is none any more becomes a whole free
-// one. False when a write failed.
-bool WriteFreeMarks(FileInfo* file, uint32_t block, uint32_t count);
+// one. They are read through a window of the file. False when a read or a write failed.
+bool WriteFreeMarks(FileInfo* file, uint32_t block, uint32_t count, BlockWindow* window);
 
 // Copies bytes to the same place of another file. False when they could not be read or written.
 bool CopyBytes(const platform::File& from, platform::File* to, uint64_t position, uint64_t size,

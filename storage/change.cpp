@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "storage/blockio.h"
+#include "storage/blockwindow.h"
 #include "storage/commit.h"
 #include "storage/freeblocks.h"
 #include "storage/modify.h"
@@ -185,20 +186,26 @@ int32_t Change::stageMoves(const platform::File* source, const commonbase::GrowA
   return kOk;
 }
 
-bool Change::fill(const Write& write, uint8_t* block) const {
+bool Change::fill(const Write& write, BlockWindow* source, uint8_t* block) const {
   if (write.item != nullptr) {
     PackItemData(write.item->id, write.item->data, write.item->size, static_cast<uint16_t>(write.index),
                  block);
     return true;
   }
-  return source().readAt(uint64_t{write.index} * kBlockSize, block, kBlockSize) == kBlockSize;
+  const uint8_t* bytes = source->get(write.index);
+  if (bytes != nullptr) std::memcpy(block, bytes, kBlockSize);
+  return bytes != nullptr;
 }
 
-bool Change::header(const Write& write, uint8_t* bytes) const {
-  if (write.item == nullptr)
-    return source().readAt(uint64_t{write.index} * kBlockSize, bytes, kHeaderSize) == kHeaderSize;
-  EncodeHeader(HeaderOfPacket(write.item->id, write.item->size, static_cast<uint16_t>(write.index)), bytes);
-  return true;
+bool Change::header(const Write& write, BlockWindow* source, uint8_t* header) const {
+  if (write.item != nullptr) {
+    EncodeHeader(HeaderOfPacket(write.item->id, write.item->size, static_cast<uint16_t>(write.index)),
+                 header);
+    return true;
+  }
+  const uint8_t* bytes = source->get(write.index);
+  if (bytes != nullptr) std::memcpy(header, bytes, kHeaderSize);
+  return bytes != nullptr;
 }
 
 // ---- Undoing ----

@@ -19,6 +19,8 @@
 
 namespace storage {
 
+class BlockWindow;
+
 // A block that is copied into another one.
 struct BlockMove {
   uint32_t to;
@@ -77,10 +79,12 @@ class Change {
   };
   template <typename Visit>
   bool forEachWrite(Visit visit) const;
+  // The file that writes without an item are copied from.
+  const platform::File& source() const { return source_ != nullptr ? *source_ : file_->file; }
   // Puts the bytes of a write into a block. False when they cannot be read.
-  bool fill(const Write& write, uint8_t* block) const;
+  bool fill(const Write& write, BlockWindow* source, uint8_t* block) const;
   // The same with the first 16 bytes only.
-  bool header(const Write& write, uint8_t* bytes) const;
+  bool header(const Write& write, BlockWindow* source, uint8_t* header) const;
 
   // Visits the blocks that get the free mark, as forEachWrite.
   template <typename Visit>
@@ -105,7 +109,6 @@ class Change {
     uint8_t* tail;  // from `offset` on
   };
 
-  const platform::File& source() const { return source_ != nullptr ? *source_ : file_->file; }
   int32_t prepare();
   int32_t stage(ItemInfo** items, uint32_t count);
   // What staging items takes: the file's length in blocks behind it, and steps of the log.

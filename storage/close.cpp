@@ -43,10 +43,11 @@ bool MarkNamedBlocks(FileInfo* file) {
   if (WhatPathNames(file) != Naming::kOther || !file->journal.isTrusted() || !CarryOut(file)) return false;
   if (!HoldsTheSame(file)) return false;
   const auto& unmarked = file->unmarkedBlocks;
+  BlockWindow window(file->file);
   for (uint32_t block = unmarked.lowest(); block != commonbase::NumberSet::kNone;) {
     const uint32_t next = unmarked.next(block + 1);
     if (!file->unlistedBlocks.contains(block)) {
-      if (!WriteFreeMarks(file, block, 1)) return false;
+      if (!WriteFreeMarks(file, block, 1, &window)) return false;
       file->unmarkedBlocks.erase(block);
     }
     block = next;

@@ -5,6 +5,7 @@
 
 #include "storage/backup.h"
 #include "storage/blockio.h"
+#include "storage/blockwindow.h"
 #include "storage/change.h"
 #include "storage/framewriter.h"
 #include "storage/room.h"
@@ -24,35 +25,6 @@ uint32_t FirstDirectBlock(const Change& change) {
   const uint32_t first = (change.oldBlockNum() + kPageBlocks - 1) / kPageBlocks * kPageBlocks;
   return end >= kDirectBlocks && first <= end - kDirectBlocks ? first : end;
 }
-
-// The blocks of the file before the change, one at a time and mostly one behind the other.
-class OldBlocks {
- public:
-  explicit OldBlocks(const FileInfo* file, uint32_t end) : file_(file), end_(end) {}
-  ~OldBlocks() { platform::Wipe(bytes_, sizeof bytes_); }
-  OldBlocks(const OldBlocks&) = delete;
-  OldBlocks& operator=(const OldBlocks&) = delete;
-
-  // Null when it cannot be read.
-  const uint8_t* get(uint32_t block) {
-    if (block < first_ || block >= first_ + count_) {
-      const bool goesOn = count_ != 0 && block == first_ + count_;
-      first_ = block / kPageBlocks * kPageBlocks;
-      count_ = std::min(goesOn ? kWindow : kPageBlocks, end_ - first_);
-      if (!ReadBlocks(file_, first_, bytes_, count_)) return nullptr;
-    }
-    return bytes_ + size_t{block - first_} * kBlockSize;
-  }
-
- private:
-  static constexpr uint32_t kWindow = 16;
-
-  const FileInfo* file_;
-  uint32_t end_;
-  uint32_t first_ = 0;
-  uint32_t count_ = 0;
-  uint8_t bytes_[kWindow * kBlockSize];
-};
 
 // The blocks that share a page with those that a change overwrites or marks, and are neither. The journal carries them
 // along: a medium whose power fails may lose the whole page that it was writing. Where a change touches very many pages
@@ -114,7 +86,8 @@ class ChangeFrame {
         file_(change.file()),
         journal_(change.file()->journal),
         direct_(FirstDirectBlock(change)),
-        old_(file_, change.oldBlockNum()),
+        old_(file_->file),
+        source_(change.source()),
         sum_(change.file()->blockSum) {}
 
   // 0 when the frame is durable, kWriteFailed otherwise.
@@ -152,7 +125,7 @@ class ChangeFrame {
     FrameWriter frame(journal_.file(), journal_.end(), journal_.nextFrame(file_->blockNum, kAheadFrame));
     const bool named = change_.forEachWrite([&](uint32_t number, const Change::Write& write) {
       if (number < direct_) return true;
-      if (!change_.header(write, header)) return false;
+      if (!change_.header(write, &source_, header)) return false;
       StoreU64(frame.add(kAheadRecord, number), HashHeader(header));
       return true;
     });
@@ -187,7 +160,7 @@ class ChangeFrame {
     const bool added = change_.forEachWrite([&](uint32_t block, const Change::Write& write) {
       if (block >= direct_) return true;
       uint8_t* image = frame->add(kImageRecord, block);
-      if (!change_.fill(write, image)) return false;
+      if (!change_.fill(write, &source_, image)) return false;
       sum_ += BlockPart(block, image);
       return true;
     });
@@ -222,6 +195,7 @@ class ChangeFrame {
     uint32_t first = 0, count = 0;
     const auto flush = [&] {
       const bool written = count == 0 || WriteBlocks(file_, first, buffer.bytes(), count);
+      if (written) file_->file.startSync(uint64_t{first} * kBlockSize, uint64_t{count} * kBlockSize);
       count = 0;
       return written;
     };
@@ -230,7 +204,7 @@ class ChangeFrame {
       if ((count == buffer.blocks() || block != first + count) && !flush()) return false;
       if (count == 0) first = block;
       uint8_t* bytes = buffer.bytes() + size_t{count++} * kBlockSize;
-      if (!change_.fill(write, bytes)) return false;
+      if (!change_.fill(write, &source_, bytes)) return false;
       sum_ += BlockPart(block, bytes);
       AddDirect(frame, block, bytes);
       return true;
@@ -243,21 +217,25 @@ class ChangeFrame {
   Journal& journal_;
   uint32_t direct_;
   PageMates mates_;
-  OldBlocks old_;
+  BlockWindow old_;     // the file before the change
+  BlockWindow source_;  // what moves copy
   uint64_t sum_;
 };
 
 // Puts what frames say into the data file.
 class Carrying : public RecordSink {
  public:
-  explicit Carrying(FileInfo* file) : file_(file) {}
+  explicit Carrying(FileInfo* file) : file_(file), marked_(file->file) {}
   bool take(const RecordHead& piece, const uint8_t* units, uint64_t) override {
-    if (piece.type == kImageRecord) return WriteBlocks(file_, piece.first, units, piece.count);
-    return piece.type != kMarkRecord || WriteFreeMarks(file_, piece.first, piece.count);
+    if (piece.type == kMarkRecord) return WriteFreeMarks(file_, piece.first, piece.count, &marked_);
+    if (piece.type != kImageRecord) return true;
+    marked_.forget();
+    return WriteBlocks(file_, piece.first, units, piece.count);
   }
 
  private:
   FileInfo* file_;
+  BlockWindow marked_;
 };
 
 // Cuts off what stands behind the file's end.
@@ -272,7 +250,7 @@ bool CutTail(FileInfo* file) {
 
 // Whether the blocks of a file are what they were when it was opened. The sum leaves out which of them are free.
 bool BlocksAreTheSame(const FileInfo* file) {
-  OldBlocks blocks(file, file->blockNum);
+  BlockWindow blocks(file->file);
   uint64_t sum = 0;
   for (uint32_t block = 0; block < file->blockNum; ++block) {
     const uint8_t* bytes = blocks.get(block);

@@ -152,7 +152,7 @@ bool Journal::isInPlace() const {
 }
 
 void Journal::makeRoom(uint64_t size) {
-  if (end_ + size <= roomEnd_ || size > kMostRoom) return;
+  if (end_ + size <= roomEnd_ || size > kFirstRoom) return;
   const uint64_t ahead = std::min(std::max(roomEnd_, kFirstRoom), kMostRoom);
   roomEnd_ = WriteZeros(&file_, std::max(roomEnd_, end_), NextPage(end_ + size + ahead));
 }

@@ -88,6 +88,7 @@ bool ReplaceJournal(const FileInfo* file, File* journal, const JournalContents& 
 
 // Writes the last word on each block.
 bool WriteLastWords(FileInfo* file, const JournalContents& contents, const File& journal) {
+  BlockWindow window(file->file);
   for (uint32_t word = 0; word < contents.words().size();) {
     const uint32_t block = contents.words()[word].block;
     const LastWord last = contents.lastWord(&word);
@@ -96,8 +97,9 @@ bool WriteLastWords(FileInfo* file, const JournalContents& contents, const File&
     if (last.imageAt != 0) {
       if (journal.readAt(last.imageAt, bytes, sizeof bytes) != sizeof bytes) return false;
       if (!WriteBlocks(file, block, bytes, 1)) return false;
+      window.forget();
     }
-    if (last.isFree && !WriteFreeMarks(file, block, 1)) return false;
+    if (last.isFree && !WriteFreeMarks(file, block, 1, &window)) return false;
   }
   return true;
 }

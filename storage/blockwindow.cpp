@@ -1,0 +1,26 @@
+#include "storage/blockwindow.h"
+
+#include <algorithm>
+
+namespace storage {
+
+BlockWindow::~BlockWindow() {
+  platform::Wipe(bytes_, size_t{used_} * kBlockSize);
+}
+
+const uint8_t* BlockWindow::get(uint32_t block) {
+  if (block < first_ || block - first_ >= count_) {
+    // A page alone at first; a whole window next to one that was read.
+    const bool goesOn = count_ != 0 && block + kWindow >= first_ && block < first_ + count_ + kWindow;
+    const uint32_t wanted = goesOn ? kWindow : kPageBlocks;
+    first_ = block / wanted * wanted;
+    used_ = std::max(used_, wanted);
+    const size_t size =
+        file_.readAt(uint64_t{first_} * kBlockSize, bytes_, size_t{wanted} * kBlockSize);  // less at its end
+    count_ = static_cast<uint32_t>(size / kBlockSize);
+    if (block - first_ >= count_) return nullptr;
+  }
+  return bytes_ + size_t{block - first_} * kBlockSize;
+}
+
+}  // namespace storage
