@@ -10,8 +10,8 @@ BlockWindow::~BlockWindow() {
 
 const uint8_t* BlockWindow::get(uint32_t block) {
   if (block < first_ || block - first_ >= count_) {
-    // A page alone at first; a whole window next to one that was read.
-    const bool goesOn = count_ != 0 && block + kWindow >= first_ && block < first_ + count_ + kWindow;
+    // A page alone at first; a whole window near what was read, nearer than that is long.
+    const bool goesOn = count_ != 0 && block + count_ >= first_ && block < first_ + 2 * count_;
     const uint32_t wanted = goesOn ? kWindow : kPageBlocks;
     first_ = block / wanted * wanted;
     used_ = std::max(used_, wanted);

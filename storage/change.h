@@ -142,7 +142,7 @@ extern Change change;
 template <typename Visit>
 bool Change::forEachWrite(Visit visit) const {
   for (const ItemInfo* item : saved_) {
-    for (uint32_t i = 0; i < item->fragments.count; ++i) {
+    for (uint32_t i = FirstToWrite(item); i < item->fragments.count; ++i) {
       if (!PacketIsOnDisk(item, i) && !visit(item->fragments[i] / kBlockSize, Write{item, i})) return false;
     }
   }

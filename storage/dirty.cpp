@@ -52,6 +52,12 @@ bool PacketIsOnDisk(const ItemInfo* item, uint32_t index) {
   return from + kPacketCapacity <= item->changedFrom || from >= item->changedTo;
 }
 
+uint32_t FirstToWrite(const ItemInfo* item) {
+  const uint32_t packets = std::min(PacketsFor(item->size), PacketsFor(item->savedSize));
+  if (packets < 2 || !item->inOrder) return 0;
+  return std::min(packets - 1, item->changedFrom / kPacketCapacity);
+}
+
 void SortDirty(FileInfo* file) {
   auto& dirty = file->dirtyItems;
   SortById(dirty.begin(), dirty.end());

@@ -29,6 +29,9 @@ void NoteSaved(ItemInfo* item);
 // been the item's before.
 bool PacketIsOnDisk(const ItemInfo* item, uint32_t index);
 
+// A packet before which all are on disk: of an item of thousands of packets mostly the last ones change.
+uint32_t FirstToWrite(const ItemInfo* item);
+
 // Brings the list into ascending ID order.
 void SortDirty(FileInfo* file);
 

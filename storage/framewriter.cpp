@@ -49,6 +49,10 @@ void FrameWriter::closeRecord() {
 
 void FrameWriter::flush() {
   hash_ = HashBytes(hash_, buffer, used_);
+  write();
+}
+
+void FrameWriter::write() {
   failed_ = failed_ || file_->writeAt(position_, buffer, used_) != used_;
   file_->startSync(position_, used_);
   position_ += used_;
@@ -60,11 +64,12 @@ bool FrameWriter::finish() {
   uint8_t* hash = add(kCommitRecord, 0);
   closeRecord();
   StoreU64(hash, HashBytes(hash_, buffer, static_cast<size_t>(hash - buffer)));
-  flush();
   // The journal ends where its last frame's page does.
-  used_ = static_cast<size_t>(NextPage(position_) - position_);
-  std::memset(buffer, 0, used_);
-  flush();
+  const auto rest = static_cast<size_t>(NextPage(end()) - end());
+  if (used_ + rest > kBufferSize) write();
+  std::memset(buffer + used_, 0, rest);
+  used_ += rest;
+  write();
   return !failed_;
 }
 

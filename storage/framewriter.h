@@ -30,6 +30,7 @@ class FrameWriter {
  private:
   void closeRecord();
   void flush();
+  void write();
 
   platform::File* file_;
   uint64_t position_;  // of the buffer's bytes
