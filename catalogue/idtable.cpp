@@ -6,6 +6,8 @@
 #include "catalogue/tableformat.h"
 #include "commonbase/src/memorypool.h"
 #include "commonbase/src/pmstring.h"
+#include "platform/compiler.h"
+#include "storage/journalformat.h"
 
 namespace catalogue {
 
@@ -54,6 +56,13 @@ void IdTable::release(ItemIdRecord* record) {
 
 void IdTable::add(ItemIdRecord* record) {
   record->slot = slots_.add(record);
+  if (record->slot == ids_.size()) {
+    ids_.add(0);
+    kindBytes_.add(0);
+  }
+  ids_[record->slot] = record->itemId;
+  kindBytes_[record->slot] = static_cast<uint8_t>(record->kind);
+  hasWideKinds_ = hasWideKinds_ || record->kind > UINT8_MAX;
   if (indexedById_) byId_.insert(record);
   if (indexedByUserData_ && record->userDataSize != 0) listUserData(record);
   storedBytes_ += StoredSize(record);
@@ -63,6 +72,7 @@ void IdTable::remove(ItemIdRecord* record) {
   if (indexedById_) byId_.remove(record);
   if (indexedByUserData_ && record->userDataSize != 0) unlistUserData(record);
   slots_.remove(record->slot);
+  ids_[record->slot] = kindBytes_[record->slot] = 0;
   storedBytes_ -= StoredSize(record);
 }
 
@@ -125,6 +135,31 @@ ItemIdRecord* IdTable::find(uint32_t id) {
 ItemIdRecord* IdTable::findByUserData(uint32_t kind, const PmChar* userData) {
   if (!indexedByUserData_) indexByUserData();
   return topOf(kind, userData);
+}
+
+// Looks at eight slots at a time: which of them has a kind no processor foresees, and a branch for each would cost more.
+uint32_t IdTable::skipOthers(uint32_t slot, uint32_t kind) const {
+  constexpr uint64_t kOnes = 0x0101010101010101U;
+  const auto wanted = static_cast<uint8_t>(kind);
+  for (; slot + 8 <= kindBytes_.size(); slot += 8) {
+    const uint64_t others = storage::LoadU64(kindBytes_.begin() + slot) ^ (kOnes * wanted);
+    // The lowest byte that is 0 gets its highest bit, and no byte below it does.
+    const uint64_t found = (others - kOnes) & ~others & kOnes << 7;
+    if (found != 0) return slot + platform::LowestBit(found) / 8;
+  }
+  while (slot < kindBytes_.size() && kindBytes_[slot] != wanted) ++slot;
+  return slot;
+}
+
+bool IdTable::nextOfKind(uint32_t kind, uint32_t* slot, uint32_t* id) const {
+  if (kind > UINT8_MAX && !hasWideKinds_) return false;
+  for (uint32_t at = skipOthers(*slot, kind); at < ids_.size(); at = skipOthers(at + 1, kind)) {
+    if ((hasWideKinds_ || ids_[at] == 0) && (slots_[at] == nullptr || slots_[at]->kind != kind)) continue;
+    *slot = at;
+    *id = ids_[at];
+    return true;
+  }
+  return false;
 }
 
 }  // namespace catalogue

@@ -9,7 +9,10 @@
 //     data, from the first time that one is looked for so. Opening a database does not wait for either.
 //  2. Where several records match, the one in the lowest slot is found. Those that share kind and user data, however
 //     many, are one heap, whose top alone stands under them.
-//  3. storedBytes() is the length of the table as item 0 holds it.
+//  3. kindBytes_ and ids_ say once more, slot by slot, the low byte of a record's kind and its ID, next to each other: whoever
+//     goes over all records of a kind reads those and, unless some kind needs more than a byte, no record. A free slot has 0
+//     in both.
+//  4. storedBytes() is the length of the table as item 0 holds it.
 #pragma once
 
 #include <cstdint>
@@ -55,7 +58,10 @@ class IdTable {
   void setCapacity(uint32_t capacity) { slots_.setCapacity(capacity); }
 
   // Makes room for more records. False when there is no memory.
-  bool reserve(uint32_t more = 1) { return slots_.reserve(more); }
+  bool reserve(uint32_t more = 1) {
+    const uint32_t size = slots_.size() + more;
+    return slots_.reserve(more) && kindBytes_.reserve(size) && ids_.reserve(size);
+  }
 
   // A record with a copy of `userDataSize` bytes of user data, which end in a terminator; null when there is
   // no memory. It stands in no table yet.
@@ -70,6 +76,9 @@ class IdTable {
 
   ItemIdRecord* find(uint32_t id);
   ItemIdRecord* findByUserData(uint32_t kind, const PmChar* userData);
+  // Puts the first slot from *slot on that holds a record of the kind into *slot, and its ID into *id. False when there is
+  // none.
+  bool nextOfKind(uint32_t kind, uint32_t* slot, uint32_t* id) const;
 
   const SlotArray<ItemIdRecord>& slots() const { return slots_; }
   uint64_t storedBytes() const { return storedBytes_; }
@@ -85,7 +94,13 @@ class IdTable {
   // The top of the heap of that kind and user data, or null.
   ItemIdRecord* topOf(uint32_t kind, const PmChar* userData) const;
 
+  // The first slot from `slot` on whose record may have the kind, or ids_.size().
+  uint32_t skipOthers(uint32_t slot, uint32_t kind) const;
+
   SlotArray<ItemIdRecord> slots_;
+  commonbase::GrowArray<uint8_t> kindBytes_;
+  commonbase::GrowArray<uint32_t> ids_;
+  bool hasWideKinds_ = false;
   commonbase::ChainTable<ItemIdRecord, &ItemIdRecord::nextById, HashId> byId_;
   commonbase::ChainTable<ItemIdRecord, &ItemIdRecord::nextByUserData, HashUserData> byUserData_;
   bool indexedById_ = false;

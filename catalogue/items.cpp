@@ -100,12 +100,10 @@ int32_t Delete(DataBaseHandle* handle, ItemIdRecord* record, int32_t syncNow) {
 
 // The next record of the kind from the cursor on; its ID, or 0 at the end.
 uint32_t StepCursor(DataBaseHandle* handle, uint32_t kind) {
-  const auto& slots = handle->committedIds.slots();
-  while (handle->cursor < slots.usedEnd()) {
-    const ItemIdRecord* record = slots[handle->cursor++];
-    if (record != nullptr && record->kind == kind) return record->itemId;
-  }
-  return 0;
+  const IdTable& ids = handle->committedIds;
+  uint32_t slot = handle->cursor, id = 0;
+  handle->cursor = ids.nextOfKind(kind, &slot, &id) ? slot + 1 : ids.slots().usedEnd();
+  return id;
 }
 
 }  // namespace
@@ -176,11 +174,8 @@ uint32_t NextGetItemID(DataBaseHandle* handle, uint32_t kind) {
 
 uint32_t GetItemCount(DataBaseHandle* handle, uint32_t kind) {
   if (!IsValidDataBaseHandle(handle)) return 0;
-  const auto& slots = handle->committedIds.slots();
   uint32_t count = 0;
-  for (uint32_t slot = 0; slot < slots.usedEnd(); ++slot) {
-    if (slots[slot] != nullptr && slots[slot]->kind == kind) ++count;
-  }
+  for (uint32_t slot = 0, id = 0; handle->committedIds.nextOfKind(kind, &slot, &id); ++slot) ++count;
   return count;
 }
 

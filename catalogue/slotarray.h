@@ -48,6 +48,8 @@ class SlotArray {
   }
 
   uint32_t usedEnd() const { return usedEnd_; }
+  // The slots from here on were never used.
+  uint32_t size() const { return slots_.size(); }
   uint32_t count() const { return slots_.size() - freeSlots_.count(); }
 
   // The entry in a slot below usedEnd(), null when it is free.

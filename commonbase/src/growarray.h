@@ -24,7 +24,8 @@ class GrowArray {
   // Makes room for `size` values in all. False when there is no memory; nothing has changed then.
   bool reserve(uint32_t size) {
     if (size <= capacity_) return true;
-    const uint64_t wanted = size < 8 ? 8 : uint64_t{size} + size / 2;
+    // What is asked for first may be all that is ever needed.
+    const uint64_t wanted = size < 8 ? 8 : capacity_ == 0 ? size : uint64_t{size} + size / 2;
     if (wanted > SIZE_MAX / sizeof(T) || wanted > UINT32_MAX) return false;
     T* values = static_cast<T*>(std::realloc(values_, static_cast<size_t>(wanted) * sizeof(T)));
     if (values == nullptr) return false;
