@@ -186,7 +186,7 @@ int32_t Change::stageMoves(const platform::File* source, const commonbase::GrowA
   return kOk;
 }
 
-bool Change::fill(const Write& write, BlockWindow* source, uint8_t* block) const {
+bool Change::fill(const Write& write, BlockWindow* source, uint8_t* block) {
   if (write.item != nullptr) {
     PackItemData(write.item->id, write.item->data, write.item->size, static_cast<uint16_t>(write.index),
                  block);
@@ -197,7 +197,7 @@ bool Change::fill(const Write& write, BlockWindow* source, uint8_t* block) const
   return bytes != nullptr;
 }
 
-bool Change::header(const Write& write, BlockWindow* source, uint8_t* header) const {
+bool Change::header(const Write& write, BlockWindow* source, uint8_t* header) {
   if (write.item != nullptr) {
     EncodeHeader(HeaderOfPacket(write.item->id, write.item->size, static_cast<uint16_t>(write.index)),
                  header);

@@ -82,9 +82,9 @@ class Change {
   // The file that writes without an item are copied from.
   const platform::File& source() const { return source_ != nullptr ? *source_ : file_->file; }
   // Puts the bytes of a write into a block. False when they cannot be read.
-  bool fill(const Write& write, BlockWindow* source, uint8_t* block) const;
+  static bool fill(const Write& write, BlockWindow* source, uint8_t* block);
   // The same with the first 16 bytes only.
-  bool header(const Write& write, BlockWindow* source, uint8_t* header) const;
+  static bool header(const Write& write, BlockWindow* source, uint8_t* header);
 
   // Visits the blocks that get the free mark, as forEachWrite.
   template <typename Visit>

@@ -125,7 +125,7 @@ class ChangeFrame {
     FrameWriter frame(journal_.file(), journal_.end(), journal_.nextFrame(file_->blockNum, kAheadFrame));
     const bool named = change_.forEachWrite([&](uint32_t number, const Change::Write& write) {
       if (number < direct_) return true;
-      if (!change_.header(write, &source_, header)) return false;
+      if (!Change::header(write, &source_, header)) return false;
       StoreU64(frame.add(kAheadRecord, number), HashHeader(header));
       return true;
     });
@@ -160,7 +160,7 @@ class ChangeFrame {
     const bool added = change_.forEachWrite([&](uint32_t block, const Change::Write& write) {
       if (block >= direct_) return true;
       uint8_t* image = frame->add(kImageRecord, block);
-      if (!change_.fill(write, &source_, image)) return false;
+      if (!Change::fill(write, &source_, image)) return false;
       sum_ += BlockPart(block, image);
       return true;
     });
@@ -204,7 +204,7 @@ class ChangeFrame {
       if ((count == buffer.blocks() || block != first + count) && !flush()) return false;
       if (count == 0) first = block;
       uint8_t* bytes = buffer.bytes() + size_t{count++} * kBlockSize;
-      if (!change_.fill(write, &source_, bytes)) return false;
+      if (!Change::fill(write, &source_, bytes)) return false;
       sum_ += BlockPart(block, bytes);
       AddDirect(frame, block, bytes);
       return true;
