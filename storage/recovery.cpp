@@ -49,11 +49,14 @@ class MarkedPages {
     if (contents_.hasImage(block)) return true;
     uint8_t bytes[kBlockSize];
     if (file_->file.readAt(uint64_t{block} * kBlockSize, bytes, sizeof bytes) != sizeof bytes) return false;
-    if (block < contents_.header().blockNum && !contents_.hasFound(block)) AddFound(frame_, block, bytes);
-    std::copy(bytes, bytes + kBlockSize, frame_->add(kImageRecord, block));
     uint32_t word = contents_.firstWord(block);
     const bool known = word < contents_.words().size() && contents_.words()[word].block == block;
-    if (known && contents_.lastWord(&word).isFree) frame_->add(kFreedRecord, block);
+    const bool isFree = known && contents_.lastWord(&word).isFree;
+    // What the power destroyed while it was being marked is free, and nothing of it is to be kept.
+    if (isFree && !IsBlock(bytes, DecodeHeader(bytes))) return true;
+    if (block < contents_.header().blockNum && !contents_.hasFound(block)) AddFound(frame_, block, bytes);
+    std::copy(bytes, bytes + kBlockSize, frame_->add(kImageRecord, block));
+    if (isFree) frame_->add(kFreedRecord, block);
     return true;
   }
 
