@@ -50,6 +50,17 @@ void PackItemData(uint32_t id, const uint8_t* data, uint32_t size, uint16_t pack
   StoreU32(block + kTrailerOffset, kTrailerMagic);
 }
 
+bool IsAsPacked(const uint8_t* block) {
+  const PacketHeader header = DecodeHeader(block);
+  if (!IsBlock(block, header) || CheckPacket(block) != kOk) return false;
+  uint8_t anew[kBlockSize] = {};
+  const uint32_t used = kHeaderSize + header.dataLength;
+  std::memcpy(anew, block, used);
+  anew[kPacketTypeOffset] = header.packetSeq != 0 ? kPartPacket : kSinglePacket;
+  FillPacketPadding(anew + used, kChecksumOffset - used, anew);
+  return std::memcmp(anew + used, block + used, kChecksumOffset - used) == 0;
+}
+
 void MarkFree(uint8_t* block) {
   if (!IsBlock(block, DecodeHeader(block))) PackItemData(0, block, 0, 0, block);
   block[kPacketTypeOffset] = kFreeBlock;

@@ -175,6 +175,7 @@ Recovery RecoverDataFile(FileInfo* file) {
   if (!file->file.lock()) return Recovery::kHeld;
   // Whoever held it may have closed it, replaced it or removed its journal in the meantime.
   if (WhatPathNames(file) != Naming::kSame) return Recovery::kFailed;
+  platform::Remove(Unfinished(file->journal.path()).path);
   if (platform::IsMissing(file->journal.path())) return Recovery::kNothing;
   File journal;
   if (!journal.open(file->journal.path(), Access::kRead)) return Recovery::kFailed;
