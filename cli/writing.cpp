@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "include/pmsharing.hpp"
+#include "platform/platform.h"
 
 namespace cli {
 
@@ -24,6 +25,18 @@ void RequireAlone(const VaultPath& path, const WriteOptions& options) {
       ExitCode::kRefused, fmt::format("another program has {} open", path.shown),
       "Nothing was changed. Close the vault there first, or say --force: then what the other program "
       "changes later is refused there.");
+}
+
+void RequireNoBackupAlone(const VaultPath& path) {
+  if (!path.hasBackup() || platform::SizeOf(path.backup.c_str()) == 0) return;
+  if (path.exists() && (path.hasJournal() || platform::SizeOf(path.file.c_str()) != 0)) return;
+  throw Failure(
+      ExitCode::kRefused,
+      fmt::format("{} is {}, and its backup {} stands", path.shown, path.exists() ? "empty" : "gone",
+                  path.backupShown),
+      fmt::format("Nothing was changed. \"pmstore restore {}\" makes the file anew; to begin a new vault, "
+                  "move the backup away.",
+                  path.shown));
 }
 
 }  // namespace cli
