@@ -74,7 +74,8 @@
  * when the path is a symbolic link. The backup, `.name.bak` beside the path, is a copy of the data file, as it was
  * before the first change until that is done and as the last sync left it from then on. It is there for
  * PmRestoreBackupFile; no safety rests on it. A close removes both, unless a write has failed: then they stay, and
- * the next open recovers.
+ * the next open recovers. Both have the access rights of the data file. On Windows a sync and a close wait a fifth of
+ * a second at most for each file that another program holds.
  *
  * A journal that does not belong to the file beside it, because another has taken the file's place, is set
  * aside with its backup, as `.name.pmo` and `.name.bko` (numbered where these exist), and the file is opened as

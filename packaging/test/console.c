@@ -28,7 +28,9 @@ int wmain(int count, wchar_t** words) {
   const State before = Look();
   if (InitPmTotalDataController() != 1 || count != 2 || before.out == 0 || before.outPage != 850)
     return 1; /* no console */
-  CloseDataBaseFile(OpenDataBaseFile(L"Тайна 🔑 é.vault"));
+  DataBaseHandle* handle = OpenDataBaseFile(L"Тайна 🔑 é.vault");
+  if (RetainID(handle, 1, 1, L"имя") != 1 || InserItemToDataBase(handle, 1, "secret", 6, 1) != 0) return 4;
+  if (CloseDataBaseFile(handle) != 0) return 5;
   if (_wspawnl(_P_WAIT, words[1], L"pmstore", L"check", L"\"Тайна 🔑 é.vault\"", NULL) != 0) return 2;
   const State after = Look();
   return memcmp(&before, &after, sizeof before) == 0 ? 0 : 3;

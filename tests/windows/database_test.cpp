@@ -177,7 +177,7 @@ TEST_F(Databases, AnOpenVaultStaysWhereItIs) {
   DataBaseHandle* vault = OpenDataBaseFile(L"open.db");
   EXPECT_EQ(put(vault, kId, 100), 0);
   EXPECT_TRUE(CopyFileW(L"open.db", L"copy of a vault.db", FALSE));
-  for (const wchar_t* path : {L"open.db", L".open.db.pmj"}) {
+  for (const wchar_t* path : {L"open.db", L".open.db.bak", L".open.db.pmj"}) {
     EXPECT_FALSE(DeleteFileW(path));
     EXPECT_EQ(GetLastError(), DWORD{ERROR_SHARING_VIOLATION});
     EXPECT_FALSE(MoveFileW(path, L"away.db"));
@@ -257,7 +257,8 @@ TEST_F(Databases, AccessRightsGoAlong) {
   EXPECT_TRUE(SetFileSecurityW(L"rights.db", DACL_SECURITY_INFORMATION, everyone));
   EXPECT_NE(ListOf(L"rights.db"), before);
   EXPECT_EQ(put(vault, kId, 100), 0);
-  EXPECT_EQ(ListOf(L".rights.db.bak"), ListOf(L"rights.db"));
+  for (const wchar_t* path : {L".rights.db.bak", L".rights.db.pmj"})
+    EXPECT_EQ(ListOf(path), ListOf(L"rights.db"));
 }
 
 }  // namespace
