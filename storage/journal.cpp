@@ -21,7 +21,7 @@ constexpr uint64_t kFullShare = 8;
 
 // Zeros are written ahead in pieces that grow with the journal: each costs a change a longer flush, so in a long
 // session they become few.
-constexpr uint64_t kFirstRoom = uint64_t{64} << 10, kMostRoom = uint64_t{1} << 20;
+constexpr uint64_t kFirstRoom = uint64_t{64} << 10, kMostRoom = uint64_t{256} << 10;
 
 // Writes zeros from `from` to `to`, as far as there is room; how far.
 uint64_t WriteZeros(File* file, uint64_t from, uint64_t to) {
