@@ -7,7 +7,7 @@
 #include "commonbase/src/memorypool.h"
 #include "commonbase/src/pmstring.h"
 #include "platform/compiler.h"
-#include "storage/journalformat.h"
+#include "storage/format.h"
 
 namespace catalogue {
 

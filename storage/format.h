@@ -61,6 +61,15 @@ inline void StoreU32(uint8_t* bytes, uint32_t value) {
   bytes[3] = static_cast<uint8_t>(value >> 24);
 }
 
+inline uint64_t LoadU64(const uint8_t* bytes) {
+  return uint64_t{LoadU32(bytes)} | uint64_t{LoadU32(bytes + 4)} << 32;
+}
+
+inline void StoreU64(uint8_t* bytes, uint64_t value) {
+  StoreU32(bytes, static_cast<uint32_t>(value));
+  StoreU32(bytes + 4, static_cast<uint32_t>(value >> 32));
+}
+
 inline PacketHeader DecodeHeader(const uint8_t* block) {
   PacketHeader header;
   header.packetFlag = block[0] & 0x0F;

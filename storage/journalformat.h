@@ -86,15 +86,6 @@ struct RecordHead {
   uint32_t count;
 };
 
-inline uint64_t LoadU64(const uint8_t* bytes) {
-  return uint64_t{LoadU32(bytes)} | uint64_t{LoadU32(bytes + 4)} << 32;
-}
-
-inline void StoreU64(uint8_t* bytes, uint64_t value) {
-  StoreU32(bytes, static_cast<uint32_t>(value));
-  StoreU32(bytes + 4, static_cast<uint32_t>(value >> 32));
-}
-
 // Puts a header into a zeroed page; reads one, false when it is not whole.
 void EncodeJournalHeader(const JournalHeader& header, uint8_t* page);
 bool DecodeJournalHeader(const uint8_t* page, JournalHeader* header);
