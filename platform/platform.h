@@ -1,6 +1,6 @@
 // Everything the operating system does for us, on one interface.
 //
-// posix.cpp and win32.cpp each implement the whole of it; no other file includes a system header.
+// posix.cpp (with writewatch) and win32.cpp each implement the whole of it; no other file includes a system header.
 // Paths are zero-terminated PmChar strings. On POSIX a path becomes UTF-8 (an unpaired surrogate is encoded
 // as its three bytes, so no two paths collide) and '\' separates folders as '/' does.
 //
@@ -16,16 +16,23 @@
 #include <cstdio>
 
 #include "platform/pmtypes.h"
+#if !defined(_WIN32)
+#include "platform/writewatch.h"
+#endif
 
 namespace platform {
 
-// What tells one state of a file from another: which file it is, how long, and when it was last written.
-struct FileStamp {
+// Which file it is, and how long.
+struct FileIdentity {
   uint64_t volume = 0;
   uint64_t number = 0;
   uint64_t size = 0;
+  bool sameFile(const FileIdentity& other) const { return volume == other.volume && number == other.number; }
+};
+
+// What tells one state of a file from another: with the time when it was last written.
+struct FileStamp : FileIdentity {
   int64_t time = 0;
-  bool sameFile(const FileStamp& other) const { return volume == other.volume && number == other.number; }
   bool operator==(const FileStamp& other) const {
     return sameFile(other) && size == other.size && time == other.time;
   }
@@ -88,7 +95,14 @@ class File {
   bool copyAccessRights(const File& other);
 
   // False when the system does not answer.
+  bool identify(FileIdentity* result) const;
   bool stamp(FileStamp* result) const;
+
+  // Notes the state of the file, and tells whether it is in that state still: by its identity, its length and that
+  // nobody has written into it since, as far as the system tells; else by its time. Systems that keep times apart which
+  // somebody has asked for let the flushes of all files pay for it: from then on each carries a new time along.
+  bool note(FileStamp* state);
+  bool isAs(const FileStamp& state) const;
 
   // Closes; false when the system reports an error that it had kept back. Closing a closed file is true.
   bool close();
@@ -98,6 +112,7 @@ class File {
   void* handle_ = nullptr;
 #else
   int descriptor_ = -1;
+  WriteWatch watch_;
   uint64_t writtenPiece_ = 0;
 #endif
   bool locked_ = false;
@@ -112,6 +127,7 @@ bool IsMissing(const PmChar* path);
 // The size in bytes, 0 for a directory, -1 when no entry of that name exists.
 int64_t SizeOf(const PmChar* path);
 
+bool IdentityOf(const PmChar* path, FileIdentity* result);
 bool StampOf(const PmChar* path, FileStamp* result);
 
 // Whether a file was written so lately that the system may give another write the same time.

@@ -14,6 +14,7 @@
 #include <sys/random.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <sys/xattr.h>
 #include <time.h>
 #include <unistd.h>
@@ -148,6 +149,16 @@ FileStamp ToStamp(const struct stat& status) {
   stamp.time = static_cast<int64_t>(static_cast<uint64_t>(status.st_mtim.tv_sec) * 1000000000U +
                                     static_cast<uint64_t>(status.st_mtim.tv_nsec));
   return stamp;
+}
+
+// By its path, or by a descriptor and an empty path.
+bool Identify(int folder, const char* path, FileIdentity* result) {
+  struct statx status;
+  if (statx(folder, path, *path == 0 ? AT_EMPTY_PATH : 0, STATX_INO | STATX_SIZE, &status) != 0) return false;
+  result->volume = makedev(status.stx_dev_major, status.stx_dev_minor);
+  result->number = status.stx_ino;
+  result->size = status.stx_size;
+  return true;
 }
 
 // The next character of UTF-8 text; a byte that starts none is replaced. The surrogates that Utf8Path writes
@@ -289,6 +300,10 @@ bool File::copyAccessRights(const File& other) {
   return (present.st_mode & kAccessRights) == rights || fchmod(descriptor_, rights) == 0;
 }
 
+bool File::identify(FileIdentity* result) const {
+  return Identify(descriptor_, "", result);
+}
+
 bool File::stamp(FileStamp* result) const {
   struct stat status;
   if (fstat(descriptor_, &status) != 0) return false;
@@ -296,8 +311,21 @@ bool File::stamp(FileStamp* result) const {
   return true;
 }
 
+bool File::note(FileStamp* state) {
+  if (!watch_.begin(descriptor_)) return stamp(state);
+  state->time = 0;
+  return identify(state);
+}
+
+bool File::isAs(const FileStamp& state) const {
+  FileStamp now;
+  if (!watch_.isQuiet()) return stamp(&now) && now == state;
+  return identify(&now) && now.sameFile(state) && now.size == state.size;
+}
+
 bool File::close() {
   if (!isOpen()) return true;
+  watch_.stop();
   unlock();  // a child of this process may have the file open still
   // The descriptor is gone even when a signal interrupted its closing.
   const bool closed = ::close(descriptor_) == 0 || errno == EINTR;
@@ -319,6 +347,11 @@ int64_t SizeOf(const PmChar* path) {
   struct stat status;
   if (stat(Utf8Path(path).get(), &status) != 0) return Exists(path) ? 0 : -1;
   return S_ISREG(status.st_mode) ? status.st_size : 0;
+}
+
+bool IdentityOf(const PmChar* path, FileIdentity* result) {
+  const Utf8Path name(path);
+  return *name.get() != 0 && Identify(AT_FDCWD, name.get(), result);
 }
 
 bool StampOf(const PmChar* path, FileStamp* result) {

@@ -297,8 +297,24 @@ bool File::copyAccessRights(const File& other) {
          (present.read(handle_) && wanted == present);
 }
 
+bool File::identify(FileIdentity* result) const {
+  FileStamp stamp;
+  if (!StampOfHandle(handle_, &stamp)) return false;
+  *result = stamp;
+  return true;
+}
+
 bool File::stamp(FileStamp* result) const {
   return StampOfHandle(handle_, result);
+}
+
+bool File::note(FileStamp* state) {
+  return stamp(state);
+}
+
+bool File::isAs(const FileStamp& state) const {
+  FileStamp now;
+  return stamp(&now) && now == state;
 }
 
 bool File::close() {
@@ -323,6 +339,13 @@ int64_t SizeOf(const PmChar* path) {
   WIN32_FIND_DATAW entry;
   if (!Look(path, &entry)) return -1;
   return static_cast<int64_t>(Join(entry.nFileSizeHigh, entry.nFileSizeLow));
+}
+
+bool IdentityOf(const PmChar* path, FileIdentity* result) {
+  FileStamp stamp;
+  if (!StampOf(path, &stamp)) return false;
+  *result = stamp;
+  return true;
 }
 
 bool StampOf(const PmChar* path, FileStamp* result) {

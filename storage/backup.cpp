@@ -15,9 +15,13 @@ struct BackupName {
 
 // Whether both files are still as this engine left them.
 bool BothAreOurs(const FileInfo* file, const PmChar* path) {
-  platform::FileStamp data, backup;
-  return file->backup.isOpen() && file->file.stamp(&data) && data == file->dataStamp &&
-         platform::StampOf(path, &backup) && backup == file->backupStamp;
+  platform::FileIdentity named;
+  return file->backup.isOpen() && file->file.isAs(file->dataStamp) && file->backup.isAs(file->backupStamp) &&
+         platform::IdentityOf(path, &named) && named.sameFile(file->backupStamp);
+}
+
+bool AreEqual(const FileInfo* file) {
+  return file->staleBlocks.empty() && file->backupStamp.size == uint64_t{file->blockNum} * kBlockSize;
 }
 
 bool CopyStaleBlocks(FileInfo* file) {
@@ -41,14 +45,14 @@ bool CopyStaleBlocks(FileInfo* file) {
 int32_t CopyWholeFile(FileInfo* file, const PmChar* path) {
   file->backup.close();
   file->backupRoomEnd = 0;
-  platform::FileStamp stamp;
-  if (!file->file.stamp(&stamp)) return kCannotOpen;
+  platform::FileIdentity data;
+  if (!file->file.identify(&data)) return kCannotOpen;
   platform::Remove(path);
   if (!file->backup.createNew(path)) return kCannotOpen;
   // Writing where room was taken before costs systems less.
   if (file->backup.copyAccessRights(file->file) &&
-      file->backup.reserve(0, stamp.size) != platform::File::Room::kNone &&
-      CopyBytes(file->file, &file->backup, 0, stamp.size, LargeBuffer(stamp.size / kBlockSize)))
+      file->backup.reserve(0, data.size) != platform::File::Room::kNone &&
+      CopyBytes(file->file, &file->backup, 0, data.size, LargeBuffer(data.size / kBlockSize)))
     return kOk;
   file->backup.close();
   platform::Remove(path);
@@ -58,7 +62,7 @@ int32_t CopyWholeFile(FileInfo* file, const PmChar* path) {
 // Notes that both files are equal.
 int32_t NoteEqual(FileInfo* file) {
   while (!file->staleBlocks.empty()) file->staleBlocks.erase(file->staleBlocks.lowest());
-  if (!file->file.stamp(&file->dataStamp) || !file->backup.stamp(&file->backupStamp)) file->backup.close();
+  if (!file->file.note(&file->dataStamp) || !file->backup.note(&file->backupStamp)) file->backup.close();
   return kOk;
 }
 
@@ -67,6 +71,7 @@ int32_t NoteEqual(FileInfo* file) {
 int32_t BackupDataFile(FileInfo* file) {
   const BackupName name(file->path);
   if (BothAreOurs(file, name.path)) {
+    if (AreEqual(file)) return kOk;
     if (CopyStaleBlocks(file)) return NoteEqual(file);
     file->backup.close();
     return kWriteFailed;
@@ -90,10 +95,10 @@ bool DeleteBackupFile(FileInfo* file) {
 
 bool DeleteOwnBackup(FileInfo* file) {
   const BackupName name(file->path);
-  platform::FileStamp named;
+  platform::FileIdentity named;
   if (platform::IsMissing(name.path)) return platform::SyncFolder(file->path);
   if (!file->backup.isOpen()) return true;
-  if (!platform::StampOf(name.path, &named)) return false;
+  if (!platform::IdentityOf(name.path, &named)) return false;
   return !named.sameFile(file->backupStamp) || DeleteBackupFile(file);
 }
 

@@ -251,9 +251,9 @@ class Carrying : public RecordSink {
 
 // Cuts off what stands behind the file's end.
 bool CutTail(FileInfo* file) {
-  platform::FileStamp stamp;
-  if (!file->file.stamp(&stamp)) return false;
-  if (stamp.size <= uint64_t{file->blockNum} * kBlockSize) return true;
+  platform::FileIdentity now;
+  if (!file->file.identify(&now)) return false;
+  if (now.size <= uint64_t{file->blockNum} * kBlockSize) return true;
   if (!CutBlocks(file, file->blockNum)) return false;
   StampDataFile(file);
   return true;
@@ -301,19 +301,19 @@ int32_t WriteChange() {
 }  // namespace
 
 void StampDataFile(FileInfo* file) {
-  if (!file->file.stamp(&file->dataStamp)) file->backup.close();
+  if (!file->file.note(&file->dataStamp)) file->backup.close();
 }
 
 bool HoldsTheSame(const FileInfo* file) {
-  platform::FileStamp stamp;
-  if (!file->file.stamp(&stamp) || stamp.size != file->dataStamp.size) return false;
-  return stamp.time == file->dataStamp.time || BlocksAreTheSame(file);
+  platform::FileIdentity now;
+  if (file->file.isAs(file->dataStamp)) return true;
+  return file->file.identify(&now) && now.size == file->dataStamp.size && BlocksAreTheSame(file);
 }
 
 Naming WhatPathNames(const FileInfo* file) {
-  platform::FileStamp opened, named;
-  if (!file->file.stamp(&opened)) return Naming::kUnknown;
-  if (!platform::StampOf(file->path, &named))
+  platform::FileIdentity opened, named;
+  if (!file->file.identify(&opened)) return Naming::kUnknown;
+  if (!platform::IdentityOf(file->path, &named))
     return platform::IsMissing(file->path) ? Naming::kOther : Naming::kUnknown;
   return opened.sameFile(named) ? Naming::kSame : Naming::kOther;
 }

@@ -19,9 +19,10 @@ using platform::File;
 constexpr uint64_t kFullSize = uint64_t{4} << 20;
 constexpr uint64_t kFullShare = 8;
 
-// Zeros are written ahead in pieces that grow with the journal: each costs a change a longer flush, so in a long
-// session they become few.
-constexpr uint64_t kFirstRoom = uint64_t{64} << 10, kMostRoom = uint64_t{256} << 10;
+// Zeros are written ahead in pieces that grow with the journal: each costs a change a longer flush, so less than one
+// change in a hundred may wait for one. A journal that starts over has shown that a session is long.
+constexpr uint64_t kFirstRoom = uint64_t{64} << 10;
+constexpr uint64_t kRoomGrowth = 3;  // a piece is so many times what stands
 
 // Writes zeros from `from` to `to`, as far as there is room; how far.
 uint64_t WriteZeros(File* file, uint64_t from, uint64_t to) {
@@ -55,10 +56,11 @@ bool Journal::setPath(const PmChar* path) {
 
 int32_t Journal::start(const File& data, uint32_t blockNum, uint64_t blockSum, const NumberSet& unmarked,
                        const NumberSet& unlisted) {
-  platform::FileStamp stamp;
-  if (!data.stamp(&stamp)) return kWriteFailed;
-  const auto fileBlocks = static_cast<uint32_t>(stamp.size / kBlockSize);
-  Fresh fresh{{}, {0, fileBlocks, blockSum}, 0, blockNum, 0};
+  platform::FileIdentity file;
+  if (!data.identify(&file)) return kWriteFailed;
+  const auto fileBlocks = static_cast<uint32_t>(file.size / kBlockSize);
+  Fresh fresh{
+      {}, {0, fileBlocks, blockSum}, 0, blockNum, state_ == JournalState::kOpen ? kFullSize : kFirstRoom};
   if (!covered_.reserve(fileBlocks) || !platform::Random(&fresh.header.salt, sizeof fresh.header.salt))
     return kWriteFailed;
   PmChar name[kMaxJournalPath + 1];
@@ -97,7 +99,7 @@ bool Journal::write(Fresh* fresh, const File& data, const NumberSet& unmarked, c
   uint8_t page[kJournalPage] = {};
   EncodeJournalHeader(fresh->header, page);
   if (file->writeAt(0, page, sizeof page) != sizeof page) return false;
-  fresh->roomEnd = WriteZeros(file, std::max<uint64_t>(fresh->firstFrame, kJournalPage), kFirstRoom);
+  fresh->roomEnd = WriteZeros(file, std::max<uint64_t>(fresh->firstFrame, kJournalPage), fresh->roomEnd);
   return true;
 }
 
@@ -107,8 +109,8 @@ int32_t Journal::put(const Fresh& fresh, const PmChar* name) {
   const bool renamed = platform::Rename(name, path_);
   if (!renamed) platform::Remove(name);
   const bool stands = renamed || state_ != JournalState::kNone;
-  platform::FileStamp found;
-  const bool opened = stands && file_.open(path_, platform::Access::kReadWrite) && file_.stamp(&found) &&
+  platform::FileIdentity found;
+  const bool opened = stands && file_.open(path_, platform::Access::kReadWrite) && file_.identify(&found) &&
                       (renamed || found.sameFile(identity_));
   if (renamed) {
     identity_ = found;
@@ -135,7 +137,7 @@ int32_t Journal::put(const Fresh& fresh, const PmChar* name) {
 }
 
 bool Journal::adopt() {
-  if (!file_.open(path_, platform::Access::kReadWrite) || !file_.stamp(&identity_)) return false;
+  if (!file_.open(path_, platform::Access::kReadWrite) || !file_.identify(&identity_)) return false;
   state_ = JournalState::kSpent;
   return true;
 }
@@ -147,13 +149,13 @@ bool Journal::wantsStart(uint32_t blockNum) const {
 }
 
 bool Journal::isInPlace() const {
-  platform::FileStamp named;
-  return platform::StampOf(path_, &named) && named.sameFile(identity_);
+  platform::FileIdentity named;
+  return platform::IdentityOf(path_, &named) && named.sameFile(identity_);
 }
 
 void Journal::makeRoom(uint64_t size) {
   if (end_ + size <= roomEnd_ || size > kFirstRoom) return;
-  const uint64_t ahead = std::min(std::max(roomEnd_, kFirstRoom), kMostRoom);
+  const uint64_t ahead = std::clamp(kRoomGrowth * roomEnd_, kFirstRoom, kFullSize);
   roomEnd_ = WriteZeros(&file_, std::max(roomEnd_, end_), NextPage(end_ + size + ahead));
 }
 

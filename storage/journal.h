@@ -116,7 +116,7 @@ class Journal {
     JournalHeader header;  // of the whole file, also where the first frame cuts it
     uint64_t firstFrame;   // its end; 0 when there is none
     uint32_t blockNum;     // the file's length behind that frame
-    uint64_t roomEnd;
+    uint64_t roomEnd;      // zeros up to there: wanted, then written
   };
   static bool write(Fresh* fresh, const platform::File& data, const commonbase::NumberSet& unmarked,
                     const commonbase::NumberSet& unlisted);
@@ -125,7 +125,7 @@ class Journal {
   platform::File file_;
   PmChar* path_ = nullptr;
   JournalState state_ = JournalState::kNone;
-  platform::FileStamp identity_;
+  platform::FileIdentity identity_;
   uint64_t salt_ = 0;
   uint64_t number_ = 0;  // of the next frame
   uint64_t end_ = 0;     // where it goes

@@ -93,9 +93,9 @@ class Judge {
 }  // namespace
 
 JournalMatch MatchJournal(const JournalContents& journal, const platform::File& data) {
-  platform::FileStamp stamp;
-  if (!data.stamp(&stamp)) return JournalMatch::kUnreadable;
-  const auto fileBlocks = static_cast<uint32_t>(std::min<uint64_t>(stamp.size / kBlockSize, UINT32_MAX));
+  platform::FileIdentity file;
+  if (!data.identify(&file)) return JournalMatch::kUnreadable;
+  const auto fileBlocks = static_cast<uint32_t>(std::min<uint64_t>(file.size / kBlockSize, UINT32_MAX));
   uint32_t length;
   if (!journal.lengthUpTo(fileBlocks, &length)) return JournalMatch::kForeign;
   Judge judge(journal, length);

@@ -11,9 +11,9 @@ namespace {
 class Cursor {
  public:
   Cursor(const platform::File& file, uint64_t position) : file_(file), base_(position) {
-    platform::FileStamp stamp;
-    unreadable_ = !file.stamp(&stamp);
-    size_ = stamp.size;
+    platform::FileIdentity journal;
+    unreadable_ = !file.identify(&journal);
+    size_ = journal.size;
   }
   ~Cursor() { platform::Wipe(buffer_, held_); }
   Cursor(const Cursor&) = delete;
@@ -146,19 +146,19 @@ class JournalContents::Collector : public RecordSink {
 };
 
 JournalContents::Outcome JournalContents::read(const platform::File& journal, uint32_t fileBlocks) {
-  platform::FileStamp stamp;
+  platform::FileIdentity found;
   uint8_t page[kJournalHeaderSize];
-  if (!journal.stamp(&stamp)) return kUnreadable;
-  if (stamp.size < kJournalPage) return kNotWhole;
+  if (!journal.identify(&found)) return kUnreadable;
+  if (found.size < kJournalPage) return kNotWhole;
   if (journal.readAt(0, page, sizeof page) != sizeof page) return kUnreadable;
   // The file was longer only by what the journal has found in blocks that it cut off.
-  const uint64_t mostBlocks = fileBlocks + stamp.size / UnitSize(kFoundRecord);
+  const uint64_t mostBlocks = fileBlocks + found.size / UnitSize(kFoundRecord);
   if (!DecodeJournalHeader(page, &header_) || header_.blockNum > std::min<uint64_t>(mostBlocks, kMaxBlocks))
     return kNotWhole;
   blockNum_ = header_.blockNum;
   if (!lengths_.reserve(1)) return kUnreadable;
   lengths_.add(blockNum_);
-  const Outcome outcome = readFrames(journal, stamp.size, static_cast<uint32_t>(mostBlocks));
+  const Outcome outcome = readFrames(journal, found.size, static_cast<uint32_t>(mostBlocks));
   if (outcome == kWhole) sort();
   return outcome;
 }

@@ -16,10 +16,11 @@ class Nothing : public RecordSink {
 
 Overlay::Outcome Overlay::open(const PmChar* journalPath, const platform::File& data) {
   path_ = journalPath;
-  if (!journal_.open(journalPath, platform::Access::kRead) || !journal_.stamp(&identity_)) return kUnreadable;
-  platform::FileStamp stamp;
-  if (!data.stamp(&stamp)) return kUnreadable;
-  const auto fileBlocks = static_cast<uint32_t>(stamp.size / kBlockSize);
+  if (!journal_.open(journalPath, platform::Access::kRead) || !journal_.identify(&identity_))
+    return kUnreadable;
+  platform::FileIdentity file;
+  if (!data.identify(&file)) return kUnreadable;
+  const auto fileBlocks = static_cast<uint32_t>(file.size / kBlockSize);
   const JournalContents::Outcome outcome = contents_.read(journal_, fileBlocks);
   if (outcome != JournalContents::kWhole)
     return outcome == JournalContents::kNotWhole ? kNotOurs : kUnreadable;
@@ -46,8 +47,8 @@ bool Overlay::read(const platform::File& data, uint32_t block, uint8_t* bytes, u
 }
 
 bool Overlay::isCurrent() const {
-  platform::FileStamp named;
-  if (!platform::StampOf(path_, &named) || !named.sameFile(identity_)) return false;
+  platform::FileIdentity named;
+  if (!platform::IdentityOf(path_, &named) || !named.sameFile(identity_)) return false;
   FrameHead head;
   Nothing nothing;
   uint64_t position = contents_.end();

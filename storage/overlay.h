@@ -32,7 +32,7 @@ class Overlay {
  private:
   const PmChar* path_ = nullptr;
   platform::File journal_;
-  platform::FileStamp identity_;
+  platform::FileIdentity identity_;
   JournalContents contents_;
 };
 

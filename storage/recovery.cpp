@@ -129,9 +129,9 @@ bool CarryOutDurable(FileInfo* file, uint32_t fileBlocks) {
 }
 
 Recovery RecoverFrom(FileInfo* file, File* journal) {
-  platform::FileStamp stamp, data;
-  if (!journal->stamp(&stamp) || !file->file.stamp(&data)) return Recovery::kFailed;
-  if (stamp.size == 0) {
+  platform::FileIdentity found, data;
+  if (!journal->identify(&found) || !file->file.identify(&data)) return Recovery::kFailed;
+  if (found.size == 0) {
     // A close emptied it, since it could not remove it: it says nothing any more.
     journal->close();
     platform::Remove(file->journal.path());

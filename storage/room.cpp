@@ -51,14 +51,14 @@ int32_t TakeRoom(FileInfo* file, uint32_t oldBlockNum, bool inBackup) {
   if (!inBackup) return kOk;
   const bool taken = TakeBlocks(&file->backup, oldBlockNum, file->blockNum, &file->backupRoomEnd);
   // Taking room is a change of the file, too; it is ours.
-  if (!file->backup.stamp(&file->backupStamp)) file->backup.close();
+  if (!file->backup.note(&file->backupStamp)) file->backup.close();
   return taken ? kOk : kWriteFailed;
 }
 
 bool ReleaseRoom(FileInfo* file) {
-  platform::FileStamp stamp;
-  if (!file->file.stamp(&stamp)) return false;
-  if (file->roomEnd <= file->blockNum && stamp.size <= uint64_t{file->blockNum} * kBlockSize) return true;
+  platform::FileIdentity now;
+  if (!file->file.identify(&now)) return false;
+  if (file->roomEnd <= file->blockNum && now.size <= uint64_t{file->blockNum} * kBlockSize) return true;
   return CutBlocks(file, file->blockNum);
 }
 

@@ -31,12 +31,12 @@ int32_t ScanRead(const uint8_t* bytes, uint32_t first, uint32_t count, uint64_t*
 }  // namespace
 
 int32_t ScanBlocks(FileInfo* file, BlockVisitor visit, void* context) {
-  platform::FileStamp stamp;
-  if (!file->file.stamp(&stamp)) return kBadData;
+  platform::FileIdentity found;
+  if (!file->file.identify(&found)) return kBadData;
   // Another program may be about to cut or lengthen the file.
-  if (file->overlay != nullptr) stamp.size = uint64_t{file->overlay->blockNum()} * kBlockSize;
-  if (stamp.size % kBlockSize != 0 || stamp.size > kMaxFileSize) return kBadData;
-  const auto blockNum = static_cast<uint32_t>(stamp.size / kBlockSize);
+  if (file->overlay != nullptr) found.size = uint64_t{file->overlay->blockNum()} * kBlockSize;
+  if (found.size % kBlockSize != 0 || found.size > kMaxFileSize) return kBadData;
+  const auto blockNum = static_cast<uint32_t>(found.size / kBlockSize);
 
   const LargeBuffer buffer(blockNum);
   file->blockSum = 0;

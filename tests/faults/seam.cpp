@@ -266,6 +266,11 @@ int __wrap_unlink(const char* path) {
 PASS(kPlain, path, -1, int, lstat64, (const char* path, struct stat64* status), (path, status))
 PASS(kPlain, path, -1, int, stat64, (const char* path, struct stat64* status), (path, status))
 PASS(kPlain, descriptor, -1, int, fstat64, (int descriptor, struct stat64* status), (descriptor, status))
+PASS(kPlain, *path != 0 ? path : opened[folder].name, -1, int, statx,
+     (int folder, const char* path, int flags, unsigned mask, struct statx* status),
+     (folder, path, flags, mask, status))
+PASS(kPlain, descriptor, -1, int, inotify_add_watch, (int descriptor, const char* path, uint32_t mask),
+     (descriptor, path, mask))
 PASS(kPlain, descriptor, -1, int, fchmod, (int descriptor, mode_t mode), (descriptor, mode))
 PASS(kPlain, descriptor, -1, ssize_t, pread64, (int descriptor, void* bytes, size_t size, off64_t at),
      (descriptor, bytes, size, at))
