@@ -107,6 +107,7 @@ class Model {
     closing = *this;
     closing.sync();
     states.push_back(closing.recovered());
+    if (closing.items.empty()) states.push_back(closing.disk);  // nothing is compacted, and nothing marked
     if (closing.items.empty()) return states;
     closing.noteWritten();
     states.push_back(closing.recovered());
