@@ -14,8 +14,12 @@
 
 namespace storage {
 
-// Makes the backup equal to the data file: 0; kCannotOpen when a file cannot be opened or created; kWriteFailed when
-// the copy could not be written.
+// Sees, before the data file changes, that BackupDataFile() will find a backup to write to, with room for the file as it
+// is: an empty one at first, or a copy where the system cannot promise room. 0; kCannotOpen when a file cannot be opened
+// or created; kWriteFailed when there is no room.
+int32_t BeginBackup(FileInfo* file);
+
+// Makes the backup equal to the data file: 0, kCannotOpen or kWriteFailed.
 int32_t BackupDataFile(FileInfo* file);
 
 // Whether something bears the backup's name.

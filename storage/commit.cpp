@@ -8,6 +8,8 @@
 #include "storage/blockwindow.h"
 #include "storage/change.h"
 #include "storage/framewriter.h"
+#include "storage/largebuffer.h"
+#include "storage/pack.h"
 #include "storage/room.h"
 #include "storage/storage.h"
 
@@ -89,6 +91,36 @@ class PageMates {
   commonbase::GrowArray<uint32_t> mates_;
 };
 
+// Blocks on their way into the data file: those that follow each other are written at once.
+class BlockRun {
+ public:
+  enum class Flush { kSoon, kLater };  // of the data file
+
+  BlockRun(FileInfo* file, uint32_t blocks, Flush flush) : file_(file), flush_(flush), buffer_(blocks) {}
+
+  // The place for a block, to be filled before the next call; null when what came before it could not be written.
+  uint8_t* add(uint32_t block) {
+    if ((count_ == buffer_.blocks() || block != first_ + count_) && !write()) return nullptr;
+    if (count_ == 0) first_ = block;
+    return buffer_.bytes() + size_t{count_++} * kBlockSize;
+  }
+
+  bool write() {
+    if (count_ == 0) return true;
+    if (!WriteBlocks(file_, first_, buffer_.bytes(), count_)) return false;
+    if (flush_ == Flush::kSoon)
+      file_->file.startSync(uint64_t{first_} * kBlockSize, uint64_t{count_} * kBlockSize);
+    count_ = 0;
+    return true;
+  }
+
+ private:
+  FileInfo* file_;
+  Flush flush_;
+  LargeBuffer buffer_;
+  uint32_t first_ = 0, count_ = 0;
+};
+
 // Writes a change into the journal, and its many new blocks into the data file.
 class ChangeFrame {
  public:
@@ -146,25 +178,29 @@ class ChangeFrame {
     return true;
   }
 
-  // Notes what blocks hold that the journal overwrites, or cuts off, for the first time; and takes all that change out
-  // of the sum.
-  bool addFound(FrameWriter* frame) {
-    const auto note = [&](uint32_t block) {
-      if (block >= change_.oldBlockNum()) return true;
-      const uint8_t* bytes = old_.get(block);
-      if (bytes == nullptr) return false;
-      sum_ -= BlockPart(block, bytes);
-      if (block >= journal_.blockNum() || journal_.covered().contains(block)) return true;
+  // Notes what a block holds, when the journal overwrites or cuts it off for the first time; and takes what goes out of
+  // the sum. Its bytes, until the next call; null when they cannot be read.
+  const uint8_t* note(FrameWriter* frame, uint32_t block) {
+    const uint8_t* bytes = old_.get(block);
+    if (bytes == nullptr) return nullptr;
+    sum_ -= BlockPart(block, bytes);
+    if (block < journal_.blockNum() && !journal_.covered().contains(block)) {
       journal_.covered().insert(block);
       AddFound(frame, block, bytes);
-      return true;
-    };
-    if (!change_.forEachWrite([&](uint32_t block, const Change::Write&) { return note(block); }))
-      return false;
-    for (uint32_t block = file_->blockNum; block < change_.oldBlockNum(); ++block) {
-      if (!note(block)) return false;
     }
-    return std::all_of(mates_.begin(), mates_.end(), note);
+    return bytes;
+  }
+
+  bool addFound(FrameWriter* frame) {
+    const uint32_t oldEnd = change_.oldBlockNum();
+    if (!change_.forEachWrite([&](uint32_t block, const Change::Write&) {
+          return block >= oldEnd || note(frame, block) != nullptr;
+        }))
+      return false;
+    for (uint32_t block = file_->blockNum; block < oldEnd; ++block) {
+      if (note(frame, block) == nullptr) return false;
+    }
+    return true;
   }
 
   bool addImages(FrameWriter* frame) {
@@ -176,7 +212,7 @@ class ChangeFrame {
       return true;
     });
     return added && std::all_of(mates_.begin(), mates_.end(), [&](uint32_t block) {
-             const uint8_t* bytes = old_.get(block);
+             const uint8_t* bytes = note(frame, block);
              if (bytes == nullptr) return false;
              std::memcpy(frame->add(kImageRecord, block), bytes, kBlockSize);
              sum_ += BlockPart(block, bytes);
@@ -202,25 +238,16 @@ class ChangeFrame {
 
   bool writeDirect(FrameWriter* frame) {
     if (direct_ == file_->blockNum) return true;
-    const LargeBuffer buffer(file_->blockNum - direct_);
-    uint32_t first = 0, count = 0;
-    const auto flush = [&] {
-      const bool written = count == 0 || WriteBlocks(file_, first, buffer.bytes(), count);
-      if (written) file_->file.startSync(uint64_t{first} * kBlockSize, uint64_t{count} * kBlockSize);
-      count = 0;
-      return written;
-    };
+    BlockRun run(file_, file_->blockNum - direct_, BlockRun::Flush::kSoon);
     const bool packed = change_.forEachWrite([&](uint32_t block, const Change::Write& write) {
       if (block < direct_) return true;
-      if ((count == buffer.blocks() || block != first + count) && !flush()) return false;
-      if (count == 0) first = block;
-      uint8_t* bytes = buffer.bytes() + size_t{count++} * kBlockSize;
-      if (!Change::fill(write, &source_, bytes)) return false;
+      uint8_t* bytes = run.add(block);
+      if (bytes == nullptr || !Change::fill(write, &source_, bytes)) return false;
       sum_ += BlockPart(block, bytes);
       AddDirect(frame, block, bytes);
       return true;
     });
-    return packed && flush() && FlushDataFile(file_);
+    return packed && run.write() && FlushDataFile(file_);
   }
 
   const Change& change_;
@@ -259,6 +286,28 @@ bool CutTail(FileInfo* file) {
   return true;
 }
 
+// Puts a change whose frame is durable into the data file, from memory.
+bool PutIntoFile(const Change& change) {
+  FileInfo* file = change.file();
+  const uint32_t direct = FirstDirectBlock(change);
+  BlockWindow source(change.source()), marked(file->file);
+  BlockRun run(file, file->blockNum, BlockRun::Flush::kLater);
+  return change.forEachWrite([&](uint32_t block, const Change::Write& write) {
+    if (block >= direct) return true;
+    uint8_t* bytes = run.add(block);
+    return bytes != nullptr && Change::fill(write, &source, bytes);
+  }) && run.write() &&
+         change.forEachMark([&](uint32_t block) {
+           const uint8_t* found = marked.get(block);
+           uint8_t* bytes = found != nullptr ? run.add(block) : nullptr;
+           if (bytes == nullptr) return false;
+           std::memcpy(bytes, found, kBlockSize);
+           MarkFree(bytes);
+           return true;
+         }) &&
+         run.write() && CutTail(file);
+}
+
 // Whether the blocks of a file are what they were when it was opened. The sum leaves out which of them are free.
 bool BlocksAreTheSame(const FileInfo* file) {
   BlockWindow blocks(file->file);
@@ -271,6 +320,11 @@ bool BlocksAreTheSame(const FileInfo* file) {
     sum += BlockPart(block, bytes);
   }
   return sum == file->blockSum;
+}
+
+void NoteCarriedOut(FileInfo* file) {
+  file->journal.noteCarriedOut();
+  StampDataFile(file);
 }
 
 // The journal of a file that every change was carried out into.
@@ -289,7 +343,7 @@ int32_t PrepareJournal(FileInfo* file) {
 int32_t WriteChange() {
   FileInfo* file = change.file();
   if (change.backsUp()) {
-    if (const int32_t result = BackupDataFile(file); result != kOk) return result;
+    if (const int32_t result = BeginBackup(file); result != kOk) return result;
   }
   if (const int32_t result = TakeRoom(file, change.oldBlockNum(), change.backsUp()); result != kOk) {
     CutBlocks(file, change.oldBlockNum());
@@ -353,8 +407,7 @@ bool CarryOut(FileInfo* file) {
   Carrying carrying(file);
   if (!journal.replay(&carrying)) return false;
   if (!CutTail(file)) return false;
-  journal.noteCarriedOut();
-  StampDataFile(file);
+  NoteCarriedOut(file);
   return true;
 }
 
@@ -365,13 +418,17 @@ int32_t CommitChange() {
     return kOk;
   }
   if (const int32_t result = WriteChange(); result != kOk) {
+    const bool backsUp = change.backsUp();
     StampDataFile(file);  // what it wrote behind the end, or cut off there, is ours
     change.undo();
+    if (backsUp) BackupDataFile(file);
     return result;
   }
   const bool backsUp = change.backsUp();
+  const bool done = PutIntoFile(change);
+  if (done) NoteCarriedOut(file);
   change.finish();
-  if (CarryOut(file) && backsUp) BackupDataFile(file);
+  if (done && backsUp) BackupDataFile(file);
   return kOk;
 }
 
