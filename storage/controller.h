@@ -71,7 +71,7 @@ constexpr uint32_t kOpenUnverified = 1;
 
 // The scratch buffer of the controller, in blocks. Systems copy into memory that is aligned to the processor's
 // widest moves up to twice as fast.
-constexpr uint32_t kBufferBlocks = 48;
+constexpr uint32_t kBufferBlocks = 40;
 constexpr uint32_t kBufferAlignment = 64;
 
 struct PmDataController {
