@@ -19,6 +19,7 @@ class NewFile {
   NewFile(PmString path, const PmString& accessRightsOf) : path_(std::move(path)) {
     platform::File source;
     if (!file_.createNew(path_.c_str())) fail("make");
+    file_.lock();  // so that it is known to be in the making
     if (source.open(accessRightsOf.c_str(), platform::Access::kRead)) file_.copyAccessRights(source);
   }
   ~NewFile() {
@@ -107,6 +108,10 @@ PmString UnusedName(const PmString& path, const std::string& suffix) {
 }
 
 PmString UnfinishedName(const PmString& path) {
+  const VaultPath left(ToUtf8(path + RequireUtf8(".unfinished", "suffix")));
+  if (left.exists() && !left.isLocked()) {
+    for (const PmString& file : {left.journal, left.backup, left.file}) platform::Remove(file.c_str());
+  }
   return UnusedName(path, ".unfinished");
 }
 

@@ -13,6 +13,7 @@ namespace cli {
 namespace {
 
 constexpr char kVaultEmpty[] = "vault-empty";
+constexpr char kNoVault[] = "no-vault";
 
 class Examination {
  public:
@@ -25,11 +26,16 @@ class Examination {
         namesAll_(NamesEveryItem(image, unlisted_)) {}
 
   std::vector<Finding> run() {
+    if (!image_.looksLikeVault() && mended_.empty()) {
+      add(kNoVault, Weight::kDamage,
+          "it does not look like a vault at all: not one block in it begins or ends as one", {}, {});
+      return std::move(findings_);
+    }
     packets();
     for (const Problem& problem : image_.fileProblems())
       add(problem.code, Weight::kDamage,
-          BlockText(problem.block) + ": " + problem.what + whose(problem.block), ownerOf(problem.block),
-          problem.block);
+          image_.blockText(problem.block) + ": " + problem.what + whose(problem.block),
+          ownerOf(problem.block), problem.block);
     for (const auto& [id, item] : image_.items()) incomplete(item);
     table();
     for (const auto& [id, item] : image_.items()) doubtful(item);
@@ -46,7 +52,8 @@ class Examination {
   void add(std::string code, Weight weight, std::string what, std::optional<uint32_t> item,
            std::optional<uint32_t> block) {
     const bool mendable = weight == Weight::kDamage && block && mended_.count(*block) != 0;
-    findings_.push_back({std::move(code), weight, std::move(what), item, block, mendable});
+    const uint64_t offset = block ? image_.file().offsetOf(*block) : 0;
+    findings_.push_back({std::move(code), weight, std::move(what), item, block, offset, mendable});
   }
 
   // "item 0x00000007 "mail"", "the ID table"
@@ -78,7 +85,7 @@ class Examination {
       const bool saysSo = owner && *owner->because == 0;
       const bool tooLong = block.header.dataLength > storage::kPacketCapacity;
       const std::string what =
-          fmt::format("{}{} {}{}", BlockText(number), saysSo ? " of " + itemText(owner->item) : "",
+          fmt::format("{}{} {}{}", image_.blockText(number), saysSo ? " of " + itemText(owner->item) : "",
                       tooLong ? "says that it holds more bytes than fit a block" : "fails its checksum",
                       saysSo  ? ""
                       : owner ? whose(number)
@@ -133,9 +140,22 @@ class Examination {
     if (!item.endsFull || !isListed(item.id)) return;
     if (item.id == 0 && !unlisted_.empty()) return;  // no doubt any more
     add("item-ends-full", Weight::kSuspicion,
-        fmt::format("{} ends in a full packet: it is {} bytes long, or its end is gone{}", itemText(item.id),
-                    item.size, freedText(item.id)),
+        fmt::format("{} ends in a full packet: it is {} bytes long, or {}{}", itemText(item.id), item.size,
+                    endOf(item), freedText(item.id)),
         item.id, {});
+  }
+
+  // Where the rest of an item that ends in a full packet would have stood.
+  const char* endOf(const Item& item) const {
+    uint32_t last = item.blocks[0];
+    for (uint32_t number : item.blocks) {
+      if (image_.blocks()[number].header.packetSeq > image_.blocks()[last].header.packetSeq) last = number;
+    }
+    if (last + 1 == image_.blocks().size()) return "the file was cut right behind it";
+    const Block& next = image_.blocks()[last + 1];
+    const bool isInPlace = next.state == BlockState::kUsed && next.sound && next.header.itemId != item.id;
+    return isInPlace ? "it had grown and the file, which goes on with another item, was cut"
+                     : "its end is gone";
   }
 
   void withoutBytes(uint32_t id) {
@@ -149,7 +169,7 @@ class Examination {
     if (!freed_) freed_ = FreedPackets(image_);
     for (const auto& [number, packet] : *freed_) {
       if (storage::DecodeHeader(packet.data()).itemId == id)
-        return fmt::format("; {}, which is marked free, held a packet of it", BlockText(number));
+        return fmt::format("; {}, which is marked free, held a packet of it", image_.blockText(number));
     }
     return "";
   }
@@ -218,6 +238,7 @@ std::vector<Finding> Examine(const Image& image, bool names) {
 Verdict VerdictOf(const std::vector<Finding>& findings) {
   Verdict verdict = Verdict::kSound;
   for (const Finding& finding : findings) {
+    if (finding.code == kNoVault) return Verdict::kNoVault;
     if (finding.weight == Weight::kDamage) return Verdict::kDamaged;
     if (finding.weight == Weight::kSuspicion) verdict = Verdict::kSuspect;
     if (finding.code == kVaultEmpty) verdict = Verdict::kEmpty;
@@ -226,14 +247,16 @@ Verdict VerdictOf(const std::vector<Finding>& findings) {
 }
 
 const char* Text(Verdict verdict) {
-  constexpr const char* kTexts[] = {"sound", "empty", "suspect", "damaged"};
+  constexpr const char* kTexts[] = {"sound", "empty", "suspect", "damaged", "no vault"};
   return kTexts[static_cast<int>(verdict)];
 }
 
 std::string Shown(const std::vector<Finding>& findings, const Console& console) {
   const Verdict verdict = VerdictOf(findings);
-  constexpr Colour kColours[] = {Colour::kGreen, Colour::kYellow, Colour::kYellow, Colour::kRed};
+  constexpr Colour kColours[] = {Colour::kGreen, Colour::kYellow, Colour::kYellow, Colour::kRed,
+                                 Colour::kRed};
   std::string text = console.paint(kColours[static_cast<int>(verdict)], Text(verdict));
+  if (verdict == Verdict::kNoVault) return text;
   if (const size_t damage = CountOf(findings, Weight::kDamage); damage > 0)
     text += ", " + CountText(damage, "problem");
   if (const size_t doubts = CountOf(findings, Weight::kSuspicion); doubts > 0)
@@ -248,7 +271,7 @@ Json ToJson(const Finding& finding) {
   if (finding.item) json["item"] = IdText(*finding.item);
   if (finding.block) {
     json["block"] = *finding.block;
-    json["offset"] = uint64_t{*finding.block} * storage::kBlockSize;
+    json["offset"] = finding.offset;
     if (finding.weight == Weight::kDamage) json["mendable"] = finding.mendable;
   }
   return json;

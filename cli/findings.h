@@ -7,6 +7,9 @@
 //     packet-length     a packet says that it holds more than fits a block
 //     item-incomplete   packets of an item are missing, or twice there
 //     block-begin, block-end, block-cut   a block is none: first byte, end mark, or the file's end within it
+//     blocks-shifted    bytes were inserted into the file or are missing: blocks are out of step from there on
+//     blocks-missing    the journal tells of blocks that are nowhere
+//     no-vault          nothing in the file looks like a part of a vault
 //     table-malformed   a record of the ID table makes no sense
 //     table-cut         the ID table ends in a full packet, and there are items that it does not name
 //     record-twice      two records of one ID
@@ -39,15 +42,20 @@ struct Finding {
   std::string what;               // a whole sentence part, with its place
   std::optional<uint32_t> item;   // the item it concerns
   std::optional<uint32_t> block;  // the block it was seen in
+  uint64_t offset = 0;            // and where that stands
   bool mendable = false;          // that block can be mended
 };
 
-// kEmpty: a new vault, or one of which nothing is left.
-enum class Verdict { kSound, kEmpty, kSuspect, kDamaged };
+// kEmpty: a new vault, or one of which nothing is left. kNoVault: nothing in the file looks like a part of one.
+enum class Verdict { kSound, kEmpty, kSuspect, kDamaged, kNoVault };
 
 // Looks at every block, every item and every record: the damage first, packets with a wrong checksum before
 // all, then what is suspected, then notes. Without `names` items go by their IDs alone.
 std::vector<Finding> Examine(const Image& image, bool names = true);
+
+inline bool IsDamaged(Verdict verdict) {
+  return verdict >= Verdict::kDamaged;
+}
 
 Verdict VerdictOf(const std::vector<Finding>& findings);
 const char* Text(Verdict verdict);

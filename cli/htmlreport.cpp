@@ -64,6 +64,7 @@ std::string VerdictCard(const ReportData& data) {
       "It holds no item: it is new, or all were deleted, or all are lost.",
       "Nothing is damaged, but bytes may be missing: the file alone cannot show which is true.",
       "Bytes are lost, or not what was written.",
+      "Nothing in the file looks like a part of a vault.",
   };
   const Rescue& rescue = data.rescue;
   return fmt::format(
@@ -80,17 +81,15 @@ std::string Facts(const ReportData& data) {
   const Image& image = data.image;
   uint64_t bytes = 0;
   for (const auto& [id, item] : image.items()) bytes += id == 0 ? 0 : item.size;
-  const JournalState journal = image.file().journal();
+  constexpr const char* kJournals[] = {
+      "none", "laid over the file: a program has the vault open, or did not close it",
+      "laid over what is left of the file", "not this file's, or damaged", "cannot be read"};
   std::string html = "<h2>The vault</h2>\n<table>\n";
   html += Row("Size", fmt::format("{} ({} blocks of 1024 bytes, {} free)", SizeText(image.file().size()),
                                   image.blocks().size(), image.freeBlockCount()));
   html += Row("Items", fmt::format("{} in the ID table, {}", image.records().size(), SizeText(bytes)));
   html += Row("Last change", UtcTime(image.file().modified()));
-  html += Row("Journal", journal == JournalState::kNone ? "none"
-                         : journal == JournalState::kLaid
-                             ? "laid over the file: a program has the vault open, or did "
-                               "not close it"
-                             : "not this file's, or damaged");
+  html += Row("Journal", kJournals[static_cast<int>(image.file().journal())]);
   return html + "</table>\n";
 }
 
@@ -106,8 +105,7 @@ std::string Findings(const ReportData& data) {
     const Finding& finding = data.findings[i];
     const char* weight = kWeights[static_cast<int>(finding.weight)];
     const std::string block = finding.block ? std::to_string(*finding.block) : "";
-    const std::string offset =
-        finding.block ? std::to_string(uint64_t{*finding.block} * storage::kBlockSize) : "";
+    const std::string offset = finding.block ? std::to_string(finding.offset) : "";
     html += fmt::format(
         "<tr class=\"{0}\"><td class=\"tone\">{0}</td><td><code>{1}</code></td><td class=\"n\">{2}</td>"
         "<td class=\"n\">{3}</td><td>{4}</td></tr>\n",
@@ -126,13 +124,15 @@ std::string Fates(const ReportData& data) {
   std::string rows;
   size_t count = 0;
   for (const Fate& fate : data.rescue.fates()) {
-    if (fate.kind == FateKind::kSaved && !fate.fromBackup) continue;
+    if (fate.kind == FateKind::kSaved && fate.other == nullptr) continue;
     if (++count > kMostFindings) continue;
     std::string why = fate.why;
-    if (fate.fromBackup) why += why.empty() ? "from the backup" : ", from the backup";
+    const RescueSource& source = data.rescue.sourceOf(fate);
+    if (fate.other != nullptr)
+      why += fmt::format("{}from the {}", why.empty() ? "" : ", ", source.isJournal() ? "journal" : "backup");
     for (uint32_t block : fate.mended)
-      why += fmt::format("{}{}: {}", why.empty() ? "" : "; ", BlockText(block),
-                         ProofText(data.rescue.sourceOf(fate)->mended.at(block)));
+      why += fmt::format("{}{}: {}", why.empty() ? "" : "; ", source.plain.blockText(block),
+                         ProofText(source.mended.at(block)));
     const auto kind = static_cast<size_t>(fate.kind);
     rows +=
         fmt::format("<tr class=\"{}\"><td class=\"tone\">{}</td><td><code>{}</code></td><td>{}</td></tr>\n",

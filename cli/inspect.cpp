@@ -6,6 +6,7 @@
 
 #include "catalogue/tableformat.h"
 #include "cli/failure.h"
+#include "cli/mending.h"
 #include "storage/pack.h"
 #include "storage/packetchoice.h"
 
@@ -44,17 +45,41 @@ Record ToRecord(const catalogue::StoredRecord& stored) {
   return record;
 }
 
+// The vault's file is gone, and something stands beside where it was.
+[[noreturn]] void FailForLostFile(const VaultPath& path) {
+  throw Failure(
+      ExitCode::kMissing, fmt::format("there is no file {}", path.shown),
+      path.hasBackup()
+          ? fmt::format("Its backup {} stands: \"pmstore restore {}\" makes the file anew.", path.backupShown,
+                        path.shown)
+          : fmt::format("Its journal {} stands: \"pmstore salvage {} NEW-VAULT\" saves what that holds.",
+                        path.journalShown, path.shown));
+}
+
 }  // namespace
 
-Image::Image(const VaultPath& path, Source source) : isBackup_(source == Source::kBackup) {
-  if (!isBackup_ && path.hasBackup() && platform::IsMissing(path.file.c_str()))
-    throw Failure(ExitCode::kMissing, fmt::format("there is no file {}", path.shown),
-                  fmt::format("Its backup {} stands: \"pmstore restore {}\" makes the file anew.",
-                              path.backupShown, path.shown));
-  const bool withJournal = source == Source::kAuto;
-  file_ = isBackup_ ? std::make_shared<const BlockFile>(path.backup, path.backupShown)
-                    : std::make_shared<const BlockFile>(path.file, path.shown,
-                                                        withJournal ? path.journal : PmString());
+Image::Image(const VaultPath& path, Source source, Reading reading) : isBackup_(source == Source::kBackup) {
+  const bool isGone = source == Source::kAuto && platform::IsMissing(path.file.c_str());
+  const bool isLeft = isGone && (path.hasBackup() || path.hasJournal());
+  if (isLeft && reading == Reading::kAsPrograms) FailForLostFile(path);
+  isBackup_ = isBackup_ || (isLeft && path.hasBackup());
+  const PmString journal = source == Source::kAuto ? path.journal : PmString();
+  file_ = isBackup_ ? std::make_shared<const BlockFile>(path.backup, path.backupShown, journal, reading)
+          : isLeft  ? std::make_shared<const BlockFile>(path.journal, path.journalShown, PmString(), reading)
+                    : std::make_shared<const BlockFile>(path.file, path.shown, journal, reading);
+  build();
+  if (reading == Reading::kForRescue) putInStep();
+}
+
+// Takes the blocks for where they really stand, when some are out of step.
+void Image::putInStep() {
+  if (fileProblems_.empty()) return;
+  std::shared_ptr<const BlockFile> found = file_->inStep();
+  if (found != nullptr) *this = Image(std::move(found), isBackup_);
+}
+
+Image::Image(std::shared_ptr<const BlockFile> file, bool isBackup)
+    : file_(std::move(file)), isBackup_(isBackup) {
   build();
 }
 
@@ -65,6 +90,7 @@ Image::Image(const Image& image, std::map<uint32_t, Bytes> mended)
 
 void Image::build() {
   scan();
+  noteRest();
   for (auto& [id, item] : items_) formItem(item);
   loadTable();
 }
@@ -83,6 +109,8 @@ void Image::judgeBlock(const uint8_t* bytes) {
     fileProblems_.push_back({number, "its last four bytes are not the mark that ends a block", "block-end"});
   }
   blocks_.push_back({header, state, sound});
+  looksLikeVault_ = looksLikeVault_ || (sound && IsPossible(header)) ||
+                    storage::LoadU32(bytes + storage::kTrailerOffset) == storage::kTrailerMagic;
   if (state != BlockState::kUsed) return;
   Item& item = items_[header.itemId];
   item.id = header.itemId;
@@ -91,17 +119,36 @@ void Image::judgeBlock(const uint8_t* bytes) {
 
 void Image::scan() {
   const uint32_t whole = file_->blockCount();
-  const bool isRestMended = mended_.count(whole) != 0;
-  const uint32_t all = whole + (isRestMended ? 1 : 0);
+  const uint32_t all = whole + (mended_.count(whole) != 0 ? 1 : 0);
   blocks_.reserve(all);
   for (uint32_t first = 0; first < all; first += kScanBlocks) {
     const uint32_t count = std::min(kScanBlocks, all - first);
     const Bytes bytes = readBlocks(first, count);
     for (uint32_t i = 0; i < count; ++i) judgeBlock(bytes.data() + size_t{i} * kBlockSize);
   }
-  if (file_->restSize() != 0 && !isRestMended) {
+}
+
+// What stands behind the whole blocks, and what should.
+void Image::noteRest() {
+  const uint32_t whole = file_->blockCount();
+  const Bytes rest = file_->readRest();
+  looksLikeVault_ = looksLikeVault_ || file_->size() == 0 || file_->isJournal() ||
+                    (rest.size() >= storage::kHeaderSize && IsPossible(storage::DecodeHeader(rest.data())));
+  if (!rest.empty() && mended_.count(whole) == 0) {
     fileProblems_.push_back(
-        {whole, fmt::format("only {} of its 1024 bytes are there", file_->restSize()), "block-cut"});
+        {whole, fmt::format("only {} of its 1024 bytes are there", rest.size()), "block-cut"});
+  }
+  if (file_->shifted()) {
+    fileProblems_.push_back({*file_->shifted(),
+                             "it is out of step, since bytes were inserted before it or are missing",
+                             "blocks-shifted"});
+  }
+  if (file_->missing() != 0) {
+    fileProblems_.push_back(
+        {whole,
+         fmt::format("here or before, {} that the journal tells of {} nowhere",
+                     CountText(file_->missing(), "block"), file_->missing() == 1 ? "is" : "are"),
+         "blocks-missing"});
   }
 }
 
@@ -202,7 +249,7 @@ void Image::loadTable() {
   const ItemBytes table = readItem(0);
   if (!table.problems.empty()) {
     const Problem& first = table.problems[0];
-    tableProblem_ = fmt::format("the ID table cannot be read: {} {}", BlockText(first.block), first.what);
+    tableProblem_ = fmt::format("the ID table cannot be read: {} {}", blockText(first.block), first.what);
     return;
   }
   const Item* item = findItem(0);
@@ -232,11 +279,18 @@ const Record* Image::findRecord(uint32_t id) const {
 void Image::requireSound() const {
   const char* next =
       R"(Run "pmstore check" to see all that is wrong and "pmstore salvage" to save what is left.)";
+  if (file_->isJournal()) {
+    throw Failure(
+        ExitCode::kRefused, fmt::format("{} is a journal, not a vault", fileShown()),
+        fmt::format("\"pmstore salvage {} NEW-VAULT\" saves what it holds by itself.", fileShown()));
+  }
+  if (!looksLikeVault_)
+    throw Failure(ExitCode::kRefused, fmt::format("{} does not look like a vault at all", fileShown()), next);
   if (!fileProblems_.empty()) {
     const Problem& first = fileProblems_[0];
     throw Failure(
         ExitCode::kRefused,
-        fmt::format("{} is not a valid vault: {}: {}", fileShown(), BlockText(first.block), first.what),
+        fmt::format("{} is not a valid vault: {}: {}", fileShown(), blockText(first.block), first.what),
         next);
   }
   if (!tableProblem_.empty())

@@ -66,8 +66,9 @@ struct Record {
 class Image {
  public:
   // Opens the file that `source` names. Fails when there is none or it cannot be read; a file that is not a
-  // sound data file opens, with its problems listed.
-  Image(const VaultPath& path, Source source);
+  // sound data file opens, with its problems listed. For a rescue the vault is, where its file is gone, its backup, and
+  // where that is gone too, its journal; and blocks are found that are out of step.
+  Image(const VaultPath& path, Source source, Reading reading = Reading::kAsPrograms);
 
   // Opens the vault as a program would.
   explicit Image(const VaultPath& path) : Image(path, Source::kAuto) {}
@@ -77,6 +78,7 @@ class Image {
 
   const std::string& fileShown() const { return file_->shown(); }
   const BlockFile& file() const { return *file_; }
+  std::string blockText(uint32_t number) const { return file_->blockText(number); }
   bool isBackup() const { return isBackup_; }
 
   const std::vector<Block>& blocks() const { return blocks_; }
@@ -88,6 +90,9 @@ class Image {
   const std::vector<Record>& records() const { return records_; }
   const std::string& tableProblem() const { return tableProblem_; }
   const Record* findRecord(uint32_t id) const;
+
+  // Whether anything in the file looks like a part of a vault; also when it is empty.
+  bool looksLikeVault() const { return looksLikeVault_; }
 
   // What keeps the file from being a data file at all: its length, or malformed blocks.
   const std::vector<Problem>& fileProblems() const { return fileProblems_; }
@@ -109,8 +114,11 @@ class Image {
   Bytes readBlock(uint32_t number) const { return readBlocks(number, 1); }
 
  private:
+  Image(std::shared_ptr<const BlockFile> file, bool isBackup);
   void build();
   void scan();
+  void noteRest();
+  void putInStep();
   void judgeBlock(const uint8_t* bytes);
   void formItem(Item& item);
   void loadTable();
@@ -118,6 +126,7 @@ class Image {
   std::shared_ptr<const BlockFile> file_;
   std::map<uint32_t, Bytes> mended_;
   bool isBackup_ = false;
+  bool looksLikeVault_ = false;
   std::vector<Block> blocks_;
   std::map<uint32_t, Item> items_;
   std::vector<Record> records_;

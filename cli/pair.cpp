@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <set>
 
+#include "cli/failure.h"
 #include "cli/host.h"
 
 namespace cli {
@@ -32,22 +34,73 @@ bool IsForeign(const Image& one, const Image& other) {
   return true;
 }
 
-std::vector<Warning> WarnOf(const VaultPath& path, const Image* image) {
-  std::vector<Warning> warnings;
-  const bool isStray =
-      image == nullptr ? path.hasJournal() : image->file().journal() == JournalState::kForeign;
-  if (isStray) {
-    warnings.push_back(
-        {"journal-foreign",
-         fmt::format("{} is not the journal of this file, or it is damaged: the next program that "
-                     "opens the vault sets it aside.",
-                     path.journalShown)});
+namespace {
+
+Warning WarnOfSetAside(const VaultPath& path, const std::string& file) {
+  const size_t end = file.find_last_not_of(".0123456789");
+  const bool isJournal = file.compare(end - 3, 4, ".pmo") == 0;
+  const std::string way =
+      isJournal ? fmt::format("\"pmstore salvage {} NEW-VAULT\" saves what it holds", file)
+                : fmt::format(
+                      "\"pmstore diff {1} {0}\" shows what has changed since, \"pmstore restore {0} --from "
+                      "{1}\" brings its state back",
+                      path.shown, file);
+  return {
+      "set-aside",
+      fmt::format(
+          "{} was set aside: it belonged to another state of this file, or to another file. {}. Delete it "
+          "when the vault lacks nothing.",
+          file, way),
+      true};
+}
+
+// What to do about a journal that is not of the file, before a program that opens the vault sets it aside.
+std::string ForeignJournalText(const VaultPath& path, const Image& image) {
+  const Image journal(VaultPath(path.journalShown), Source::kFile, Reading::kForRescue);
+  if (!journal.blocks().empty() && IsForeign(image, journal)) {
+    return fmt::format(
+        "{} has no item in common with {}: it seems to be the journal of another vault. Move it away "
+        "from here, to the vault that it belongs to; the next program that opens this one sets it "
+        "aside.",
+        path.journalShown, image.fileShown());
   }
-  for (const std::string& file : path.setAside()) {
+  const std::string what = fmt::format(
+      "{} is the journal of another state of {}, or it is damaged, and the next "
+      "program that opens the vault sets it aside",
+      path.journalShown, image.fileShown());
+  if (journal.blocks().empty()) return what + ". It holds nothing that can be saved.";
+  return fmt::format("{}. Before that, \"pmstore salvage {} NEW-VAULT\" takes from both what can be proven.",
+                     what, path.shown);
+}
+
+}  // namespace
+
+std::vector<Warning> WarnOf(const VaultPath& path, const Image& image) {
+  std::vector<Warning> warnings;
+  const std::string& journal = path.journalShown;
+  if (image.file().journal() == JournalState::kForeign)
+    warnings.push_back({"journal-foreign", ForeignJournalText(path, image)});
+  if (image.file().journal() == JournalState::kLaidOnRest) {
     warnings.push_back(
-        {"set-aside", fmt::format("{} was set aside: it belonged to another state of this file, or to "
-                                  "another file.",
-                                  file)});
+        {"journal-refused",
+         fmt::format("{} is the journal of {}, which is not as it was left: the next program that "
+                     "opens the vault sets the journal aside. Salvage it before.",
+                     journal, image.fileShown())});
+  }
+  if (image.file().journal() == JournalState::kUnreadable) {
+    warnings.push_back(
+        {"journal-unreadable",
+         fmt::format("{} cannot be read: the last changes may be missing from what is shown here.",
+                     journal)});
+  }
+  for (const std::string& file : path.setAside()) warnings.push_back(WarnOfSetAside(path, file));
+  for (const std::string& file : path.unfinished()) {
+    warnings.push_back(
+        {"unfinished",
+         fmt::format("{} was being made by a command that was ended, or that still runs. Delete it "
+                     "when none does; the same command removes it.",
+                     file),
+         true});
   }
   return warnings;
 }
@@ -56,7 +109,7 @@ std::vector<Warning> WarnOfPair(const Image& file, const Image& backup, bool dif
   if (IsForeign(file, backup))
     return {{"backup-foreign",
              fmt::format("{} has no item in common with {}: it seems to be the backup of another "
-                         "vault. Do not restore it.",
+                         "vault. Do not restore it; move it away from here, to the vault that it belongs to.",
                          backup.fileShown(), file.fileShown())}};
   const int64_t fileTime = file.file().modified();
   const int64_t backupTime = backup.file().modified();
@@ -64,6 +117,36 @@ std::vector<Warning> WarnOfPair(const Image& file, const Image& backup, bool dif
   return {{"backup-older",
            fmt::format("{} is older than {} ({} and {}): restoring it would undo what was done since.",
                        backup.fileShown(), file.fileShown(), UtcTime(backupTime), UtcTime(fileTime))}};
+}
+
+std::unique_ptr<Image> OpenBackup(const VaultPath& path, std::vector<Warning>& warnings) {
+  try {
+    return std::make_unique<Image>(path, Source::kBackup, Reading::kForRescue);
+  } catch (const Failure& failure) {
+    warnings.push_back({"backup-unreadable",
+                        fmt::format("{}. Nothing of the backup is taken or compared.", failure.what())});
+    return nullptr;
+  }
+}
+
+std::vector<std::unique_ptr<Image>> OpenForRescue(const VaultPath& path, Source source,
+                                                  std::vector<Warning>& warnings) {
+  std::vector<std::unique_ptr<Image>> files;
+  files.push_back(std::make_unique<Image>(path, source, Reading::kForRescue));
+  if (source != Source::kAuto) return files;
+  const Image& vault = *files[0];
+  warnings = WarnOf(path, vault);
+  const auto take = [&](std::unique_ptr<Image> image) {
+    if (image == nullptr) return;
+    if (!IsForeign(vault, *image)) return files.push_back(std::move(image));
+    warnings.push_back(
+        {"left-aside",
+         fmt::format("{} has no item in common with the vault and is left aside.", image->fileShown())});
+  };
+  if (vault.file().journal() == JournalState::kForeign)
+    take(std::make_unique<Image>(VaultPath(path.journalShown), Source::kFile, Reading::kForRescue));
+  if (path.hasBackup() && !vault.isBackup()) take(OpenBackup(path, warnings));
+  return files;
 }
 
 }  // namespace cli

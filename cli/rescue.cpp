@@ -58,17 +58,18 @@ RescueSource::RescueSource(Image image, bool mend, bool isAtRest)
 }
 
 bool RescueSource::isCertain(const Image& reading, uint32_t id) const {
-  if (!reading.isIntact(id)) return false;
+  if (!reading.isIntact(id) || reading.file().mayBeOlder()) return false;
   const Item& item = *reading.findItem(id);
   return !item.endsFull && !(mayMix && item.blocks.size() > 1);
 }
 
-Rescue::Rescue(std::unique_ptr<Image> vault, std::unique_ptr<Image> backup, const Policy& policy) {
-  for (std::unique_ptr<Image>* image : {&vault, &backup}) {
-    if (*image == nullptr) continue;
-    const bool isLaid = (*image)->file().journal() == JournalState::kLaid;
-    const bool isAtRest = isLaid || (backup == nullptr && !(*image)->isBackup());
-    sources_.push_back(std::make_unique<RescueSource>(std::move(**image), policy.mend, isAtRest));
+Rescue::Rescue(std::vector<std::unique_ptr<Image>> files, const Policy& policy) {
+  const bool isAlone = files.size() == 1 && !files[0]->isBackup();
+  for (std::unique_ptr<Image>& image : files) {
+    const JournalState journal = image->file().journal();
+    const bool isLaid = journal == JournalState::kLaid || journal == JournalState::kLaidOnRest;
+    const bool isAtRest = isLaid || isAlone || image->file().isJournal();
+    sources_.push_back(std::make_unique<RescueSource>(std::move(*image), policy.mend, isAtRest));
   }
   listItems(policy.kindOfLost);
   for (Fate& fate : fates_) decide(fate, policy.partial);
@@ -94,8 +95,8 @@ void Rescue::listItems(uint32_t kindOfLost) {
     if (records.empty()) records = RescueRecords(source->proven);
     for (const Record& record : records) {
       if (!listed.insert(record.id).second) continue;
-      if (source == sources_[0] || !isTableWhole) {
-        fates_.push_back({record, true, FateKind::kLost, nullptr, false, "", {}});
+      if (source == sources_[0] || source->isJournal() || !isTableWhole) {
+        fates_.push_back({record, true, FateKind::kLost, nullptr, nullptr, "", {}});
       } else {
         onlyInBackup_.push_back(record);
       }
@@ -103,7 +104,7 @@ void Rescue::listItems(uint32_t kindOfLost) {
   }
   for (uint32_t id : unlisted) {
     if (!isTableWhole && listed.insert(id).second)
-      fates_.push_back({{id, kindOfLost, std::nullopt}, false, FateKind::kLost, nullptr, false, "", {}});
+      fates_.push_back({{id, kindOfLost, std::nullopt}, false, FateKind::kLost, nullptr, nullptr, "", {}});
     leftOut_ += isTableWhole ? 1 : 0;
   }
 }
@@ -113,8 +114,8 @@ bool Rescue::takeWhole(Fate& fate) const {
   const uint32_t id = fate.record.id;
   const bool hasOwn = first().plain.isIntact(id);
   for (const auto& source : sources_) {
-    fate.fromBackup = source != sources_[0];
-    if (fate.fromBackup && hasOwn) {
+    fate.other = otherOf(*source);
+    if (fate.other != nullptr && hasOwn) {
       const Bytes own = first().plain.readItem(id).bytes;
       const Bytes other = source->proven.readItem(id).bytes;
       if (other != own && !BeginsWith(other, own)) return false;  // the vault's own is the later one
@@ -123,11 +124,14 @@ bool Rescue::takeWhole(Fate& fate) const {
     if (!isThere && !source->isCertain(source->proven, id)) continue;
     fate.kind = isThere ? FateKind::kSaved : FateKind::kMended;
     fate.image = isThere ? &source->plain : &source->proven;
-    if (fate.fromBackup) {
-      const bool isSame = HoldsRestOf(*fate.image, first().proven, id);
+    if (fate.other != nullptr) {
+      const bool isNamed = first().plain.findRecord(id) != nullptr || !first().plain.isIntact(0);
+      const bool isSame = isNamed && HoldsRestOf(*fate.image, first().proven, id);
       fate.kind = isSame ? fate.kind : FateKind::kDoubtful;
-      fate.why = isSame ? "the vault's own is lost, and may have been newer"
-                        : "an older one: what the vault has left of it is other";
+      fate.why = isSame     ? "the vault's own is lost, and may have been newer"
+                 : !isNamed ? "the vault's own ID table does not name it: stored later, or deleted"
+                            : fmt::format("{} one: what the vault has left of it is other",
+                                          source->isJournal() ? "another" : "an older");
     }
     if (isThere) return true;
     for (uint32_t block : fate.image->findItem(id)->blocks) {
@@ -151,7 +155,7 @@ bool Rescue::takeDoubtful(Fate& fate) const {
       if (!image->isIntact(id)) continue;
       if (found && image->findItem(id)->size <= fate.image->findItem(id)->size) continue;
       fate.image = image;
-      fate.fromBackup = source != sources_[0];
+      fate.other = otherOf(*source);
       fate.why = why;
       for (uint32_t block : image->findItem(id)->blocks) {
         if (image == &source->guessed && source->mended.count(block) != 0) fate.mended.push_back(block);
@@ -172,14 +176,16 @@ bool Rescue::takeLongest(Fate& fate) const {
         !BeginsWith(source->proven.readItem(id).bytes, fate.image->readItem(id).bytes))
       continue;
     fate.image = &source->proven;
-    fate.fromBackup = source != sources_[0];
+    fate.other = otherOf(*source);
     const auto lost = source->lostBlocks.find(id);
-    if (!fate.image->findItem(id)->endsFull) {
+    if (fate.image->file().mayBeOlder()) {
+      fate.why = "a part of the journal is damaged, so it may be an older one";
+    } else if (!fate.image->findItem(id)->endsFull) {
       fate.why = "a packet of an older version may stand in for one that is damaged";
     } else {
-      fate.why = lost == source->lostBlocks.end()
-                     ? "its last packet is full, so more may have followed"
-                     : fmt::format("cut short: {} most likely went on with it", BlockText(lost->second));
+      fate.why = lost == source->lostBlocks.end() ? "its last packet is full, so more may have followed"
+                                                  : fmt::format("cut short: {} most likely went on with it",
+                                                                source->plain.blockText(lost->second));
     }
   }
   return fate.image != nullptr;
@@ -192,7 +198,7 @@ bool Rescue::takePart(Fate& fate) const {
     if (!source->proven.hasSoundPacket(id)) continue;
     fate.kind = FateKind::kPartial;
     fate.image = &source->proven;
-    fate.fromBackup = source != sources_[0];
+    fate.other = otherOf(*source);
     const Item& item = *fate.image->findItem(id);
     size_t there = 0;
     for (uint32_t number : item.blocks) there += fate.image->blocks()[number].sound ? 1 : 0;
@@ -209,7 +215,7 @@ std::string Rescue::lossOf(uint32_t id) const {
     if (item == nullptr) continue;
     const std::vector<Block>& blocks = source->guessed.blocks();
     for (uint32_t number : item->blocks) {
-      if (!blocks[number].sound) return BlockText(number) + " fails its checksum";
+      if (!blocks[number].sound) return source->plain.blockText(number) + " fails its checksum";
     }
     return "packets are missing or twice there";
   }
@@ -218,7 +224,7 @@ std::string Rescue::lossOf(uint32_t id) const {
 
 void Rescue::decide(Fate& fate, bool partial) const {
   if (takeWhole(fate) || takeDoubtful(fate)) return;
-  fate.fromBackup = false;
+  fate.other = nullptr;
   fate.why = lossOf(fate.record.id);
   if (!fate.why.empty()) {
     if (!partial || !takePart(fate)) fate.kind = FateKind::kLost;
@@ -228,7 +234,8 @@ void Rescue::decide(Fate& fate, bool partial) const {
   const auto lost = first().lostBlocks.find(fate.record.id);
   fate.why = lost == first().lostBlocks.end()
                  ? "no packet of it is there: it was empty, or all are gone"
-                 : fmt::format("no packet of it is there: {} most likely held one", BlockText(lost->second));
+                 : fmt::format("no packet of it is there: {} most likely held one",
+                               first().plain.blockText(lost->second));
 }
 
 Bytes Rescue::bytesOf(const Fate& fate) {
@@ -252,10 +259,6 @@ size_t Rescue::partsLeft() const {
   return static_cast<size_t>(std::count_if(fates_.begin(), fates_.end(), [&image](const Fate& fate) {
     return fate.kind == FateKind::kLost && image.hasSoundPacket(fate.record.id);
   }));
-}
-
-const RescueSource* Rescue::sourceOf(const Fate& fate) const {
-  return fate.fromBackup ? sources_.back().get() : sources_.front().get();
 }
 
 size_t Rescue::unknownBlocks() const {

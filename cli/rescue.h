@@ -1,7 +1,7 @@
 // What can be got out of a damaged vault, item by item.
 //
-// The files to draw from are the vault, as a program would open it, and its backup, if that is of the same
-// vault. Each is read as it stands, with its damaged blocks mended where that is proven, and with guesses.
+// The files to draw from are the vault, its journal where that cannot be laid over it, and its backup (OpenForRescue).
+// Each is read as it stands, with its damaged blocks mended where that is proven, and with guesses.
 #pragma once
 
 #include <memory>
@@ -20,14 +20,16 @@ enum class FateKind {
   kLost,
 };
 
+struct RescueSource;
+
 struct Fate {
   Record record;
   bool hasRecord = false;
   FateKind kind = FateKind::kLost;
-  const Image* image = nullptr;  // where its bytes are read; null for a lost item
-  bool fromBackup = false;
-  std::string why;               // of anything but an item saved from the vault; may be empty
-  std::vector<uint32_t> mended;  // its blocks that were mended
+  const Image* image = nullptr;         // where its bytes are read; null for a lost item
+  const RescueSource* other = nullptr;  // the file that they come from, when it is not the vault's first
+  std::string why;                      // of anything but an item saved from the vault; may be empty
+  std::vector<uint32_t> mended;         // its blocks that were mended
 };
 
 // One file in all its readings.
@@ -49,6 +51,8 @@ struct RescueSource {
 
   // Nobody knows whose one of those blocks is, and packets of older versions may stand in for it.
   bool mayMix = false;
+
+  bool isJournal() const { return plain.file().isJournal(); }
 };
 
 class Rescue {
@@ -59,19 +63,21 @@ class Rescue {
     uint32_t kindOfLost = 0;  // of items without a record
   };
 
-  // `backup` may be null.
-  Rescue(std::unique_ptr<Image> vault, std::unique_ptr<Image> backup, const Policy& policy);
+  // The first file is the vault.
+  Rescue(std::vector<std::unique_ptr<Image>> files, const Policy& policy);
 
   // The bytes of an item that is not lost.
   static Bytes bytesOf(const Fate& fate);
 
   const std::vector<Fate>& fates() const { return fates_; }
   const RescueSource& first() const { return *sources_[0]; }
-  const RescueSource* sourceOf(const Fate& fate) const;
+  const RescueSource& sourceOf(const Fate& fate) const {
+    return fate.other != nullptr ? *fate.other : first();
+  }
 
   // Items that the ID table does not name and that were left out: they were deleted.
   size_t leftOut() const { return leftOut_; }
-  // Items that only the backup holds, since they were deleted from the vault.
+  // Items that only the backup holds, since they were deleted from the vault. (A journal is later than that.)
   const std::vector<Record>& onlyInBackup() const { return onlyInBackup_; }
   // Blocks that nobody can tell the item of, where the ID table does not say which items there were.
   size_t unknownBlocks() const;
@@ -90,7 +96,12 @@ class Rescue {
   bool takePart(Fate& fate) const;
   std::string lossOf(uint32_t id) const;
 
-  std::vector<std::unique_ptr<RescueSource>> sources_;  // the vault, then the backup
+  // Null for the first of the sources.
+  const RescueSource* otherOf(const RescueSource& source) const {
+    return &source == &first() ? nullptr : &source;
+  }
+
+  std::vector<std::unique_ptr<RescueSource>> sources_;
   std::vector<Fate> fates_;
   std::vector<Record> onlyInBackup_;
   size_t leftOut_ = 0;

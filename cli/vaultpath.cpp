@@ -63,21 +63,34 @@ bool VaultPath::isLocked() const {
   return locked.open(file.c_str(), platform::Access::kReadWrite) && !locked.lock();
 }
 
-std::vector<std::string> VaultPath::setAside() const {
+namespace {
+
+// The entries of the folder of `path` whose names are that of a file beside it, with a number behind or without.
+std::vector<std::string> Numbered(const PmString& path, const std::vector<PmString>& files) {
   namespace fs = std::filesystem;
   std::vector<std::string> found;
-  const std::string folder = ToUtf8(real.substr(0, NameBegin(real)));
+  const std::string folder = ToUtf8(path.substr(0, NameBegin(path)));
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(fs::u8path(folder.empty() ? "." : folder), error)) {
-    const std::string path = folder + entry.path().filename().u8string();
-    for (const char* suffix : {".pmo", ".bko"}) {
-      const std::string begin = ToUtf8(Beside(real, suffix));
-      const std::string rest = path.compare(0, begin.size(), begin) == 0 ? path.substr(begin.size()) : "?";
-      if (rest.find_first_not_of(".0123456789") == std::string::npos) found.push_back(path);
+    const std::string name = folder + entry.path().filename().u8string();
+    for (const PmString& file : files) {
+      const std::string begin = ToUtf8(file);
+      const std::string rest = name.compare(0, begin.size(), begin) == 0 ? name.substr(begin.size()) : "?";
+      if (rest.find_first_not_of(".0123456789") == std::string::npos) found.push_back(name);
     }
   }
   std::sort(found.begin(), found.end());
   return found;
+}
+
+}  // namespace
+
+std::vector<std::string> VaultPath::setAside() const {
+  return Numbered(real, {Beside(real, ".pmo"), Beside(real, ".bko")});
+}
+
+std::vector<std::string> VaultPath::unfinished() const {
+  return Numbered(real, {real + RequireUtf8(".unfinished", "suffix")});
 }
 
 }  // namespace cli

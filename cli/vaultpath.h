@@ -5,6 +5,7 @@
 //   folder/.NAME.bak    its backup: a copy for "pmstore restore"
 //   folder/.NAME.pmo    a journal that was not this file's, set aside; with a number when there are several
 //   folder/.NAME.bko    the backup that stood beside it
+//   folder/NAME.unfinished   a file that a command was making, to bear the name
 //
 // The journal stands beside the file itself, also when the path goes through a symbolic link.
 #pragma once
@@ -36,6 +37,9 @@ struct VaultPath {
 
   // Journals and backups that were set aside, as they are shown, in the order of their names.
   std::vector<std::string> setAside() const;
+
+  // Files that were being made beside the vault, to have its name.
+  std::vector<std::string> unfinished() const;
 };
 
 }  // namespace cli

@@ -79,7 +79,7 @@ ExitCode ShowBlock(const Options& options, Console& console) {
     if (options.bytes) json["bytes"] = ToBase64(bytes);
     console.document(json);
   } else {
-    console.line("{}: {}", BlockText(options.number), StateText(block.state));
+    console.line("{}: {}", image.blockText(options.number), StateText(block.state));
     console.line("  packetFlag     {}", header.packetFlag);
     console.line("  formatVersion  {}", header.formatVersion);
     console.line("  packetType     {}", header.packetType);

@@ -20,7 +20,7 @@ void Declare(CLI::App& command, Options& options) {
 // Fails for a vault that would lose what can still be had.
 void RequireNothingToSave(const Image& image) {
   const std::vector<Finding> findings = Examine(image);
-  if (VerdictOf(findings) != Verdict::kDamaged) return RequireAllNamed(image);
+  if (!IsDamaged(VerdictOf(findings))) return RequireAllNamed(image);
   throw Failure(ExitCode::kRefused, fmt::format("{} is damaged: {}", image.fileShown(), findings[0].what),
                 "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
 }

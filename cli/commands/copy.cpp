@@ -35,11 +35,15 @@ ExitCode Copy(const Options& options, Console& console) {
   const Image image(VaultPath(options.read.vault), options.read.source);
   const std::vector<Finding> findings = Examine(image);
   const Verdict verdict = VerdictOf(findings);
-  if (verdict == Verdict::kDamaged && !options.force) {
+  if (IsDamaged(verdict) && !options.force) {
     throw Failure(ExitCode::kRefused, fmt::format("{} is damaged: {}", image.fileShown(), findings[0].what),
                   "\"pmstore salvage\" saves what is intact; --force copies the file as it is.");
   }
-  CopyToNewFile(image, target.file, target.shown);
+  if (IsDamaged(verdict) && image.file().journal() != JournalState::kLaid) {
+    CopyToNewFile(image.file().path(), target.file, target.shown);
+  } else {
+    CopyToNewFile(image, target.file, target.shown);
+  }
   try {
     RequireEqual(image, target);
   } catch (...) {
@@ -55,9 +59,9 @@ ExitCode Copy(const Options& options, Console& console) {
     if (verdict == Verdict::kSuspect || verdict == Verdict::kEmpty)
       console.warn("{} is {}: {}", image.fileShown(), Text(verdict), findings[0].what);
     console.note("{} copied to {} and compared, {}{}", image.fileShown(), target.shown,
-                 SizeText(image.file().size()), verdict == Verdict::kDamaged ? ", its damage with it" : "");
+                 SizeText(image.file().size()), IsDamaged(verdict) ? ", its damage with it" : "");
   }
-  return verdict == Verdict::kDamaged ? ExitCode::kProblems : ExitCode::kFine;
+  return IsDamaged(verdict) ? ExitCode::kProblems : ExitCode::kFine;
 }
 
 }  // namespace

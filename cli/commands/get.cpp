@@ -65,9 +65,10 @@ ExitCode Get(const Options& options, Console& console) {
   const ItemBytes item = image.readItem(record.id);
   if (!item.problems.empty()) {
     const Problem& first = item.problems[0];
-    throw Failure(ExitCode::kRefused,
-                  fmt::format("{} is damaged: {} {}", ShownName(record), BlockText(first.block), first.what),
-                  "\"pmstore check\" says what else is damaged.");
+    throw Failure(
+        ExitCode::kRefused,
+        fmt::format("{} is damaged: {} {}", ShownName(record), image.blockText(first.block), first.what),
+        "\"pmstore check\" says what else is damaged.");
   }
   RequireUnchanged(image);
   Deliver(options, record, item.bytes, console);

@@ -61,13 +61,13 @@ std::vector<NeighbourFile> FilesAt(const VaultPath& path) {
 
 ExitCode Report(const Options& options, Console& console) {
   const VaultPath path(options.read.vault);
-  const Image image(path, options.read.source);
-  std::unique_ptr<Image> backup;
-  if (options.read.source == Source::kAuto && path.hasBackup()) {
-    backup = std::make_unique<Image>(path, Source::kBackup);
-    if (IsForeign(image, *backup)) backup.reset();
+  std::vector<Warning> warnings;
+  std::vector<std::unique_ptr<Image>> files = OpenForRescue(path, options.read.source, warnings);
+  for (const Warning& warning : warnings) {
+    if (!warning.isNote) console.warn("{}", warning.what);
   }
-  const Rescue rescue(std::make_unique<Image>(image), std::move(backup), {});
+  const Image image = *files[0];
+  const Rescue rescue(std::move(files), {});
   const auto now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
   const std::string html = HtmlReport(
       {image, Examine(image, options.names), rescue, FilesAt(path), options.names, PMSTORE_VERSION, now});

@@ -47,7 +47,7 @@ Image OpenSource(const VaultPath& path, const Options& options, const Image* pre
 // What the source holds, when it is fit to be restored.
 Contents Verify(const Image& source, const Image* present, Console& console) {
   const std::vector<Finding> findings = Examine(source);
-  if (VerdictOf(findings) == Verdict::kDamaged) {
+  if (IsDamaged(VerdictOf(findings))) {
     throw Failure(
         ExitCode::kRefused, fmt::format("{} is damaged itself: {}", source.fileShown(), findings[0].what),
         "Nothing was changed. \"pmstore salvage\" saves what is intact in the vault and its backup.");

@@ -33,19 +33,21 @@ void Declare(CLI::App& command, Options& options) {
   command.add_flag("--dry-run,-n", options.dryRun, "Only report what can be saved");
 }
 
-Rescue Prepare(const Options& options, Console& console) {
+Rescue Prepare(const Options& options, bool& isWarned, Console& console) {
   const VaultPath path(options.read.vault);
-  const bool both = options.read.source == Source::kAuto && path.hasBackup();
-  const bool onlyBackup = both && !path.exists();
-  if (onlyBackup) console.note("the vault's file is gone; reading its backup {}", path.backupShown);
-  auto vault = std::make_unique<Image>(path, onlyBackup ? Source::kBackup : options.read.source);
-  std::unique_ptr<Image> backup;
-  if (both && !onlyBackup) backup = std::make_unique<Image>(path, Source::kBackup);
-  if (backup != nullptr && IsForeign(*vault, *backup)) {
-    console.warn("{} has no item in common with the vault and is left aside", path.backupShown);
-    backup.reset();
+  std::vector<Warning> warnings;
+  std::vector<std::unique_ptr<Image>> files = OpenForRescue(path, options.read.source, warnings);
+  const BlockFile& first = files[0]->file();
+  if (first.shown() != path.shown && options.read.source == Source::kAuto) {
+    console.note("the vault's file is gone; reading {} {}{}",
+                 first.isJournal() ? "what is in its journal" : "its backup", first.shown(),
+                 first.journal() == JournalState::kNone ? "" : " and its journal");
   }
-  return {std::move(vault), std::move(backup), {!options.noMend, options.partial, options.kind}};
+  for (const Warning& warning : warnings) {
+    if (!warning.isNote) console.warn("{}", warning.what);
+    isWarned = isWarned || !warning.isNote;
+  }
+  return {std::move(files), {!options.noMend, options.partial, options.kind}};
 }
 
 void Store(const Rescue& rescue, const VaultPath& target, Console& console) {
@@ -103,21 +105,21 @@ Json ToJson(const Fate& fate, const RescueSource& source) {
 }
 
 void PrintFate(const Fate& fate, const RescueSource& source, Console& console) {
-  if (fate.kind == FateKind::kSaved && fate.hasRecord && !fate.fromBackup) return;
+  if (fate.kind == FateKind::kSaved && fate.hasRecord && fate.other == nullptr) return;
   const Words words = WordsOf(fate.kind);
   std::string line = fmt::format("{} {}", console.paint(words.colour, fmt::format("{:<8}", words.text)),
                                  IdAndName(fate.record));
-  if (fate.fromBackup) line += ", from " + fate.image->fileShown();
+  if (fate.other != nullptr) line += ", from " + fate.image->fileShown();
   if (!fate.hasRecord) line += ", its kind and name are lost";
   if (!fate.why.empty()) line += ": " + fate.why;
   console.line("{}", line);
   for (uint32_t block : fate.mended)
-    console.line("         {}: {}", BlockText(block), ProofText(source.mended.at(block)));
+    console.line("         {}: {}", source.plain.blockText(block), ProofText(source.mended.at(block)));
 }
 
 void Report(const Rescue& rescue, Console& console) {
   for (const Fate& fate : rescue.fates()) {
-    const RescueSource& source = *rescue.sourceOf(fate);
+    const RescueSource& source = rescue.sourceOf(fate);
     console.json ? console.record(ToJson(fate, source)) : PrintFate(fate, source, console);
   }
   if (console.json) return;
@@ -147,15 +149,17 @@ bool Summarise(const Options& options, const Rescue& rescue, const std::string& 
   if (options.dryRun) text += " (nothing was written)";
   console.note("{}", text);
   if (const size_t parts = rescue.partsLeft(); parts > 0) console.note("{}", Wrapped(PartsText(parts)));
-  const bool isFromBackup =
-      std::any_of(fates.begin(), fates.end(), [](const Fate& fate) { return fate.fromBackup; });
-  return saved == fates.size() && !isFromBackup && nameless == 0 && rescue.unknownBlocks() == 0;
+  const bool isFromElsewhere =
+      std::any_of(fates.begin(), fates.end(), [](const Fate& fate) { return fate.other != nullptr; });
+  const bool isAllThere = rescue.unknownBlocks() == 0 && rescue.first().plain.file().missing() == 0;
+  return saved == fates.size() && !isFromElsewhere && nameless == 0 && isAllThere;
 }
 
 ExitCode Salvage(const Options& options, Console& console) {
   const VaultPath target(options.target);
   RequireUnused(target.file, target.shown);
-  const Rescue rescue = Prepare(options, console);
+  bool isWarned = false;
+  const Rescue rescue = Prepare(options, isWarned, console);
   const size_t all = rescue.fates().size();
   const size_t unknown = rescue.unknownBlocks();
   const size_t lost = rescue.count(FateKind::kLost);
@@ -165,15 +169,21 @@ ExitCode Salvage(const Options& options, Console& console) {
   if (!options.dryRun && !isHopeless) Store(rescue, target, console);
   Report(rescue, console);
   if (unknown > 0) console.warn("lost with all that was in it: {}", CountText(unknown, "unreadable block"));
+  if (const uint32_t missing = read.file().missing(); missing > 0)
+    console.warn("lost with all that was in it: {} that the journal only tells of",
+                 CountText(missing, "block"));
   if (isHopeless) {
     const size_t parts = rescue.partsLeft();
     throw Failure(ExitCode::kRefused,
                   isEmpty && unknown == 0 ? fmt::format("{} is empty", read.fileShown())
-                                          : fmt::format("nothing of {} can be saved whole", read.fileShown()),
+                  : !read.looksLikeVault()
+                      ? fmt::format("{} does not look like a vault at all", read.fileShown())
+                      : fmt::format("nothing of {} can be saved whole", read.fileShown()),
                   "No vault was made. " + (parts > 0 ? PartsText(parts) + " " : std::string()) +
                       "A copy from before the damage comes back with \"pmstore restore --from\".");
   }
-  return Summarise(options, rescue, target.shown, console) ? ExitCode::kFine : ExitCode::kProblems;
+  const bool isFine = Summarise(options, rescue, target.shown, console);
+  return isFine && !isWarned ? ExitCode::kFine : ExitCode::kProblems;
 }
 
 }  // namespace

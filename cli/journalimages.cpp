@@ -1,0 +1,117 @@
+#include "cli/journalimages.h"
+
+#include <algorithm>
+
+#include "cli/text.h"
+#include "storage/pack.h"
+
+namespace cli {
+
+namespace {
+
+using storage::HalfHashes;
+using storage::RecordHead;
+
+// Keeps what one frame says until it is known whether it is whole.
+class FrameSink : public storage::RecordSink {
+ public:
+  bool take(const RecordHead& piece, const uint8_t* units, uint64_t offset) override {
+    if (units == nullptr && (free_ += piece.count) > storage::kMaxBlocks) return false;
+    const uint32_t size = storage::UnitSize(piece.type);
+    for (uint32_t i = 0; i < piece.count; ++i) {
+      const uint8_t* unit = units == nullptr ? nullptr : units + size_t{i} * size;
+      words_.push_back(
+          {piece.first + i, 0, piece.type, offset + uint64_t{i} * size, HalvesOf(piece.type, unit)});
+    }
+    return true;
+  }
+
+  void putInto(JournalImages& images) const {
+    for (const storage::JournalWord& word : words_) {
+      if (word.type == storage::kImageRecord) images.last[word.block] = {word.offset, false};
+      if (word.type == storage::kDirectRecord) images.last[word.block] = {0, false};
+      if (word.type == storage::kMarkRecord || word.type == storage::kFreedRecord)
+        images.last[word.block].isFree = true;
+      if (word.type == storage::kImageRecord || word.type == storage::kDirectRecord)
+        images.put[word.block].push_back(word.halves);
+      if (word.type == storage::kFoundRecord) images.found[word.block].push_back(word.halves);
+    }
+  }
+
+ private:
+  static HalfHashes HalvesOf(uint32_t type, const uint8_t* unit) {
+    if (type == storage::kImageRecord) return storage::HashHalves(unit);
+    if (type != storage::kDirectRecord && type != storage::kFoundRecord) return {};
+    return {{storage::LoadU64(unit), storage::LoadU64(unit + 8)}};
+  }
+
+  std::vector<storage::JournalWord> words_;
+  uint64_t free_ = 0;
+};
+
+bool HoldsHalf(const std::map<uint32_t, std::vector<HalfHashes>>& known, uint32_t block, int half,
+               const HalfHashes& halves) {
+  const auto there = known.find(block);
+  return there != known.end() &&
+         std::any_of(there->second.begin(), there->second.end(),
+                     [&](const HalfHashes& one) { return one.half[half] == halves.half[half]; });
+}
+
+}  // namespace
+
+bool IsJournal(const platform::File& file) {
+  uint8_t magic[8];
+  return file.readAt(0, magic, sizeof magic) == sizeof magic &&
+         storage::LoadU64(magic) == storage::kJournalMagic;
+}
+
+JournalImages ReadJournalImages(const platform::File& journal) {
+  JournalImages images;
+  platform::FileStamp stamp;
+  if (!journal.stamp(&stamp)) return images;
+  uint64_t salt = 0;
+  uint64_t number = 0;  // of the last whole frame
+  for (uint64_t page = storage::kJournalPage; page + storage::kFrameHeadSize <= stamp.size;) {
+    uint8_t bytes[storage::kFrameHeadSize];
+    storage::FrameHead head;
+    FrameSink sink;
+    uint64_t next = page;
+    const bool isNext = journal.readAt(page, bytes, sizeof bytes) == sizeof bytes &&
+                        storage::DecodeFrameHead(bytes, &head) && head.number > number &&
+                        (number == 0 || head.salt == salt);
+    if (!isNext || storage::ReadFrame(journal, &next, head.salt, head.number, &head, &sink) !=
+                       storage::FrameOutcome::kWhole) {
+      page += storage::kJournalPage;
+      continue;
+    }
+    images.isGapless = images.isGapless && head.number == number + 1;
+    salt = head.salt;
+    number = head.number;
+    page = next;
+    if (head.kind != storage::kChangeFrame) continue;
+    sink.putInto(images);
+    images.blockNum = head.blockNum;
+  }
+  return images;
+}
+
+bool IsFileOf(const JournalImages& journal, const platform::File& data, uint32_t fileBlocks) {
+  bool hasChanged = false;
+  for (const auto& [block, word] : journal.last) {
+    const bool isCovered = journal.put.count(block) != 0 || journal.found.count(block) != 0;
+    Bytes bytes(storage::kBlockSize);
+    if (block >= fileBlocks || !isCovered) continue;
+    if (data.readAt(uint64_t{block} * bytes.size(), bytes.data(), bytes.size()) != bytes.size()) return false;
+    if (!storage::IsAsPacked(bytes.data())) continue;  // torn, or damaged otherwise
+    const HalfHashes halves = storage::HashHalves(bytes.data());
+    for (int half = 0; half < 2; ++half) {
+      const bool wasFound = HoldsHalf(journal.found, block, half, halves);
+      const bool wasPut = HoldsHalf(journal.put, block, half, halves);
+      if (!wasFound && !wasPut) return false;
+      hasChanged = hasChanged || (wasPut && !wasFound);
+    }
+  }
+  return hasChanged;
+}
+
+}  // namespace cli
