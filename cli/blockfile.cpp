@@ -178,6 +178,15 @@ Bytes BlockFile::readRest() const {
   return rest;
 }
 
+Bytes BlockFile::readSplitEnd(uint32_t number) const {
+  if (!shifted_ || number >= pieces_.size()) return {};
+  const uint64_t end = number + 1 < pieces_.size() ? pieces_[number + 1].offset : stamp_.size;
+  if (end == pieces_[number].offset + kBlockSize || end < kBlockSize) return {};
+  Bytes bytes(kBlockSize);
+  bytes.resize(file_.readAt(end - kBlockSize, bytes.data(), bytes.size()));
+  return bytes;
+}
+
 bool BlockFile::hasChanged() const {
   platform::FileStamp now;
   if (!platform::StampOf(path_.c_str(), &now)) return true;

@@ -62,6 +62,9 @@ class BlockFile {
   void read(uint32_t first, uint32_t count, uint8_t* bytes) const;
   Bytes readRest() const;
 
+  // Of a block that has more bytes or less than one: those 1,024 that end where the next one begins. Else nothing.
+  Bytes readSplitEnd(uint32_t number) const;
+
   // Whether the vault was changed by someone since it was opened here.
   bool hasChanged() const;
 

@@ -138,10 +138,9 @@ void Image::noteRest() {
     fileProblems_.push_back(
         {whole, fmt::format("only {} of its 1024 bytes are there", rest.size()), "block-cut"});
   }
-  if (file_->shifted()) {
-    fileProblems_.push_back({*file_->shifted(),
-                             "it is out of step, since bytes were inserted before it or are missing",
-                             "blocks-shifted"});
+  if (const std::optional<uint32_t> first = file_->shifted()) {
+    const char* what = "it is out of step, since bytes were inserted before it or are missing";
+    fileProblems_.insert(fileProblems_.begin(), {*first, what, "blocks-shifted"});
   }
   if (file_->missing() != 0) {
     fileProblems_.push_back(
@@ -276,16 +275,21 @@ const Record* Image::findRecord(uint32_t id) const {
   return found == recordOf_.end() ? nullptr : &records_[found->second];
 }
 
-void Image::requireSound() const {
-  const char* next =
-      R"(Run "pmstore check" to see all that is wrong and "pmstore salvage" to save what is left.)";
+void Image::requireVault() const {
   if (file_->isJournal()) {
     throw Failure(
         ExitCode::kRefused, fmt::format("{} is a journal, not a vault", fileShown()),
         fmt::format("\"pmstore salvage {} NEW-VAULT\" saves what it holds by itself.", fileShown()));
   }
   if (!looksLikeVault_)
-    throw Failure(ExitCode::kRefused, fmt::format("{} does not look like a vault at all", fileShown()), next);
+    throw Failure(ExitCode::kRefused, fmt::format("{} does not look like a vault", fileShown()),
+                  fmt::format("\"pmstore check {}\" says what to do if it was one.", fileShown()));
+}
+
+void Image::requireSound() const {
+  requireVault();
+  const char* next =
+      R"(Run "pmstore check" to see all that is wrong and "pmstore salvage" to save what is left.)";
   if (!fileProblems_.empty()) {
     const Problem& first = fileProblems_[0];
     throw Failure(

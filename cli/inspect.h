@@ -97,6 +97,9 @@ class Image {
   // What keeps the file from being a data file at all: its length, or malformed blocks.
   const std::vector<Problem>& fileProblems() const { return fileProblems_; }
 
+  // Fails for a file that is something else than a vault.
+  void requireVault() const;
+
   // Fails unless the file is a valid data file with a readable ID table.
   void requireSound() const;
 

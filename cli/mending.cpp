@@ -321,4 +321,27 @@ std::optional<Mended> MendBlock(const Bytes& found, const std::vector<PacketHead
   return bench.result();
 }
 
+std::optional<Mended> MendSplit(const Bytes& begin, const Bytes& end,
+                                const std::vector<PacketHeader>& missing) {
+  constexpr size_t kStep = 64;
+  constexpr size_t kPlaces = storage::kChecksumOffset / kStep + 1;
+  std::optional<Mended> best;
+  for (size_t i = 0; i < kPlaces; ++i) {
+    const auto at = static_cast<std::ptrdiff_t>(storage::kChecksumOffset - i * kStep);
+    Bytes block(begin.begin(), begin.begin() + at);
+    block.insert(block.end(), end.begin() + at, end.end());
+    std::optional<Mended> mended = MendBlock(block, missing);
+    if (!mended) continue;
+    mended->falseChance *= kPlaces;
+    mended->proof = Proof::kSplit;
+    const size_t size = kHeaderSize + DecodeHeader(mended->block.data()).dataLength;
+    if (best && IsProven(*best) && IsProven(*mended) &&
+        !std::equal(best->block.begin(), best->block.begin() + static_cast<std::ptrdiff_t>(size),
+                    mended->block.begin()))
+      return std::nullopt;
+    if (!best || mended->falseChance < best->falseChance) best = std::move(mended);
+  }
+  return best;
+}
+
 }  // namespace cli

@@ -30,6 +30,7 @@ enum class Proof {
   kFiller,      // bytes taken from the filler fit the checksum
   kHeader,      // the header of a packet that the vault lacks fits the checksum
   kOneBit,      // one bit set right fits the checksum
+  kSplit,       // its two ends, which stand too far apart or too near, make a packet together
 };
 
 struct Mended {
@@ -50,5 +51,10 @@ bool IsPossible(const storage::PacketHeader& header);
 // Mends a block of which the first `found.size()` bytes are there: all, but for the last block of a file that
 // was cut. `missing` are the headers of packets that the vault lacks, one of which this may be.
 std::optional<Mended> MendBlock(const Bytes& found, const std::vector<storage::PacketHeader>& missing);
+
+// Mends a block into which bytes were inserted or from which some are missing, nobody knows where: `begin` are 1,024 bytes
+// from its begin on, `end` those up to its end.
+std::optional<Mended> MendSplit(const Bytes& begin, const Bytes& end,
+                                const std::vector<storage::PacketHeader>& missing);
 
 }  // namespace cli

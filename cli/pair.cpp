@@ -54,23 +54,27 @@ Warning WarnOfSetAside(const VaultPath& path, const std::string& file) {
       true};
 }
 
-// What to do about a journal that is not of the file, before a program that opens the vault sets it aside.
-std::string ForeignJournalText(const VaultPath& path, const Image& image) {
+Warning WarnOfForeignJournal(const VaultPath& path, const Image& image) {
   const Image journal(VaultPath(path.journalShown), Source::kFile, Reading::kForRescue);
-  if (!journal.blocks().empty() && IsForeign(image, journal)) {
-    return fmt::format(
-        "{} has no item in common with {}: it seems to be the journal of another vault. Move it away "
-        "from here, to the vault that it belongs to; the next program that opens this one sets it "
-        "aside.",
-        path.journalShown, image.fileShown());
+  const char* aside = "the next program that opens the vault sets it aside";
+  if (journal.blocks().empty())
+    return {"journal-foreign",
+            fmt::format("{} is no journal, or damaged, and holds nothing that can be saved: {}.",
+                        path.journalShown, aside)};
+  if (IsForeign(image, journal)) {
+    return {"journal-foreign",
+            fmt::format("{} has no item in common with {}: it seems to be the journal of another "
+                        "vault. Move it away from here, to the vault that it belongs to; {}.",
+                        path.journalShown, image.fileShown(), aside)};
   }
-  const std::string what = fmt::format(
-      "{} is the journal of another state of {}, or it is damaged, and the next "
-      "program that opens the vault sets it aside",
-      path.journalShown, image.fileShown());
-  if (journal.blocks().empty()) return what + ". It holds nothing that can be saved.";
-  return fmt::format("{}. Before that, \"pmstore salvage {} NEW-VAULT\" takes from both what can be proven.",
-                     what, path.shown);
+  return {
+      "journal-foreign",
+      fmt::format("{} is the journal of another state of {}, or it is damaged: {}.", path.journalShown,
+                  image.fileShown(), aside),
+      false,
+      fmt::format("Before a program opens the vault, \"pmstore salvage {} NEW-VAULT\" takes from it and the "
+                  "journal together what can be proven.",
+                  path.shown)};
 }
 
 }  // namespace
@@ -78,13 +82,12 @@ std::string ForeignJournalText(const VaultPath& path, const Image& image) {
 std::vector<Warning> WarnOf(const VaultPath& path, const Image& image) {
   std::vector<Warning> warnings;
   const std::string& journal = path.journalShown;
-  if (image.file().journal() == JournalState::kForeign)
-    warnings.push_back({"journal-foreign", ForeignJournalText(path, image)});
+  if (image.file().journal() == JournalState::kForeign) warnings.push_back(WarnOfForeignJournal(path, image));
   if (image.file().journal() == JournalState::kLaidOnRest) {
     warnings.push_back(
         {"journal-refused",
-         fmt::format("{} is the journal of {}, which is not as it was left: the next program that "
-                     "opens the vault sets the journal aside. Salvage it before.",
+         fmt::format("{} is the journal of {}, which is not as the journal left it: the next program that "
+                     "opens the vault sets the journal aside.",
                      journal, image.fileShown())});
   }
   if (image.file().journal() == JournalState::kUnreadable) {

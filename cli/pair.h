@@ -25,6 +25,7 @@ struct Warning {
   std::string code;
   std::string what;  // sentences
   bool isNote = false;
+  std::string advice = "";  // what to do, where nothing else is
 };
 
 // Whether both hold items and share none.

@@ -83,6 +83,8 @@ const char* HowText(Proof proof) {
       return "given the header of the packet that is missing";
     case Proof::kOneBit:
       return "one bit set right";
+    case Proof::kSplit:
+      return "its two ends put together again";
   }
   return "";
 }
@@ -115,6 +117,8 @@ MendedBlocks MendBlocks(const Image& image) {
   const bool noneFree = image.freeBlockCount() == 0;
   const auto mend = [&](uint32_t number, const Bytes& found) {
     std::optional<Mended> mended = MendBlock(found, missing);
+    const Bytes end = image.file().readSplitEnd(number);
+    if (!end.empty() && (!mended || !IsProven(*mended))) mended = MendSplit(found, end, missing);
     if (!mended) return;
     const bool saysSo = found.size() > storage::kPacketTypeOffset &&
                         found[storage::kPacketTypeOffset] == mended->block[storage::kPacketTypeOffset];

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <random>
 
 #include "cli/failure.h"
@@ -33,25 +34,31 @@ Vault::Vault(const VaultPath& path, Opening opening)
   if (InitPmTotalDataController() != 1) throw Failure(ExitCode::kIoError, "not enough memory");
   handle_ = OpenDataBaseFile(path.file.c_str());
   if (handle_ == nullptr) {
+    const std::string reason = call_.reason();
     ReleasePmTotalDataController();
-    throw Failure(ExitCode::kIoError,
-                  fmt::format("cannot open {} for reading and writing{}", path_.shown, call_.reason()),
-                  "Check that its folder exists, that you may write there, and that the path has at most 255 "
-                  "characters.");
+    throw Failure(
+        ExitCode::kIoError,
+        fmt::format("cannot open {} for reading and writing{}", path_.shown, WhyRefused(path, reason)),
+        "Check that its folder exists, that you may write there, and that the path has at most 255 "
+        "characters.");
   }
   isNew_ = isNew_ && platform::SizeOf(path.file.c_str()) == 0;
   PmStartTransaction();
 }
 
 void Vault::refuse(int32_t result, const std::string& doing) const {
-  const bool isSystem = result == -2 || result == -4;
-  const std::string what =
-      fmt::format("{}: cannot {} (result {}){}", path_.shown, doing, result, isSystem ? call_.reason() : "");
-  if (!isSystem) throw Failure(ExitCode::kRefused, what, "Nothing was changed: what was begun is dropped.");
-  throw Failure(ExitCode::kIoError, what,
-                isNew_
-                    ? "What was begun is removed again."
-                    : "The vault is as it was before, or as it should be now; \"pmstore ls\" shows which.");
+  const std::string reason = call_.reason();
+  if (result != -2 && result != -4) {
+    throw Failure(ExitCode::kRefused,
+                  fmt::format("{}: cannot {}: the library gives {}", path_.shown, doing, result),
+                  "Nothing was changed: what was begun is dropped.");
+  }
+  throw Failure(
+      ExitCode::kIoError, fmt::format("{}: cannot {}{}", path_.shown, doing, WhyRefused(path_, reason)),
+      isNew_ ? "What was begun is removed again."
+             : fmt::format("The vault is as it was before, or as it should be now; \"pmstore ls\" shows "
+                           "which. Its journal {} and its backup {} have to be made beside it.",
+                           path_.journalShown, path_.backupShown));
 }
 
 Vault::~Vault() {
@@ -113,6 +120,20 @@ void Vault::commit(const Console& console) {
   if (const int32_t result = CloseDataBaseFile(handle_); result != 0) refuse(result, "close the vault");
   isNew_ = false;
   ReleasePmTotalDataController();
+}
+
+std::string WhyRefused(const VaultPath& path, const std::string& reason) {
+  PmString making = path.journal;
+  making.back() = 't';  // the name of a journal that is being made
+  for (const PmString& file : {path.journal, making, path.backup}) {
+    std::error_code ignored;
+    if (std::filesystem::is_directory(std::filesystem::u8path(ToUtf8(file)), ignored)) {
+      return fmt::format(": {} is a folder, where the vault's {} has to stand", ToUtf8(file),
+                         file == path.backup ? "backup" : "journal");
+    }
+  }
+  if (!reason.empty()) return reason;
+  return ": another program has changed it since it was opened, or holds one of its files";
 }
 
 }  // namespace cli

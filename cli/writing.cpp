@@ -2,6 +2,9 @@
 
 #include <filesystem>
 
+#include "cli/contents.h"
+#include "cli/findings.h"
+#include "cli/pair.h"
 #include "include/pmsharing.hpp"
 #include "platform/platform.h"
 
@@ -10,7 +13,9 @@ namespace cli {
 void DeclareWriting(CLI::App& command, WriteOptions& options, const char* vault, const char* dryRun) {
   command.add_option("VAULT", options.vault, vault)->required();
   command.add_flag("--dry-run,-n", options.dryRun, dryRun);
-  command.add_flag("--force", options.force, "Go on although another program has the vault open");
+  command.add_flag(
+      "--force", options.force,
+      "Go on although another program has the vault open, or the backup beside it speaks against it");
 }
 
 void RequireAlone(const VaultPath& path, const WriteOptions& options) {
@@ -27,16 +32,50 @@ void RequireAlone(const VaultPath& path, const WriteOptions& options) {
       "changes later is refused there.");
 }
 
-void RequireNoBackupAlone(const VaultPath& path) {
-  if (!path.hasBackup() || platform::SizeOf(path.backup.c_str()) == 0) return;
-  if (path.exists() && (path.hasJournal() || platform::SizeOf(path.file.c_str()) != 0)) return;
+namespace {
+
+void RequireNotAlone(const VaultPath& path) {
+  const bool isEmpty = path.exists() && !path.hasJournal() && platform::SizeOf(path.file.c_str()) == 0;
+  const bool hasBackup = platform::SizeOf(path.backup.c_str()) > 0;
+  const bool hasJournal = platform::SizeOf(path.journal.c_str()) > 0;
+  if ((path.exists() && !isEmpty) || (!hasBackup && !hasJournal)) return;
   throw Failure(
       ExitCode::kRefused,
-      fmt::format("{} is {}, and its backup {} stands", path.shown, path.exists() ? "empty" : "gone",
-                  path.backupShown),
-      fmt::format("Nothing was changed. \"pmstore restore {}\" makes the file anew; to begin a new vault, "
-                  "move the backup away.",
-                  path.shown));
+      fmt::format("{} is {}, and its {} {} stands", path.shown, isEmpty ? "empty" : "gone",
+                  hasBackup ? "backup" : "journal", hasBackup ? path.backupShown : path.journalShown),
+      fmt::format("Nothing was changed. \"pmstore {} {}{}; to begin a new vault, move the {} away.",
+                  hasBackup ? "restore" : "salvage", path.shown,
+                  hasBackup ? "\" makes the file anew" : " NEW-VAULT\" saves what that holds",
+                  hasBackup ? "backup" : "journal"));
+}
+
+}  // namespace
+
+void RequireBackupSpared(const VaultPath& path, const WriteOptions& options, Console& console) {
+  RequireNotAlone(path);
+  if (options.force || options.dryRun || platform::SizeOf(path.backup.c_str()) <= 0) return;
+  const Image vault(path);
+  const Image backup(path, Source::kBackup);
+  if (IsForeign(vault, backup)) {
+    throw Failure(
+        ExitCode::kRefused,
+        fmt::format("{} has no item in common with {}: it seems to be the backup of another vault, and the "
+                    "change would destroy it",
+                    path.backupShown, path.shown),
+        "Nothing was changed. Move it away, or say --force.");
+  }
+  const std::vector<Finding> findings = Examine(vault);
+  const Verdict verdict = VerdictOf(findings);
+  if (verdict == Verdict::kSound || verdict == Verdict::kEmpty) return;
+  if (Compare(ContentsOf(vault, console), ContentsOf(backup, console)).empty() && !IsDamaged(verdict)) return;
+  throw Failure(
+      ExitCode::kRefused,
+      fmt::format("{} is {} ({}), and the change would destroy its backup {}, which may hold what is lost",
+                  path.shown, Text(verdict), findings[0].what, path.backupShown),
+      fmt::format(
+          "Nothing was changed. \"pmstore salvage {0} NEW-VAULT\" takes the best of both, \"pmstore restore "
+          "{0}\" brings the backup back; --force gives it up.",
+          path.shown));
 }
 
 }  // namespace cli

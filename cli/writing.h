@@ -20,8 +20,8 @@ void DeclareWriting(CLI::App& command, WriteOptions& options, const char* vault,
 // called before the tool opens the vault itself. What cannot be found out counts as no.
 void RequireAlone(const VaultPath& path, const WriteOptions& options);
 
-// Fails when the vault's file is gone or empty and its backup stands: what is stored in a new file would cost the backup,
-// which may be all that is left.
-void RequireNoBackupAlone(const VaultPath& path);
+// Fails when a change would cost a backup, or set a journal aside, that may hold what is lost: the vault's file is gone or
+// empty, bytes of it are lost or may be, or the backup is another vault's. The last two can be forced.
+void RequireBackupSpared(const VaultPath& path, const WriteOptions& options, Console& console);
 
 }  // namespace cli

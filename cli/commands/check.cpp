@@ -125,14 +125,14 @@ std::string AdviceForLoss(const Judged& left, const Image& image, const VaultPat
 }
 
 // Puts the advice out, then the warnings and notes; whether there were warnings.
-bool Conclude(Json& document, const std::vector<Warning>& warnings, const std::string& advice,
-              Console& console) {
+bool Conclude(Json& document, const std::vector<Warning>& warnings, std::string advice, Console& console) {
   document["warnings"] = Json::array();
   bool isWarned = false;
   for (const Warning& warning : warnings) {
     document["warnings"].push_back(
         {{"code", warning.code}, {"weight", warning.isNote ? "note" : "warning"}, {"what", warning.what}});
     isWarned = isWarned || !warning.isNote;
+    if (advice.empty()) advice = warning.advice;
   }
   if (!advice.empty()) document["advice"] = advice;
   if (console.json) {

@@ -20,7 +20,9 @@ void Declare(CLI::App& command, Options& options) {
 }
 
 // What the person at the keyboard makes of all this.
-const char* MeaningOf(bool isInUse, bool isDamaged) {
+const char* MeaningOf(bool isInUse, bool isDamaged, JournalState journal) {
+  if (journal == JournalState::kForeign && !isDamaged)
+    return "The journal beside the vault is not its own. \"pmstore check\" says what to do.";
   if (isInUse && !isDamaged) {
     return "A program has the vault open, or the last one ended without closing it. The next one that opens "
            "it "
@@ -111,7 +113,8 @@ ExitCode Info(const Options& options, Console& console) {
     if (path.hasJournal())
       console.line("Journal      {}{}", path.journalShown, isForeign ? ", not this file's or damaged" : "");
     for (const std::string& file : path.setAside()) console.line("Set aside    {}", file);
-    console.line("{}", Wrapped(MeaningOf(path.hasBackup() || path.hasJournal(), !problem.empty())));
+    console.line("{}", Wrapped(MeaningOf(path.hasBackup() || path.hasJournal(), !problem.empty(),
+                                         image.file().journal())));
   }
   RequireUnchanged(image);
   return problem.empty() ? ExitCode::kFine : ExitCode::kRefused;

@@ -10,8 +10,8 @@
 #include "cli/host.h"
 #include "cli/pair.h"
 #include "cli/reading.h"
+#include "cli/vault.h"
 #include "cli/writing.h"
-#include "pmstore.h"
 
 namespace cli {
 
@@ -27,16 +27,12 @@ void Declare(CLI::App& command, Options& options) {
   command.add_option("--from", options.from, "Restore from this copy instead of the backup beside the vault");
 }
 
-Image OpenSource(const VaultPath& path, const Options& options, const Image* present, Console& console) {
+Image OpenSource(const VaultPath& path, const Options& options, const Image* present) {
   if (!options.from.empty()) return Image(VaultPath(options.from));
-  if (present != nullptr && present->file().journal() == JournalState::kLaid) {
-    console.note(
-        "{}", Wrapped(fmt::format("{} is carried out: it is later than any backup. An older state comes back "
-                                  "with --from, which also takes the backup.",
-                                  path.journalShown)));
-    return Image(path);
-  }
+  if (present != nullptr && present->file().journal() == JournalState::kLaid) return Image(path);
+  if (present == nullptr && path.hasBackup()) return Image(path, Source::kAuto, Reading::kForRescue);
   if (path.hasBackup()) return Image(path, Source::kBackup);
+  if (present == nullptr && path.hasJournal()) return Image(path);  // fails, and says what can be done
   throw Failure(ExitCode::kMissing,
                 path.exists() ? fmt::format("there is no {}", path.backupShown)
                               : fmt::format("there is neither a vault {} nor its backup {}", path.shown,
@@ -45,7 +41,8 @@ Image OpenSource(const VaultPath& path, const Options& options, const Image* pre
 }
 
 // What the source holds, when it is fit to be restored.
-Contents Verify(const Image& source, const Image* present, Console& console) {
+Contents Verify(const Image& source, const Image* present, const Options& options, Console& console) {
+  source.requireVault();
   const std::vector<Finding> findings = Examine(source);
   if (IsDamaged(VerdictOf(findings))) {
     throw Failure(
@@ -55,6 +52,13 @@ Contents Verify(const Image& source, const Image* present, Console& console) {
   if (VerdictOf(findings) != Verdict::kSound)
     console.warn("{} is {}: {}", source.fileShown(), Text(VerdictOf(findings)), findings[0].what);
   if (present != nullptr && source.isBackup()) {
+    if (!options.write.force && IsForeign(*present, source)) {
+      throw Failure(
+          ExitCode::kRefused,
+          fmt::format("{} has no item in common with {}: it seems to be the backup of another vault",
+                      source.fileShown(), present->fileShown()),
+          "Nothing was changed. Move it away, to the vault that it belongs to, or say --force.");
+    }
     for (const Warning& warning : WarnOfPair(*present, source, true)) console.warn("{}", warning.what);
   }
   return ContentsOf(source, console);
@@ -77,9 +81,10 @@ Contents ReadPresent(const Image* image, const Contents& expected, Console& cons
 }
 
 // Keeps a copy of what is to be replaced: the file, or, where its journal is set aside, both in one.
-void Keep(const Image& present, const VaultPath& path, bool withJournal, Console& console) {
+void Keep(const Image& present, const VaultPath& path, bool isReplaced, Console& console) {
   const PmString kept = UnusedName(path.file, ".damaged");
-  withJournal ? CopyToNewFile(present, kept, ToUtf8(kept)) : CopyToNewFile(path.file, kept, ToUtf8(kept));
+  isReplaced&& present.file().journal() == JournalState::kLaid ? CopyToNewFile(present, kept, ToUtf8(kept))
+                                                               : CopyToNewFile(path.file, kept, ToUtf8(kept));
   console.note("the replaced file is kept as {}", ToUtf8(kept));
 }
 
@@ -87,7 +92,8 @@ void RestoreBackup(const VaultPath& path) {
   const SystemCall call;
   if (InitPmTotalDataController() != 1) throw Failure(ExitCode::kIoError, "not enough memory");
   if (PmRestoreBackupFile(path.file.c_str()) != 0) {
-    throw Failure(ExitCode::kIoError, fmt::format("cannot restore {}{}", path.shown, call.reason()),
+    throw Failure(ExitCode::kIoError,
+                  fmt::format("cannot restore {}{}", path.shown, WhyRefused(path, call.reason())),
                   fmt::format("The backup {} is untouched.", path.backupShown));
   }
   ReleasePmTotalDataController();  // closes the vault, which deletes the backup
@@ -103,7 +109,7 @@ void SetAside(const PmString& file, const char* suffix, Console& console) {
     throw Failure(ExitCode::kIoError,
                   fmt::format("cannot rename {} to {}{}", ToUtf8(file), ToUtf8(aside), call.reason()));
   }
-  console.note("{} is not of this file; it is kept as {}", ToUtf8(file), ToUtf8(aside));
+  console.note("{} is kept as {}", ToUtf8(file), ToUtf8(aside));
 }
 
 // Puts a copy in the vault's place.
@@ -120,19 +126,30 @@ ExitCode Run(const Options& options, Console& console) {
   std::optional<Image> present;
   if (path.exists()) present.emplace(path);
   const Image* now = present ? &*present : nullptr;
-  std::optional<Image> source = OpenSource(path, options, now, console);
-  const Contents expected = Verify(*source, now, console);
+  std::optional<Image> source = OpenSource(path, options, now);
+  const Contents expected = Verify(*source, now, options, console);
   const std::vector<Difference> differences = Compare(ReadPresent(now, expected, console), expected);
+  const bool byJournal = source->file().journal() == JournalState::kLaid && options.from.empty();
+  if (byJournal) {
+    console.note(
+        "{}", Wrapped(fmt::format("{} {} carried out: it is later than any backup. An older state comes back "
+                                  "with --from, which also takes the backup.",
+                                  path.journalShown, options.write.dryRun ? "would be" : "is")));
+  }
   if (options.write.dryRun) {
     Print(differences, console);
     console.note("{} would change", CountText(differences.size(), "item"));
     return ExitCode::kFine;
   }
   const bool fromBackup = source->isBackup();
-  const std::string shown = fromBackup || !options.from.empty() ? source->fileShown() : path.journalShown;
-  if (present) Keep(*present, path, !options.from.empty(), console);
+  const JournalState journal = source->file().journal();
+  const bool isCopied =
+      !options.from.empty() ||
+      (fromBackup && (journal == JournalState::kLaid || journal == JournalState::kLaidOnRest));
+  const std::string shown = fromBackup || isCopied ? source->fileShown() : path.journalShown;
+  if (present) Keep(*present, path, isCopied, console);
   present.reset();  // not every system replaces or removes a file that is open
-  if (!options.from.empty()) {
+  if (isCopied) {
     RestoreCopy(path, source, console);
   } else {
     source.reset();
