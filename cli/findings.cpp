@@ -31,6 +31,11 @@ class Examination {
           "it does not look like a vault at all: not one block in it begins or ends as one", {}, {});
       return std::move(findings_);
     }
+    if (image_.file().journal() == JournalState::kLaidOnRest)
+      add("journal-refused", Weight::kDamage,
+          "the file is not as its journal left it: a program that opens it sets the journal aside, and finds "
+          "less",
+          {}, {});
     packets();
     for (const Problem& problem : image_.fileProblems())
       add(problem.code, Weight::kDamage,
@@ -154,8 +159,7 @@ class Examination {
     if (last + 1 == image_.blocks().size()) return "the file was cut right behind it";
     const Block& next = image_.blocks()[last + 1];
     const bool isInPlace = next.state == BlockState::kUsed && next.sound && next.header.itemId != item.id;
-    return isInPlace ? "it had grown and the file, which goes on with another item, was cut"
-                     : "its end is gone";
+    return isInPlace ? "it had grown, and its end stood behind where the file ends now" : "its end is gone";
   }
 
   void withoutBytes(uint32_t id) {

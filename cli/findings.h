@@ -8,6 +8,7 @@
 //     item-incomplete   packets of an item are missing, or twice there
 //     block-begin, block-end, block-cut   a block is none: first byte, end mark, or the file's end within it
 //     blocks-shifted    bytes were inserted into the file or are missing: blocks are out of step from there on
+//     journal-refused   the file has lost bytes that its journal still holds, but a program would set the journal aside
 //     blocks-missing    the journal tells of blocks that are nowhere
 //     no-vault          nothing in the file looks like a part of a vault
 //     table-malformed   a record of the ID table makes no sense

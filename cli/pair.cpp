@@ -83,13 +83,6 @@ std::vector<Warning> WarnOf(const VaultPath& path, const Image& image) {
   std::vector<Warning> warnings;
   const std::string& journal = path.journalShown;
   if (image.file().journal() == JournalState::kForeign) warnings.push_back(WarnOfForeignJournal(path, image));
-  if (image.file().journal() == JournalState::kLaidOnRest) {
-    warnings.push_back(
-        {"journal-refused",
-         fmt::format("{} is the journal of {}, which is not as the journal left it: the next program that "
-                     "opens the vault sets the journal aside.",
-                     journal, image.fileShown())});
-  }
   if (image.file().journal() == JournalState::kUnreadable) {
     warnings.push_back(
         {"journal-unreadable",

@@ -53,8 +53,20 @@ void RequireNotAlone(const VaultPath& path) {
 
 void RequireBackupSpared(const VaultPath& path, const WriteOptions& options, Console& console) {
   RequireNotAlone(path);
-  if (options.force || options.dryRun || platform::SizeOf(path.backup.c_str()) <= 0) return;
-  const Image vault(path);
+  const bool hasBackup = platform::SizeOf(path.backup.c_str()) > 0;
+  if (options.force || options.dryRun || !path.exists() || (!hasBackup && !path.hasJournal())) return;
+  const Image vault(path, Source::kAuto, Reading::kForRescue);
+  if (vault.file().journal() == JournalState::kLaidOnRest) {
+    throw Failure(
+        ExitCode::kRefused,
+        fmt::format("{} is not as its journal {} left it, and the change would set that aside", path.shown,
+                    path.journalShown),
+        fmt::format(
+            "Nothing was changed. \"pmstore salvage {} NEW-VAULT\" takes all that is in both; --force "
+            "goes on without the journal.",
+            path.shown));
+  }
+  if (!hasBackup) return;
   const Image backup(path, Source::kBackup);
   if (IsForeign(vault, backup)) {
     throw Failure(

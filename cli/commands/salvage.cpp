@@ -168,7 +168,8 @@ ExitCode Salvage(const Options& options, Console& console) {
   const bool isHopeless = isEmpty || (lost == all && (lost > 0 || unknown > 0));
   if (!options.dryRun && !isHopeless) Store(rescue, target, console);
   Report(rescue, console);
-  if (unknown > 0) console.warn("lost with all that was in it: {}", CountText(unknown, "unreadable block"));
+  if (unknown > 0 && read.looksLikeVault())
+    console.warn("lost with all that was in it: {}", CountText(unknown, "unreadable block"));
   if (const uint32_t missing = read.file().missing(); missing > 0)
     console.warn("lost with all that was in it: {} that the journal only tells of",
                  CountText(missing, "block"));

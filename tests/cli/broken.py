@@ -83,6 +83,11 @@ def flip_data(data, rng):
     flip(data, at + 16 + rng.randrange(data[at + 4] + 256 * data[at + 5]), rng)
 
 
+def splice(data, rng):
+    at, length = rng.randrange(len(data)), rng.randrange(1, 3000)
+    return data[:at] + (rng.randbytes(length) + data[at:] if rng.random() < .5 else data[at + length:])
+
+
 def beside(make_backup, change=lambda data, rng: None):
     def break_it(rng, items):
         backup = make_backup(rng, items)
@@ -103,8 +108,8 @@ def older(rng, items):
     return data
 
 
-def killed(take_back):
-    """A program is killed; `take_back` says which of its blocks never reached the file."""
+def killed(take_back, and_then=lambda rng: None):
+    """A program is killed; `take_back` says which of its blocks never reached the file, `and_then` what comes on top."""
     def break_it(rng, items):
         before = read(NAME)
         subprocess.run([REPORT, NAME, "list", "stored before the kill"], check=True)
@@ -114,7 +119,12 @@ def killed(take_back):
             if take_back(rng):
                 put(after, b * BLOCK, before[b * BLOCK:(b + 1) * BLOCK])
         write(after)
+        and_then(rng)
     return break_it
+
+
+def lose(*files):
+    return lambda rng: [os.remove(f) for f in files]
 
 
 def strange_journal(rng, items):
@@ -148,7 +158,11 @@ KINDS = {
     "the file gone": (lambda rng, items: os.rename(NAME, f".{NAME}.bak"), True),
     "killed, nothing written": (killed(lambda r: True), True),
     "killed, half written": (killed(lambda r: r.random() < .5), True),
+    "killed, then cut": (killed(lambda r: False, lambda r: os.truncate(NAME, r.randrange(1, os.path.getsize(NAME) // BLOCK) * BLOCK)), False),
+    "killed, the file gone": (killed(lambda r: False, lose(NAME)), True),
+    "killed, all but the journal gone": (killed(lambda r: False, lose(NAME, f".{NAME}.bak")), False),
     "the journal of another vault": (strange_journal, True),
+    "bytes inserted or missing": (strike(splice), False),
 }
 
 
@@ -169,13 +183,12 @@ def try_kind(kind, seed):
     table = bytes(read(NAME)[:BLOCK])
     break_it, all_provable = KINDS[kind]
     break_it(rng, items)
-    there = [read(f) for f in (NAME, f".{NAME}.bak")]
-    blocks = {bytes(d[at:at + BLOCK]) for d in there for at in range(0, len(d), BLOCK)}
-    provable = {i for i in items if all_provable or all(p in blocks for p in packets.get(i, []))}
+    there = bytes(read(NAME) + read(f".{NAME}.bak") + read(f".{NAME}.pmj"))
+    provable = {i for i in items if all_provable or all(p in there for p in packets.get(i, [items[i][1]]))}
     result, said = follow(NAME)
     got = held(result)
     for i in items:
-        right = i in got and got[i][1] == items[i][1] and (table not in blocks or got[i][0] == items[i][0])
+        right = i in got and got[i][1] == items[i][1] and (table not in there or got[i][0] == items[i][0])
         assert right or i not in provable, f"0x{i:08X} did not come back"
         assert right or i not in got or re.search(rf"(doubtful|partial) +0x{i:08X}", said), f"0x{i:08X} is wrong"
     if provable != set(items):
