@@ -120,6 +120,17 @@ void RestoreCopy(const VaultPath& path, std::optional<Image>& source, Console& c
   SetAside(path.backup, ".bko", console);
 }
 
+// Makes the vault's file anew of its backup and the journal of both, which then are not needed any more.
+void RestoreBoth(const VaultPath& path, std::optional<Image>& source, const Contents& expected,
+                 Console& console) {
+  CopyOver(*source, path.real, path.shown);
+  source.reset();
+  RequireSame(expected, ContentsOf(Image(path), console), path.shown);
+  platform::Remove(path.backup.c_str());
+  platform::SyncFolder(path.backup.c_str());
+  platform::Remove(path.journal.c_str());
+}
+
 ExitCode Run(const Options& options, Console& console) {
   const VaultPath path(options.write.vault);
   RequireAlone(path, options.write);
@@ -143,14 +154,17 @@ ExitCode Run(const Options& options, Console& console) {
   }
   const bool fromBackup = source->isBackup();
   const JournalState journal = source->file().journal();
-  const bool isCopied =
-      !options.from.empty() ||
-      (fromBackup && (journal == JournalState::kLaid || journal == JournalState::kLaidOnRest));
-  const std::string shown = fromBackup || isCopied ? source->fileShown() : path.journalShown;
+  const bool isOfBoth =
+      fromBackup && (journal == JournalState::kLaid || journal == JournalState::kLaidOnRest);
+  const bool isCopied = !options.from.empty();
+  const std::string shown =
+      fromBackup || isCopied ? source->fileShown() + (isOfBoth ? " and its journal" : "") : path.journalShown;
   if (present) Keep(*present, path, isCopied, console);
   present.reset();  // not every system replaces or removes a file that is open
   if (isCopied) {
     RestoreCopy(path, source, console);
+  } else if (isOfBoth) {
+    RestoreBoth(path, source, expected, console);
   } else {
     source.reset();
     if (fromBackup) SetAside(path.journal, ".pmo", console);  // the library would set both aside
