@@ -94,6 +94,7 @@ void BlockFile::takeJournal() {
   isInPieces_ = true;
   restAt_ = stamp_.size;
   mayBeOlder_ = !journal.isGapless;
+  endsTorn_ = journal.endsTorn;
   missing_ = journal.blockNum;
   for (const auto& [block, word] : journal.last) {
     if (block >= journal.blockNum) continue;

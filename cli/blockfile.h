@@ -53,6 +53,8 @@ class BlockFile {
   uint32_t missing() const { return missing_; }
   // A journal that lacks a frame: what it says last of a block may not be the last.
   bool mayBeOlder() const { return mayBeOlder_; }
+  // A journal that ends in a frame that is not whole.
+  bool endsTorn() const { return endsTorn_; }
 
   // "block 3 (offset 3072)", with the place where it stands; and that place.
   std::string blockText(uint32_t number) const;
@@ -96,6 +98,7 @@ class BlockFile {
   std::optional<uint32_t> shifted_;
   uint32_t missing_ = 0;
   bool mayBeOlder_ = false;
+  bool endsTorn_ = false;
 };
 
 }  // namespace cli

@@ -1,6 +1,8 @@
 #include "cli/journalimages.h"
 
 #include <algorithm>
+#include <iterator>
+#include <optional>
 
 #include "cli/text.h"
 #include "storage/pack.h"
@@ -57,6 +59,21 @@ bool HoldsHalf(const std::map<uint32_t, std::vector<HalfHashes>>& known, uint32_
                      [&](const HalfHashes& one) { return one.half[half] == halves.half[half]; });
 }
 
+// Where the next frame begins from `at` on: at a page, or anywhere when the journal is out of step.
+std::optional<uint64_t> FindFrame(const platform::File& journal, uint64_t at) {
+  uint8_t magic[8];
+  storage::StoreU64(magic, storage::kFrameMagic);
+  Bytes window(size_t{1} << 16);
+  for (;;) {
+    const size_t held = journal.readAt(at, window.data(), window.size());
+    const auto end = window.begin() + static_cast<std::ptrdiff_t>(held);
+    const auto found = std::search(window.begin(), end, std::begin(magic), std::end(magic));
+    if (found != end) return at + static_cast<uint64_t>(found - window.begin());
+    if (held < window.size()) return std::nullopt;
+    at += held - (sizeof magic - 1);
+  }
+}
+
 }  // namespace
 
 bool IsJournal(const platform::File& file) {
@@ -67,27 +84,28 @@ bool IsJournal(const platform::File& file) {
 
 JournalImages ReadJournalImages(const platform::File& journal) {
   JournalImages images;
-  platform::FileStamp stamp;
-  if (!journal.stamp(&stamp)) return images;
   uint64_t salt = 0;
   uint64_t number = 0;  // of the last whole frame
-  for (uint64_t page = storage::kJournalPage; page + storage::kFrameHeadSize <= stamp.size;) {
+  for (std::optional<uint64_t> at = FindFrame(journal, 0); at; at = FindFrame(journal, *at)) {
+    const uint64_t begin = *at;
     uint8_t bytes[storage::kFrameHeadSize];
-    storage::FrameHead head;
+    storage::FrameHead head{};
     FrameSink sink;
-    uint64_t next = page;
-    const bool isNext = journal.readAt(page, bytes, sizeof bytes) == sizeof bytes &&
+    ++*at;
+    const bool isNext = journal.readAt(begin, bytes, sizeof bytes) == sizeof bytes &&
                         storage::DecodeFrameHead(bytes, &head) && head.number > number &&
                         (number == 0 || head.salt == salt);
-    if (!isNext || storage::ReadFrame(journal, &next, head.salt, head.number, &head, &sink) !=
-                       storage::FrameOutcome::kWhole) {
-      page += storage::kJournalPage;
-      continue;
-    }
+    if (!isNext) continue;
+    uint64_t next = begin;
+    images.endsTorn = storage::ReadFrame(journal, &next, head.salt, head.number, &head, &sink) !=
+                      storage::FrameOutcome::kWhole;
+    if (images.endsTorn) continue;
     images.isGapless = images.isGapless && head.number == number + 1;
     salt = head.salt;
     number = head.number;
-    page = next;
+    *at = std::max(
+        *at,
+        next - storage::kJournalPage);  // the next one begins there, or before it where bytes are missing
     if (head.kind != storage::kChangeFrame) continue;
     sink.putInto(images);
     images.blockNum = head.blockNum;

@@ -1,7 +1,8 @@
 // What a journal holds by itself: for when the data file is gone, cut, or another than the journal's own.
 //
 // storage/overlay.h lays a journal over the file that it belongs to, all or nothing. Here every frame counts that is
-// whole, whatever has become of the header page, of other frames and of the data file; each is proven by its own hash.
+// whole, whatever has become of the header page, of other frames and of the data file, also out of step; each is proven by
+// its own hash.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +20,7 @@ struct JournalImages {
   std::map<uint32_t, std::vector<storage::HalfHashes>> put;    // what frames put there
   uint32_t blockNum = 0;                                       // the data file's length after the last frame
   bool isGapless = true;                                       // no frame is missing between two others
+  bool endsTorn = false;  // a frame begins behind the last whole one: it never happened, or is damaged
 };
 
 // Whether a file begins as a journal does.

@@ -81,6 +81,13 @@ Warning WarnOfForeignJournal(const VaultPath& path, const Image& image) {
 
 std::vector<Warning> WarnOf(const VaultPath& path, const Image& image) {
   std::vector<Warning> warnings;
+  if (image.file().endsTorn()) {
+    warnings.push_back(
+        {"journal-torn",
+         fmt::format("{} ends in a change that is not whole: it never happened, or the journal was cut "
+                     "and holds the state before it.",
+                     image.fileShown())});
+  }
   const std::string& journal = path.journalShown;
   if (image.file().journal() == JournalState::kForeign) warnings.push_back(WarnOfForeignJournal(path, image));
   if (image.file().journal() == JournalState::kUnreadable) {

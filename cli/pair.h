@@ -6,6 +6,7 @@
 //   left-aside          a rescue takes nothing from a journal or a backup, which has no item in common with the vault
 //   backup-unreadable   the system does not give the backup
 //   journal-foreign     a journal stands beside the vault that is not this file's, or is damaged
+//   journal-torn        the last change of a journal that counts by itself is not whole
 //   journal-unreadable  the system does not give the journal
 //   and as notes, which are nothing to worry about:
 //   set-aside           a journal or a backup that was not this file's stands beside it
