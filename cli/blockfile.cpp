@@ -65,7 +65,9 @@ void BlockFile::layOver(Reading reading) {
 
 // Lays the journal over what is left of its file.
 void BlockFile::layOverRest() {
+  const SystemCall call;
   if (!journal_.open(journalPath_.c_str(), platform::Access::kRead)) {
+    whyUnreadable_ = call.reason();
     journalState_ = JournalState::kUnreadable;
     return;
   }

@@ -39,6 +39,7 @@ class BlockFile {
   const PmString& path() const { return path_; }
   const std::string& shown() const { return shown_; }
   JournalState journal() const { return journalState_; }
+  const std::string& whyUnreadable() const { return whyUnreadable_; }  // ": Permission denied", of a journal
   bool isJournal() const { return isJournal_; }
   uint64_t size() const;
   int64_t modified() const;  // seconds since 1970
@@ -87,6 +88,7 @@ class BlockFile {
   std::string shown_;
   PmString journalPath_;
   JournalState journalState_ = JournalState::kNone;
+  std::string whyUnreadable_;
   std::unique_ptr<storage::Overlay> overlay_;
   platform::File file_;
   platform::FileStamp stamp_;

@@ -93,8 +93,8 @@ std::vector<Warning> WarnOf(const VaultPath& path, const Image& image) {
   if (image.file().journal() == JournalState::kUnreadable) {
     warnings.push_back(
         {"journal-unreadable",
-         fmt::format("{} cannot be read: the last changes may be missing from what is shown here.",
-                     journal)});
+         fmt::format("cannot read {}{}: the last changes may be missing from what is shown here.", journal,
+                     image.file().whyUnreadable())});
   }
   for (const std::string& file : path.setAside()) warnings.push_back(WarnOfSetAside(path, file));
   for (const std::string& file : path.unfinished()) {

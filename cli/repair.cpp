@@ -111,7 +111,10 @@ MendedBlocks MendBlocks(const Image& image) {
     if (!block.sound || block.state == BlockState::kMalformed) damaged.push_back(number);
   }
   const bool isCut = image.blocks().size() == image.file().blockCount() && image.file().restSize() != 0;
-  if (damaged.empty() && !isCut) return blocks;
+  // Where nothing looks like a vault there is nothing to find out slowly.
+  constexpr size_t kMostStrange = 64;
+  const bool isStrange = !image.looksLikeVault() && damaged.size() > kMostStrange;
+  if ((damaged.empty() && !isCut) || isStrange) return blocks;
 
   const std::vector<PacketHeader> missing = MissingPackets(image);
   const bool noneFree = image.freeBlockCount() == 0;

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <random>
@@ -22,7 +23,7 @@ const PmChar* Text(const std::optional<PmString>& name) {
 }  // namespace
 
 Vault::Vault(const VaultPath& path, Opening opening)
-    : path_(path), isNew_(!platform::Exists(path.file.c_str())) {
+    : path_(path), isNew_(!platform::Exists(path.file.c_str())), setAside_(path.setAside()) {
   if (!isNew_) {
     const Image image(path);
     image.requireSound();
@@ -113,13 +114,19 @@ void Vault::removeUnlisted(uint32_t id) {
   remove(id);
 }
 
-void Vault::commit(const Console& console) {
+void Vault::commit(Console& console) {
   const WriteProgress progress(console, {path_.file, path_.journal}, toWrite_);
   call_ = SystemCall();
   if (const int32_t result = PmStopTransaction(); result != 0) refuse(result, "write the changes");
   if (const int32_t result = CloseDataBaseFile(handle_); result != 0) refuse(result, "close the vault");
   isNew_ = false;
   ReleasePmTotalDataController();
+  for (const std::string& file : path_.setAside()) {
+    if (std::find(setAside_.begin(), setAside_.end(), file) == setAside_.end())
+      console.warn(
+          "{} was set aside, since it is of another state of the vault; \"pmstore check {}\" says what to do",
+          file, path_.shown);
+  }
 }
 
 std::string WhyRefused(const VaultPath& path, const std::string& reason) {

@@ -39,15 +39,16 @@ class Vault {
   // Removes an item that has packets and no record: it is given a record, and goes with that.
   void removeUnlisted(uint32_t id);
 
-  // Writes every change, closes the vault and brings the library down.
-  void commit(const Console& console);
+  // Writes every change, closes the vault and brings the library down; says what that has set aside.
+  void commit(Console& console);
 
  private:
   void store(uint32_t id, const Bytes& bytes);
   [[noreturn]] void refuse(int32_t result, const std::string& doing) const;
 
   VaultPath path_;
-  bool isNew_;  // made here, and not committed yet
+  bool isNew_;                         // made here, and not committed yet
+  std::vector<std::string> setAside_;  // what had been set aside before
   DataBaseHandle* handle_ = nullptr;
   uint64_t toWrite_ = 0;  // bytes of blocks, about
   SystemCall call_;

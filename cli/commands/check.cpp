@@ -163,7 +163,12 @@ ExitCode CheckOne(const VaultPath& path, const Image& image, std::vector<Warning
   const bool isLost = options.read.source == Source::kAuto && image.fileShown() != path.shown;
   const JournalState journal = image.file().journal();
   std::string advice = isLost ? AdviceForLoss(only, image, path, "gone")
-                              : AdviceFor(only, path, journal == JournalState::kForeign);
+                       : image.file().isJournal()
+                           ? fmt::format(
+                                 "\"pmstore salvage {} NEW-VAULT\" saves every item that is intact in this "
+                                 "journal.",
+                                 path.shown)
+                           : AdviceFor(only, path, journal == JournalState::kForeign);
   if (advice.empty() && journal == JournalState::kLaid) advice = kGoesOn;
   const bool isWarned = Conclude(document, warnings, advice, console);
   return IsFine(only, options) && !isLost && !isWarned ? ExitCode::kFine : ExitCode::kProblems;
