@@ -39,6 +39,7 @@ const Damage kDamages[] = {
     {"header", [](Bytes& b, uint32_t) { Overwrite(b, 0, 16, 256); }, 1000},
     {"half of it zeros", [](Bytes& b, uint32_t) { Overwrite(b, Below(2) * 512, 512, 1); }, 200},
     {"cut", [](Bytes& b, uint32_t) { b.resize(1 + Below(1023)); }, 0},
+    {"split", [](Bytes& b, uint32_t) { b.insert(b.begin() + Below(1024), 1 + Below(20), 'x'); }, 200},
     {"all of it", [](Bytes& b, uint32_t) { Overwrite(b, 0, 1024, 256); }, 0},
 };
 
@@ -56,7 +57,10 @@ TEST(Mending, NeverTakesAWrongPacketForProven) {
       Bytes block = whole;
       damage.strike(block, 16 + length);
       if (block.size() == 1024 && storage::CheckPacket(block.data()) == 0) continue;  // nobody sees it
-      const auto mended = cli::MendBlock(block, {storage::DecodeHeader(whole.data())});
+      const std::vector<storage::PacketHeader> missing{storage::DecodeHeader(whole.data())};
+      const auto mended = block.size() > 1024 ? cli::MendSplit({block.begin(), block.begin() + 1024},
+                                                               {block.end() - 1024, block.end()}, missing)
+                                              : cli::MendBlock(block, missing);
       const bool right =
           mended && std::equal(whole.begin(), whole.begin() + 16 + length, mended->block.begin());
       ASSERT_TRUE(right || length > damage.mendedUpTo);
