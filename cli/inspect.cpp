@@ -51,9 +51,9 @@ Record ToRecord(const catalogue::StoredRecord& stored) {
       ExitCode::kMissing, fmt::format("there is no file {}", path.shown),
       path.hasBackup()
           ? fmt::format("Its backup {} stands: \"pmstore restore {}\" makes the file anew.", path.backupShown,
-                        path.shown)
+                        ForShell(path.shown))
           : fmt::format("Its journal {} stands: \"pmstore salvage {} NEW-VAULT\" saves what that holds.",
-                        path.journalShown, path.shown));
+                        path.journalShown, ForShell(path.shown)));
 }
 
 }  // namespace
@@ -277,13 +277,13 @@ const Record* Image::findRecord(uint32_t id) const {
 
 void Image::requireVault() const {
   if (file_->isJournal()) {
-    throw Failure(
-        ExitCode::kRefused, fmt::format("{} is a journal, not a vault", fileShown()),
-        fmt::format("\"pmstore salvage {} NEW-VAULT\" saves what it holds by itself.", fileShown()));
+    throw Failure(ExitCode::kRefused, fmt::format("{} is a journal, not a vault", fileShown()),
+                  fmt::format("\"pmstore salvage {} NEW-VAULT\" saves what it holds by itself.",
+                              ForShell(fileShown())));
   }
   if (!looksLikeVault_)
     throw Failure(ExitCode::kRefused, fmt::format("{} does not look like a vault", fileShown()),
-                  fmt::format("\"pmstore check {}\" says what to do if it was one.", fileShown()));
+                  fmt::format("\"pmstore check {}\" says what to do if it was one.", ForShell(fileShown())));
 }
 
 void Image::requireSound() const {

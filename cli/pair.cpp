@@ -40,11 +40,11 @@ Warning WarnOfSetAside(const VaultPath& path, const std::string& file) {
   const size_t end = file.find_last_not_of(".0123456789");
   const bool isJournal = file.compare(end - 3, 4, ".pmo") == 0;
   const std::string way =
-      isJournal ? fmt::format("\"pmstore salvage {} NEW-VAULT\" saves what it holds", file)
+      isJournal ? fmt::format("\"pmstore salvage {} NEW-VAULT\" saves what it holds", ForShell(file))
                 : fmt::format(
                       "\"pmstore diff {1} {0}\" shows what has changed since, \"pmstore restore {0} --from "
                       "{1}\" brings its state back",
-                      path.shown, file);
+                      ForShell(path.shown), ForShell(file));
   return {
       "set-aside",
       fmt::format(
@@ -74,7 +74,7 @@ Warning WarnOfForeignJournal(const VaultPath& path, const Image& image) {
       false,
       fmt::format("Before a program opens the vault, \"pmstore salvage {} NEW-VAULT\" takes from it and the "
                   "journal together what can be proven.",
-                  path.shown)};
+                  ForShell(path.shown))};
 }
 
 }  // namespace

@@ -190,6 +190,19 @@ std::string WrappedHelp(const std::string& text, size_t width) {
   return out;
 }
 
+std::string ForShell(const std::string& path) {
+#if defined(_WIN32)
+  const bool isPlain = path.find_first_of(" &()[]{}^=;!'+,`~") == std::string::npos;
+  return isPlain ? path : '"' + path + '"';
+#else
+  const bool isPlain = path.find_first_of(" \t\n&()[]{}^;!'\"`~|<>*?$#\\") == std::string::npos;
+  if (isPlain) return path;
+  std::string quoted = "'";
+  for (char c : path) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return quoted + "'";
+#endif
+}
+
 std::string EscapeXml(const std::string& text) {
   std::string out;
   for (char c : text) {

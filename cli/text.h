@@ -50,6 +50,9 @@ std::string Wrapped(const std::string& text);
 // the line's description begins.
 std::string WrappedHelp(const std::string& text, size_t width);
 
+// A path as it may stand in a command that somebody is to type: in quotes where it needs them.
+std::string ForShell(const std::string& path);
+
 // Text as it may stand in XML and HTML.
 std::string EscapeXml(const std::string& text);
 

@@ -125,7 +125,7 @@ void Vault::commit(Console& console) {
     if (std::find(setAside_.begin(), setAside_.end(), file) == setAside_.end())
       console.warn(
           "{} was set aside, since it is of another state of the vault; \"pmstore check {}\" says what to do",
-          file, path_.shown);
+          file, ForShell(path_.shown));
   }
 }
 

@@ -44,7 +44,7 @@ void RequireNotAlone(const VaultPath& path) {
       fmt::format("{} is {}, and its {} {} stands", path.shown, isEmpty ? "empty" : "gone",
                   hasBackup ? "backup" : "journal", hasBackup ? path.backupShown : path.journalShown),
       fmt::format("Nothing was changed. \"pmstore {} {}{}; to begin a new vault, move the {} away.",
-                  hasBackup ? "restore" : "salvage", path.shown,
+                  hasBackup ? "restore" : "salvage", ForShell(path.shown),
                   hasBackup ? "\" makes the file anew" : " NEW-VAULT\" saves what that holds",
                   hasBackup ? "backup" : "journal"));
 }
@@ -64,7 +64,7 @@ void RequireBackupSpared(const VaultPath& path, const WriteOptions& options, Con
         fmt::format(
             "Nothing was changed. \"pmstore salvage {} NEW-VAULT\" takes all that is in both; --force "
             "goes on without the journal.",
-            path.shown));
+            ForShell(path.shown)));
   }
   if (!hasBackup) return;
   const Image backup(path, Source::kBackup);
@@ -87,7 +87,7 @@ void RequireBackupSpared(const VaultPath& path, const WriteOptions& options, Con
       fmt::format(
           "Nothing was changed. \"pmstore salvage {0} NEW-VAULT\" takes the best of both, \"pmstore restore "
           "{0}\" brings the backup back; --force gives it up.",
-          path.shown));
+          ForShell(path.shown)));
 }
 
 }  // namespace cli

@@ -86,19 +86,19 @@ std::string AdviceForDoubt(const Judged& judged, const VaultPath& path, const st
       "All that is there is intact. It may be all there was; but a file that was cut between two blocks "
       "looks like "
       "this, too. \"pmstore diff COPY {0}\" compares it with an older copy, {1}. ",
-      path.shown, salvage);
+      ForShell(path.shown), salvage);
   if (judged.doubted.empty()) return text + "--damage-only makes of a mere doubt no problem.";
   const bool isShort = judged.doubted.size() <= kMostWords;
   return text +
          fmt::format("When you know that the items are whole, \"pmstore check {}{}\" takes them for that.",
-                     path.shown, isShort ? judged.doubted : " --damage-only");
+                     ForShell(path.shown), isShort ? judged.doubted : " --damage-only");
 }
 
 // What a person should do about one file that is not sound.
 std::string AdviceFor(const Judged& judged, const VaultPath& path, bool hasMore) {
   if (judged.verdict == Verdict::kSound || judged.verdict == Verdict::kEmpty) return "";
-  const std::string salvage = fmt::format("\"pmstore salvage {} NEW-VAULT\"", path.shown);
-  const std::string back = fmt::format("\"pmstore restore {} --from COPY\"", path.shown);
+  const std::string salvage = fmt::format("\"pmstore salvage {} NEW-VAULT\"", ForShell(path.shown));
+  const std::string back = fmt::format("\"pmstore restore {} --from COPY\"", ForShell(path.shown));
   if (judged.verdict == Verdict::kNoVault)
     return fmt::format(
         "If {} was a vault, all of it is overwritten{}. A copy from before comes back with {}.", path.shown,
@@ -119,7 +119,7 @@ std::string AdviceForLoss(const Judged& left, const Image& image, const VaultPat
   const bool isWhole = image.isBackup() && image.file().journal() != JournalState::kForeign;
   const bool isFit = isWhole && !IsDamaged(left.verdict);
   return fmt::format("The vault's file is {}; \"pmstore {} {}{}\" {} {}.", what,
-                     isFit ? "restore" : "salvage", path.shown, isFit ? "" : " NEW-VAULT",
+                     isFit ? "restore" : "salvage", ForShell(path.shown), isFit ? "" : " NEW-VAULT",
                      isFit ? "makes it anew from" : "saves every item that is intact in",
                      image.isBackup() ? "the backup" : "the journal");
 }
@@ -167,7 +167,7 @@ ExitCode CheckOne(const VaultPath& path, const Image& image, std::vector<Warning
                            ? fmt::format(
                                  "\"pmstore salvage {} NEW-VAULT\" saves every item that is intact in this "
                                  "journal.",
-                                 path.shown)
+                                 ForShell(path.shown))
                            : AdviceFor(only, path, journal == JournalState::kForeign);
   if (advice.empty() && journal == JournalState::kLaid) advice = kGoesOn;
   const bool isWarned = Conclude(document, warnings, advice, console);
@@ -198,7 +198,7 @@ ExitCode CheckBoth(const VaultPath& path, const Image& fileImage, const Image& b
                                        : fmt::format(
                                              "Without a journal the vault's file counts. \"pmstore restore {} "
                                                         "--dry-run\" lists what its backup would change.",
-                                             path.shown);
+                                             ForShell(path.shown));
   }
   const bool isWarned = Conclude(document, warnings, advice, console);
   const bool fine = IsFine(file, options) && IsFine(backup, options) && asItShouldBe;
