@@ -41,7 +41,9 @@ Rescue Prepare(const Options& options, bool& isWarned, Console& console) {
   if (first.shown() != path.shown && options.read.source == Source::kAuto) {
     console.note("the vault's file is gone; reading {} {}{}",
                  first.isJournal() ? "what is in its journal" : "its backup", first.shown(),
-                 first.journal() == JournalState::kNone ? "" : " and its journal");
+                 first.journal() != JournalState::kNone ? " and its journal"
+                 : first.isJournal()                    ? ""
+                                                        : ", which may be older than the file was");
   }
   for (const Warning& warning : warnings) {
     if (!warning.isNote) console.warn("{}", warning.what);
