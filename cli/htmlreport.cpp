@@ -35,7 +35,7 @@ p { margin: .4rem 0; } .dim { color: var(--dim); }
   padding: .8rem 1rem; margin: 1.25rem 0; border-radius: .3rem; }
 .verdict strong { color: var(--tone); font-size: 1.25rem; }
 .sound { --tone: var(--sound); } .empty, .suspect, .suspicion { --tone: var(--suspect); }
-.damaged, .damage { --tone: var(--damaged); } .note { --tone: var(--dim); }
+.damaged, .damage, .vault { --tone: var(--damaged); } .note { --tone: var(--dim); }
 table { border-collapse: collapse; width: 100%; font-variant-numeric: tabular-nums; }
 th, td { text-align: left; padding: .3rem .7rem .3rem 0; border-bottom: 1px solid var(--line); vertical-align: top; }
 th { color: var(--dim); font-weight: 600; font-size: .85em; white-space: nowrap; }
