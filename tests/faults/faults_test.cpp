@@ -111,34 +111,12 @@ const Row kRows[] = {{"any call", seam::Fault::kError, ""},
                      {"flushes", seam::Fault::kFailedFlush, ""},
                      {"lost writes", seam::Fault::kLostWrite, ""},
                      {"memory", seam::Fault::kNoMemory, ""},
+                     {"a storm", seam::Fault::kStorm, ""},
                      {"writes of the data file", seam::Fault::kNoSpace, ".db"},
                      {"flushes of the data file", seam::Fault::kFailedFlush, ".db"},
                      {"calls on the journal", seam::Fault::kError, ".pmj"},
                      {"calls on the backup", seam::Fault::kError, ".bak"}};
 INSTANTIATE_TEST_SUITE_P(Faults, Failure, testing::ValuesIn(kRows));
-
-// Any call fails now and then through long sessions.
-TEST_F(Faults, Storm) {
-  constexpr int kRounds = 50, kOneIn[] = {2, 6, 20, 60, 200};
-  const uint32_t sessions = 8 * Setting("PMSTORE_FAULTS_SESSIONS", kSessions);
-  for (uint32_t seed = firstSeed_; seed < firstSeed_ + sessions; ++seed) {
-    Empty(live_.path());
-    Session s(live_.path());
-    std::mt19937 random(seed);
-    for (int round = 0; round < kRounds; ++round) {
-      SCOPED_TRACE("seed " + std::to_string(seed) + ", round " + std::to_string(round));
-      const auto drawn = static_cast<uint32_t>(random());
-      seam::Arm(seam::Fault::kStorm, kOneIn[random() % std::size(kOneIn)], false, drawn);
-      s.draw(drawn, 1 + static_cast<int>(random() % 15));
-      if (random() % 16 == 0) s.takeDown();
-      seam::Arm(seam::Fault::kNone);
-      judgeDeath(s, random() % 2 == 0 ? Opening::kPlain : Opening::kRestore);
-      for (int v = 0; v < Session::kVaults && random() % 2 == 0; ++v) s.stop(v);
-      ASSERT_FALSE(HasFailure());
-    }
-    s.takeDown();
-  }
-}
 
 // ---- The power fails ----
 

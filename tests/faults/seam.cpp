@@ -73,7 +73,7 @@ bool Strikes(int traits, const std::string& name = "") {
     return false;
   const int number = eligibleNum++;
   if (armed == Fault::kStorm) {
-    if (storm() % static_cast<unsigned>(strikeAt) != 0) return false;
+    if (storm() % (static_cast<unsigned>(strikeAt) + 1) != 0) return false;
   } else if (number < strikeAt || (number > strikeAt && !untilDisarmed)) {
     return false;
   }

@@ -16,7 +16,7 @@ enum class Fault {
   kShortWrite,   // calls that write: half of the bytes, down to none
   kFailedFlush,  // fsync, fdatasync, close
   kLostWrite,  // calls that write: done, but never carried out; a later flush fails, once for each descriptor
-  kStorm,      // any call now and then, one in `at`: an error, or half of the bytes
+  kStorm,      // any call now and then, one in `at` + 1: an error, or half of the bytes
   kNoMemory,   // allocations, and no call
 };
 
