@@ -1,6 +1,4 @@
 // Random operations on up to three databases, each answer and each byte on disk compared with the model's.
-// Now and then the process "is killed": what stood beside each other is put back as it stood, perhaps without the
-// journal or the backup, and opened or restored.
 //
 // PMSTORE_TEST_STEPS sets the number of steps and PMSTORE_TEST_SEED the seed, which is printed.
 
@@ -8,7 +6,7 @@
 #include <iostream>
 
 #include "tests/support/fixture.h"
-#include "tests/support/model.h"
+#include "tests/support/pair.h"
 #include "tests/support/setting.h"
 
 namespace fs = std::filesystem;
@@ -31,39 +29,24 @@ class Differential : public DataBaseTest {
     std::cout << "PMSTORE_TEST_SEED=" << seed << " PMSTORE_TEST_STEPS=" << steps << std::endl;
     random_.seed(seed);
     std::srand(seed);
-    for (uint32_t i = 0; i < 3; ++i)
-      prepare(dbs_[i], std::string(1, static_cast<char>('a' + i)), i == 2 ? 620 : 0);
+    prepare(dbs_[2]);
     for (uint32_t n = 0; n < steps; ++n) {
-      touched_ = nullptr;
+      chosen_ = false;
       step();
-      const bool all = touched_ == nullptr || n % 64 == 0;
-      for (Db& db : dbs_) {
-        if ((all || &db == touched_ || &db.model == Model::current) && !HasFailure()) checkFiles(db);
-      }
-      if (all && !HasFailure()) checkFolder();
+      if (!chosen_ || n % 64 == 0) checkFolder();
       if (HasFailure()) FAIL() << "in step " << n << " of seed " << seed;
     }
   }
 
  private:
-  struct Db {
-    fs::path path;
-    PmString name;
-    Model model;
-    DataBaseHandle* handle = nullptr;
-  };
-
   // A database with IDs whose items are lost, in whole or in part, or have packets left over from a longer version:
   // over 600 records are more than a table first has slots for. Some IDs and many names stand in several of them.
-  void prepare(Db& db, const std::string& name, uint32_t records) {
-    db.path = file(name + ".db");
-    db.name = Pm(db.path);
+  void prepare(Pair& db) {
     std::vector<vault::Record> table;
-    for (uint32_t i = 0; i < records; ++i) {
+    for (uint32_t i = 0; i < 620; ++i) {
       const uint32_t id = 1000 + (oneIn(9) ? draw(40) : i);
       table.push_back({{i, ~i}, anyKind(), id, anyUserData()});
     }
-    if (records == 0) return;
     db.model.disk = vault::MakeBlocks(0, vault::MakeTable(table));
     for (uint32_t id = 1000; id < 1030; ++id) {
       const Bytes versions[] = {Pattern(1500), Pattern(500 * (id % 7 + 1)), Pattern(3000), Pattern(10)};
@@ -89,37 +72,25 @@ class Differential : public DataBaseTest {
     return kTexts[draw(std::size(kTexts))];
   }
 
-  Db& anyDb() {
-    Db& db = dbs_[draw(3)];
-    touched_ = &db;
+  Pair& anyDb() {
+    Pair& db = dbs_[draw(3)];
+    chosen_ = true;
     if (db.model.opens == 0 && draw(10) < 4) openOrClose(db);
     return db;
   }
 
-  uint32_t anyId(const Db& db) {
-    const Model& model = db.model;
-    const uint32_t roll = draw(100);
-    if (roll < 45 && !model.committed.empty()) {
-      const auto& slot = model.committed[draw(Count(model.committed))];
-      if (slot) return slot->id;
-    }
-    if (roll < 80 && !model.pending.empty()) return std::prev(model.pending.end())->first;
-    if (roll < 90 && !model.items.empty())
-      return std::next(model.items.begin(), draw(Count(model.items)))->first;
-    if (roll < 97 && !known_.empty()) return known_[draw(Count(known_))];
-    return roll == 97 ? 0 : 1 + draw(20);
+  // Few, so that each comes back and meets what its old packets left behind; those of the prepared database; and the
+  // last one that the library has drawn.
+  uint32_t anyId() {
+    const uint32_t roll = draw(40);
+    return roll == 0 ? 0 : roll < 4 ? drawn_ : roll < 12 ? 1000 + draw(640) : 1 + draw(30);
   }
 
   static bool knows(const Model& model, uint32_t id) {
     return model.find(id) != nullptr || model.pending.count(id) != 0;
   }
 
-  void remember(uint32_t id) {
-    known_.push_back(id);
-    if (known_.size() > 40) known_.erase(known_.begin());
-  }
-
-  Bytes anyBytes(const Db& db) {
+  Bytes anyBytes(const Pair& db) {
     static constexpr uint32_t kSizes[] = {0,    1,    3,    998,  999,  1000, 1001, 1999, 2000,
                                           2001, 2500, 3000, 3001, 4000, 5999, 6000, 20,   40};
     uint32_t size = oneIn(3) ? kSizes[draw(std::size(kSizes))] : draw(oneIn(4) ? 4500 : 60);
@@ -128,7 +99,7 @@ class Differential : public DataBaseTest {
   }
 
   // Where a caller may have these bytes: in memory of its own, or (they change then) in the item's lent buffer.
-  const void* anySource(Db& db, uint32_t id, Bytes* bytes) {
+  const void* anySource(Pair& db, uint32_t id, Bytes* bytes) {
     if (!oneIn(6)) return bytes->data();
     const Bytes* held = db.model.get(id);
     uint32_t word = id;
@@ -139,55 +110,38 @@ class Differential : public DataBaseTest {
     return lent + from;
   }
 
-  void openOrClose(Db& db) {
+  void openOrClose(Pair& db) {
     if (db.model.opens > 0 && oneIn(2)) {
-      for (int left = oneIn(2) ? db.model.opens : 1; left > 0; --left) close(db);
+      for (int left = oneIn(2) ? db.model.opens : 1; left > 0; --left) db.close();
     } else if (oneIn(4)) {
       restore(db);
     } else {
-      open(db);
+      ASSERT_EQ(OpenDataBaseFile(Pm(db.path / "no.db").c_str()), nullptr);
+      db.open();
     }
   }
 
-  void open(Db& db) {
-    ASSERT_EQ(OpenDataBaseFile(Pm(db.path / "no.db").c_str()), nullptr);
-    DataBaseHandle* handle = OpenDataBaseFile(db.name.c_str());
-    ASSERT_NE(handle, nullptr);
-    ASSERT_TRUE(db.handle == nullptr || db.handle == handle);
-    db.handle = handle;
+  void restore(Pair& db) {
+    const bool isOpen = db.model.opens > 0;
+    ASSERT_EQ(PmRestoreBackupFile(db.name.c_str()), isOpen ? 0 : -2);
+    if (!isOpen) return;
     db.model.open();
-  }
-
-  void restore(Db& db) {
-    const bool succeeds = db.model.restores(), copies = db.model.opens == 0 && !db.model.journal;
-    ASSERT_EQ(PmRestoreBackupFile(db.name.c_str()), succeeds ? 0 : -2);
-    if (!succeeds) return;
-    db.model.restore();
-    if (copies) db.model.journal = fs::exists(JournalOf(db.path));  // there may have been nothing to write
-    open(db);
-  }
-
-  void close(Db& db) {
-    ASSERT_EQ(CloseDataBaseFile(db.handle), db.model.close());
-    if (db.model.opens == 0) db.handle = nullptr;
+    db.open();
   }
 
   void restart() {
     DataBaseTest::restart();
-    for (Db& db : dbs_) {
+    for (Pair& db : dbs_) {
       while (db.model.close() == 0) continue;
       db.handle = nullptr;
     }
   }
 
-  void makeId(Db& db) {
+  void makeId(Pair& db) {
     const uint32_t kind = anyKind();
     const std::optional<PmString> text = anyUserData();
     const PmChar* userData = text ? text->c_str() : nullptr;
-    // Most of the chosen IDs were in use lately: one that comes back meets what its old packets left behind.
-    uint32_t id = oneIn(2) ? 0 : anyId(db);
-    if (id != 0 && !known_.empty() && !oneIn(4))
-      id = known_[Count(known_) - 1 - draw(std::min(8U, Count(known_)))];
+    uint32_t id = oneIn(8) ? 0 : anyId();
     if (id != 0 || oneIn(20)) {
       const bool accepted = db.model.opens > 0 && !knows(db.model, id);
       ASSERT_EQ(RetainID(db.handle, id, kind, userData), accepted ? 1 : 0);
@@ -197,24 +151,22 @@ class Differential : public DataBaseTest {
       const bool refused = db.model.opens == 0 || (text && db.model.findUserData(kind, *text) != 0);
       ASSERT_EQ(id == 0, refused);
       if (refused) return;
-      for (const Db& other : dbs_) ASSERT_FALSE(knows(other.model, id));
+      for (const Pair& other : dbs_) ASSERT_FALSE(knows(other.model, id));
     }
     db.model.pending[id] = {{0, 0}, kind, id, text};
-    remember(id);
+    drawn_ = id;
   }
 
-  void insert(Db& db) {
-    const uint32_t id = anyId(db);
+  void insert(Pair& db) {
+    const uint32_t id = anyId();
     Bytes bytes = anyBytes(db);
     const void* source = anySource(db, id, &bytes);
-    const bool syncNow = oneIn(3);
-    const int32_t expected = db.model.insert(id, bytes, syncNow);
-    ASSERT_EQ(InserItemToDataBase(db.handle, id, source, Count(bytes), syncNow), expected);
+    db.insert(id, bytes, oneIn(3), source);
   }
 
-  void modify(Db& db) {
+  void modify(Pair& db) {
     // A caller who writes item 0's ID is refused; one who guesses an ID may well meet an item without a record.
-    const uint32_t id = anyId(db);
+    const uint32_t id = anyId();
     Bytes bytes = anyBytes(db);
     const auto found = db.model.items.find(id);
     const uint32_t size = found == db.model.items.end() ? 10 : found->second.size;
@@ -222,32 +174,20 @@ class Differential : public DataBaseTest {
     if (oneIn(50)) offset = -2;
     if (offset == -1 && oneIn(2)) bytes = Pattern(size, static_cast<uint32_t>(random_()));
     const void* source = anySource(db, id, &bytes);
-    const bool syncNow = oneIn(3);
-    const int32_t expected = db.model.modify(id, bytes, offset, syncNow);
-    ASSERT_EQ(PmModifyItem(db.handle, id, source, offset, Count(bytes), syncNow), expected);
+    db.modify(id, bytes, offset, oneIn(3), source);
   }
 
-  void remove(Db& db) {
-    const uint32_t id = anyId(db);
-    const bool syncNow = oneIn(3);
-    const int32_t expected = db.model.remove(id, syncNow);
-    if (expected == 0) remember(id);
-    ASSERT_EQ(DeleteItemFromDataBase(db.handle, id, syncNow), expected);
-  }
+  void remove(Pair& db) { db.remove(anyId(), oneIn(3)); }
 
-  void read(Db& db) {
-    const uint32_t id = anyId(db);
-    const Bytes* expected = db.model.get(id);
-    ASSERT_TRUE(get(db.handle, id) == (expected == nullptr ? std::nullopt : std::optional<Bytes>(*expected)));
-  }
+  void read(Pair& db) { db.read(anyId()); }
 
-  void lookUp(Db& db) {
-    const uint32_t id = anyId(db);
+  void lookUp(Pair& db) {
     const uint32_t kind = anyKind();
     const std::optional<PmString> text = anyUserData();
     ASSERT_EQ(GetItemCount(db.handle, kind), db.model.count(kind));
     ASSERT_EQ(GetItemIDByUserdata(db.handle, kind, text ? text->c_str() : nullptr),
               text ? db.model.findUserData(kind, *text) : 0);
+    const uint32_t id = anyId();
     uint32_t pending = 77;
     const PmChar* userData = GetItemAddons(db.handle, id, &pending);
     const auto waiting = db.model.pending.find(id);
@@ -258,7 +198,7 @@ class Differential : public DataBaseTest {
     ASSERT_TRUE(userData == nullptr || userData == *record->userData);
   }
 
-  void enumerate(Db& db) {
+  void enumerate(Pair& db) {
     const uint32_t kind = anyKind();
     const bool first = oneIn(3);
     uint32_t expected = first ? db.model.first(kind) : db.model.next(kind);
@@ -282,7 +222,7 @@ class Differential : public DataBaseTest {
   }
 
   // Somebody tidies up behind an open database, where the system lets them.
-  void loseFile(Db& db) {
+  void loseFile(Pair& db) {
     std::error_code held;
     const bool backup = oneIn(2);
     fs::remove(backup ? BackupOf(db.path) : JournalOf(db.path), held);
@@ -291,39 +231,15 @@ class Differential : public DataBaseTest {
     if (!backup) db.model.journal = false;
   }
 
-  void kill(Db& db) {
-    if (db.model.opens == 0) return;
-    const Model model = db.model;
-    const std::optional<Bytes> left[] = {ReadBytes(db.path), ReadBytes(JournalOf(db.path)),
-                                         ReadBytes(BackupOf(db.path))};
-    while (db.model.opens > 0) close(db);
-    const bool journal = left[1] && !oneIn(4), backup = left[2] && !oneIn(4);
-    WriteBytes(db.path, *left[0]);
-    if (journal) WriteBytes(JournalOf(db.path), *left[1]);
-    if (backup) WriteBytes(BackupOf(db.path), *left[2]);
-    db.model = model;
-    db.model.die(journal, backup);
-    if (oneIn(3)) restore(db);
-    if (db.model.opens == 0 &&
-        !vault::Opens(db.model.disk)) {  // a data file alone may be any mix of versions
-      ASSERT_EQ(OpenDataBaseFile(db.name.c_str()), nullptr);
-      db.model.disk = model.recovered();
-      WriteBytes(db.path, db.model.disk);
-    }
-    open(db);
-    ASSERT_EQ(oneIn(2) ? db.model.differences(db.handle) : "", "");
-  }
-
   void step() {
-    using Operation = void (Differential::*)(Db&);
+    using Operation = void (Differential::*)(Pair&);
     static constexpr struct {
       uint32_t weight;
       Operation operation;
     } kOperations[] = {
         {25, &Differential::openOrClose}, {145, &Differential::makeId},   {260, &Differential::insert},
         {210, &Differential::modify},     {120, &Differential::remove},   {60, &Differential::read},
-        {30, &Differential::lookUp},      {40, &Differential::enumerate}, {6, &Differential::kill},
-        {4, &Differential::loseFile},
+        {30, &Differential::lookUp},      {40, &Differential::enumerate}, {4, &Differential::loseFile},
     };
     uint32_t roll = draw(1000);
     for (const auto& [weight, operation] : kOperations) {
@@ -335,21 +251,10 @@ class Differential : public DataBaseTest {
     restart();
   }
 
-  void checkFiles(const Db& db) {
-    const std::optional<Bytes> data = ReadBytes(db.path);
-    ASSERT_TRUE(data || db.model.disk.empty()) << db.path;
-    if (!data) return;
-    ASSERT_EQ(data->size(), db.model.disk.size());
-    const auto differs = std::mismatch(data->begin(), data->end(), db.model.disk.begin()).first;
-    ASSERT_EQ(differs - data->begin(), data->end() - data->begin())
-        << db.path << ": the first byte that differs";
-    ASSERT_TRUE(ReadBytes(BackupOf(db.path)) == db.model.backup) << db.path << ": the backup differs";
-    ASSERT_EQ(fs::exists(JournalOf(db.path)), db.model.journal) << db.path;
-  }
-
   void checkFolder() {
     ptrdiff_t expected = 0;
-    for (const Db& db : dbs_) {
+    for (const Pair& db : dbs_) {
+      db.checkFiles();
       if (fs::exists(db.path)) expected += 1 + int{db.model.backup.has_value()} + int{db.model.journal};
     }
     ASSERT_EQ(std::distance(fs::directory_iterator(file().parent_path()), fs::directory_iterator()),
@@ -357,9 +262,9 @@ class Differential : public DataBaseTest {
   }
 
   std::mt19937 random_;
-  Db dbs_[3];
-  Db* touched_ = nullptr;        // the one that the step was about
-  std::vector<uint32_t> known_;  // IDs seen lately, in any database
+  Pair dbs_[3] = {Pair(file("a.db")), Pair(file("b.db")), Pair(file("c.db"))};
+  bool chosen_ = false;  // one of them, for the step
+  uint32_t drawn_ = 0;
 };
 
 TEST_F(Differential, AnswersAndFilesAreTheModels) {

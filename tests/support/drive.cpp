@@ -1,7 +1,6 @@
 #include "tests/support/drive.h"
 
-#include "tests/support/files.h"
-#include "tests/support/model.h"
+#include "tests/support/pair.h"
 
 namespace drive {
 namespace {
@@ -9,10 +8,6 @@ namespace {
 const TempFolder folder;
 const std::filesystem::path path = folder.path() / "v";
 const vault::PmString name = Pm(path);
-
-void Require(bool holds, const std::string& what) {
-  if (!holds) throw std::runtime_error("wrong: " + what);
-}
 
 struct Library {
   Library() { InitPmTotalDataController(); }
@@ -22,73 +17,42 @@ struct Library {
   }
 };
 
-// A vault and its model, with the same calls made on both.
-class Pair {
- public:
-  explicit Pair(const Bytes& file) {
-    model_.disk = file;
-    open();
-  }
-
-  // Changes, inserts and deletes, closes and opens again.
-  void use() {
-    const uint32_t listed = FirstGetItemID(handle_, 1), added = 0x5eed;
-    const Bytes bytes(1500, 'x');
-    const auto insert = [&](uint32_t id) {
-      expect(InserItemToDataBase(handle_, id, bytes.data(), 1500, 1), model_.insert(id, bytes, true),
-             "an insert");
-    };
-    expect(PmModifyItem(handle_, listed, bytes.data(), 3, 1500, 1), model_.modify(listed, bytes, 3, true),
-           "a modify");
-    if (model_.get(listed) == nullptr) insert(listed);
-    if (RetainID(handle_, added, 1, u"new") == 1) model_.pending[added] = {{0, 0}, 1, added, u"new"};
-    insert(added);
-    expect(DeleteItemFromDataBase(handle_, listed, 1), model_.remove(listed, true), "a delete");
-    close();
-    open();
-    close();
-  }
-
- private:
-  void open() {
-    handle_ = OpenDataBaseFile(name.c_str());
-    Require(handle_ != nullptr, "it opens");
-    model_.open();
-    growUnread();
-    const std::string differences = model_.differences(handle_);
-    Require(differences.empty(), "opened," + differences);
-  }
-
-  // Reads all items but the last, which nobody may notice to have been read along with them: it does not grow.
-  void growUnread() {
-    for (const auto& [id, item] : model_.items) {
-      uint32_t idThenSize = id;
-      if (id == model_.items.rbegin()->first) {
-        const auto end = static_cast<int32_t>(item.size);
-        expect(PmModifyItem(handle_, id, "x", end, 1, 0), model_.modify(id, Bytes(1, 'x'), end, false),
-               "growing");
-      } else if (id != 0) {
-        Require((PmGetItemPtrByID(handle_, &idThenSize) == nullptr) == (model_.get(id) == nullptr), "a read");
-      }
+// Opens it and reads all items but the last, which nobody may notice to have been read along with them: it does not
+// grow.
+void Open(Pair* pair) {
+  pair->open();
+  Model& model = pair->model;
+  for (const auto& [id, item] : model.items) {
+    if (id == model.items.rbegin()->first) {
+      pair->modify(id, Bytes(1, 'x'), static_cast<int32_t>(item.size), false);
+    } else if (id != 0) {
+      pair->read(id);
     }
   }
+  EXPECT_EQ(model.differences(pair->handle), "");
+}
 
-  void close() { expect(CloseDataBaseFile(handle_), model_.close(), "a close"); }
-
-  void expect(int32_t result, int32_t expected, const std::string& what) const {
-    Require(result == expected, what + " gives " + std::to_string(result));
-    Require(ReadBytes(path) == model_.disk, what + " leaves other bytes");
-  }
-
-  Model model_;
-  DataBaseHandle* handle_ = nullptr;
-};
+// Changes, inserts and deletes, closes and opens again.
+void Use(Pair pair) {
+  const uint32_t added = 0x5eed;
+  const Bytes bytes(1500, 'x');
+  Open(&pair);
+  const uint32_t listed = FirstGetItemID(pair.handle, 1);
+  pair.modify(listed, bytes, 3, true);
+  if (pair.model.get(listed) == nullptr) pair.insert(listed, bytes, true);
+  if (RetainID(pair.handle, added, 1, u"new") == 1) pair.model.pending[added] = {{0, 0}, 1, added, u"new"};
+  pair.insert(added, bytes, true);
+  pair.remove(listed, true);
+  pair.close();
+  Open(&pair);
+  pair.close();
+}
 
 // Whether the file opens; it is untouched when it does not.
 bool Opens(const Bytes& file) {
   WriteBytes(path, file);
   DataBaseHandle* handle = OpenDataBaseFile(name.c_str());
-  Require(ReadBytes(path) == file, "an open writes nothing");
+  EXPECT_EQ(ReadBytes(path), file) << "an open writes nothing";
   if (handle == nullptr) return false;
   CloseDataBaseFile(handle);
   WriteBytes(path, file);
@@ -107,8 +71,11 @@ Bytes WithItem(const Bytes& table, size_t size) {
 void OpenAndUse(const Bytes& file) {
   const Library library;
   const bool opens = Opens(file);
-  Require(opens == vault::Opens(file), "what is a data file opens, and nothing else");
-  if (opens) Pair(file).use();
+  EXPECT_EQ(opens, vault::Opens(file));
+  if (!opens) return;
+  Pair pair(path);
+  pair.model.disk = file;
+  Use(pair);
 }
 
 void UseTable(const Bytes& table) {
@@ -121,8 +88,8 @@ void Restore(const Bytes& backup) {
   WriteBytes(path, sound);
   WriteBytes(BackupOf(path), backup);
   const int32_t result = PmRestoreBackupFile(name.c_str());
-  Require(result == (vault::Restores(backup) ? 0 : -2), "what is sound restores, and nothing else");
-  Require(ReadBytes(path) == (result == 0 ? backup : sound), "restored or untouched");
+  EXPECT_EQ(result, vault::Restores(backup) ? 0 : -2);
+  EXPECT_EQ(ReadBytes(path), result == 0 ? backup : sound);
 }
 
 }  // namespace drive

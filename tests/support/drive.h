@@ -1,4 +1,4 @@
-// What the fuzz targets and the bit-rot test do with hostile bytes. Each throws when an answer or a file is not the
+// What the fuzz targets and the bit-rot test do with hostile bytes. Each fails when an answer or a file is not the
 // model's.
 #pragma once
 

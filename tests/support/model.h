@@ -9,7 +9,7 @@
 //  3. A table that cannot be read keeps the database from opening, and such a backup from being restored, as does
 //     a packet that is not sound.
 //  4. Where a journal stood, an open or a restore marks the blocks that were free in memory only when the file
-//     was last written, and its backup equals it then.
+//     was last written.
 #pragma once
 
 #include <algorithm>
@@ -62,26 +62,11 @@ class Model {
     for (const Record& record : vault::ReadTable(table).value_or(std::vector<Record>())) commit(record);
   }
 
-  // The process ended, and this is what was left of the three files.
-  void die(bool journalStands, bool backupStands) {
-    opens = 0;
-    if (!backupStands) backup.reset();
-    if (journalStands) backup = disk = recovered();
-    journal = journalStands;
-  }
-
   // The data file as an open that carries the journal out leaves it.
   Bytes recovered() const {
     Bytes marked = disk;
     for (const uint32_t b : unmarked) marked[b * vault::kBlock + 1] = 2;
     return marked;
-  }
-
-  bool restores() const { return opens > 0 || journal || (backup && vault::Restores(*backup)); }
-
-  void restore() {
-    if (opens == 0 && !journal) disk = *backup;
-    open();
   }
 
   int32_t close() {
