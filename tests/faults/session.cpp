@@ -42,7 +42,8 @@ void CopyVault(const fs::path& from, const fs::path& to) {
 std::string Judge(const fs::path& path, Opening opening, const States& states) {
   const PmString name = Pm(path);
   // A journal that could not be removed was emptied.
-  const bool left = !ReadBytes(JournalOf(path)).value_or(Bytes()).empty() || fs::exists(BackupOf(path));
+  const bool hasJournal = !ReadBytes(JournalOf(path)).value_or(Bytes()).empty(),
+             left = hasJournal || fs::exists(BackupOf(path));
   const bool restored = opening == Opening::kRestore && PmRestoreBackupFile(name.c_str()) == 0;
   if (opening == Opening::kRestore && left != restored)
     return path.filename().string() + (left ? " is not restored" : " is restored from nothing");
@@ -54,6 +55,7 @@ std::string Judge(const fs::path& path, Opening opening, const States& states) {
   std::string wrong;
   if (states.count(Blank(found.disk)) == 0)
     wrong = "found" + Describe({found.disk}) + ", expected" + Describe(states);
+  if (hasJournal && ReadBytes(BackupOf(path)) != found.disk) wrong += " the backup is another state";
   found.open();
   wrong += found.differences(handle);
   CloseDataBaseFile(handle);
