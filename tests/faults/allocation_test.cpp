@@ -75,10 +75,10 @@ const Row kRows[] = {
      [](Stage& s) {
        ReleasePmTotalDataController();
        const bool up = InitPmTotalDataController() == 1;
-       seam::Suspend(true);
+       seam::suspended = true;
        EXPECT_TRUE(up || InitPmTotalDataController() == 1);
        s.open();
-       seam::Suspend(false);
+       seam::suspended = false;
        return up;
      }},
     {"new ID", [](Stage& s) { return CreateNewItemID(s.handle, 1, u"new") != 0; }},
@@ -112,7 +112,7 @@ TEST(Allocation, Fails) {
       seam::Arm(seam::Fault::kNoMemory, at);
       const bool done = row.call(s);
       seam::Disarm();
-      struck = seam::Struck() != 0;
+      struck = seam::struck != 0;
       EXPECT_TRUE(struck || at > 0);
       EXPECT_EQ(s.state(), done ? row.changes : "");
       EXPECT_TRUE(done || row.call(s));

@@ -37,13 +37,13 @@ class Faults : public testing::Test {
 
   // What is left when the process ends now.
   void judgeDeath(const Session& s, Opening opening) const {
-    seam::Suspend(true);
+    seam::suspended = true;
     for (int v = 0; v < Session::kVaults; ++v) {
       const fs::path left = Session::pathIn(dead_.path(), v);
       CopyVault(s.path(v), left);
       EXPECT_EQ(Judge(left, opening, s.states(v)), "");
     }
-    seam::Suspend(false);
+    seam::suspended = false;
   }
 
   const uint32_t firstSeed_ = Setting("PMSTORE_FAULTS_SEED", 1);
@@ -68,12 +68,12 @@ class Failure : public Faults, public testing::WithParamInterface<Row> {
   bool tryOnce(uint32_t seed, int at, bool stays) {
     Empty(live_.path());
     seam::Arm(seam::Fault::kNone);
-    seam::TakeRoom(seed % 2 != 0);
+    seam::takesRoom = seed % 2 != 0;
     Session s(live_.path());
     s.draw(seed, 6);
     seam::Arm(GetParam().fault, at, stays, seed, GetParam().ending);
     s.draw(~seed, 8);
-    const bool struck = seam::Struck() != 0;
+    const bool struck = seam::struck != 0;
     if (at % 2 == 0) s.takeDown();
     judgeDeath(s, Opening::kPlain);
     seam::Disarm();
@@ -219,7 +219,7 @@ class PowerFailure : public Faults {
   void tryDrawn(uint32_t seed) {
     Empty(live_.path());
     seam::Arm(seam::Fault::kNone);
-    seam::TakeRoom(seed % 4 != 0);
+    seam::takesRoom = seed % 4 != 0;
     Session s(live_.path());
     if (seed % 3 == 1 && !found_.empty()) {
       write(found_, live_.path());

@@ -30,13 +30,15 @@ namespace seam {
 namespace {
 
 // What a call is, for the faults that strike only some.
-enum Trait { kPlain = 0, kNeedsRoom = 1, kWrites = 2, kFlushes = 4, kAllocates = 8 };
+enum Trait { kPlain = 1, kNeedsRoom = 2, kWrites = 4, kFlushes = 8, kAllocates = 16 };
+constexpr int kAnyCall = kPlain | kNeedsRoom | kWrites | kFlushes;
+constexpr int kStruck[] = {0,        kAnyCall, kNeedsRoom, kWrites,
+                           kFlushes, kWrites,  kAnyCall,   kAllocates};  // by fault
 
 Fault armed = Fault::kNone;
-int strikeAt, eligibleNum, struck, foundInFreed, nextNumber;
-bool untilDisarmed, suspended, takesRoom = true;
+int strikeAt, eligibleNum, nextNumber;
+bool untilDisarmed;
 std::string ending;
-const char* watched;
 std::vector<Change>* recorded;
 std::map<ino_t, int> numbers;
 struct Opened {
@@ -44,8 +46,7 @@ struct Opened {
   std::string name;
 };
 std::map<int, Opened> opened;  // by descriptor
-std::map<std::string, int> failedFlushes;
-std::set<int> owing;  // descriptors whose next flush tells of a lost write
+std::set<int> owing;           // descriptors whose next flush tells of a lost write
 std::mt19937 storm;
 
 // Looks at memory that is given back.
@@ -55,15 +56,9 @@ void LookAt(const void* memory, size_t size) {
 }
 
 bool CanStrike(int traits) {
-  if (armed == Fault::kNoMemory || traits == kAllocates)
-    return armed == Fault::kNoMemory && traits == kAllocates;
-  if (armed == Fault::kNoSpace) return (traits & kNeedsRoom) != 0;
   // Where writes stay short, what would mend the first one fails too.
-  if (armed == Fault::kShortWrite)
-    return (traits & (struck != 0 && untilDisarmed ? kNeedsRoom : kWrites)) != 0;
-  if (armed == Fault::kLostWrite) return (traits & kWrites) != 0;
-  if (armed == Fault::kFailedFlush) return (traits & kFlushes) != 0;
-  return armed != Fault::kNone;
+  const bool mends = armed == Fault::kShortWrite && struck != 0 && untilDisarmed;
+  return (traits & (mends ? kNeedsRoom : kStruck[static_cast<int>(armed)])) != 0;
 }
 
 // Counts a call; whether it has to fail.
@@ -160,22 +155,6 @@ void Disarm() {
   armed = Fault::kNone;
 }
 
-void Suspend(bool isSuspended) {
-  suspended = isSuspended;
-}
-
-int Struck() {
-  return struck;
-}
-
-int FailedFlushes(const std::string& path) {
-  return failedFlushes[path];
-}
-
-void TakeRoom(bool can) {
-  takesRoom = can;
-}
-
 void Record(std::vector<Change>* changes, const std::string& folder) {
   recorded = changes;
   if (changes == nullptr) return;
@@ -188,15 +167,6 @@ void Record(std::vector<Change>* changes, const std::string& folder) {
     __real_close(descriptor);
   }
   Note(Change::kSyncFolder, -1);
-}
-
-void WatchFreed(const char* text) {
-  watched = text;
-  foundInFreed = 0;
-}
-
-int FoundInFreed() {
-  return foundInFreed;
 }
 
 extern "C" {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -24,12 +25,10 @@ enum class Fault {
 // of a storm. With an ending, only calls on files whose names end so are struck.
 void Arm(Fault fault, int at = 0, bool fromThenOn = false, uint32_t seed = 0, const std::string& ending = "");
 void Disarm();
-void Suspend(bool suspended);                // nothing is struck or counted meanwhile
-int Struck();                                // how often something failed since Arm
-int FailedFlushes(const std::string& path);  // how often a flush of that file has failed
-
-// Whether the system can take room for a file without changing its length.
-void TakeRoom(bool can);
+inline int struck = 0;                              // how often something failed since Arm
+inline std::map<std::string, int> failedFlushes{};  // how often a flush of each file has failed
+inline bool suspended = false;                      // nothing is struck or counted meanwhile
+inline bool takesRoom = true;  // the system can take room for a file without changing its length
 
 // A call that changed the medium, or carried changes to it.
 struct Change {
@@ -47,8 +46,8 @@ constexpr uint64_t kSector = 512;
 // Records changes from now on, beginning with those that make what stands in the folder; null ends it.
 void Record(std::vector<Change>* changes, const std::string& folder = "");
 
-// Looks for a text in every piece of memory that is given back; null ends it. FoundInFreed: how often since.
-void WatchFreed(const char* text);
-int FoundInFreed();
+// A text to look for in every piece of memory that is given back, and how often it was there.
+inline const char* watched = nullptr;
+inline int foundInFreed = 0;
 
 }  // namespace seam

@@ -51,7 +51,7 @@ TEST_F(Secrets, FilesAreTheirOwnersAlone) {
 TEST_F(Secrets, NoMemoryIsGivenBackWithItemBytesInIt) {
   const PmString path = Pm(file());  // the test's own memory is not to be looked at
   const Bytes items[] = {{}, secretItem(700), secretItem(5000), secretItem(5000)}, other = Pattern(3000);
-  seam::WatchFreed(kSecret);
+  seam::watched = kSecret;
   for (int round = 0; round < 2; ++round) {
     DataBaseHandle* handle = OpenDataBaseFile(path.c_str());
     for (uint32_t id = 1; id <= 3; ++id) {
@@ -65,12 +65,12 @@ TEST_F(Secrets, NoMemoryIsGivenBackWithItemBytesInIt) {
     ASSERT_EQ(DeleteItemFromDataBase(handle, 3, 1), 0);  // deleted
     restart();                                           // and released
   }
-  EXPECT_EQ(seam::FoundInFreed(), 0);
+  EXPECT_EQ(seam::foundInFreed, 0);
   void* control = Malloc(sizeof kSecret);
   std::memcpy(control, kSecret, sizeof kSecret);
   Free(control);
-  EXPECT_EQ(seam::FoundInFreed(), 1) << "the watch sees what it should";
-  seam::WatchFreed(nullptr);
+  EXPECT_EQ(seam::foundInFreed, 1) << "the watch sees what it should";
+  seam::watched = nullptr;
 }
 
 }  // namespace

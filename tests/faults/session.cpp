@@ -96,14 +96,14 @@ void Session::dropDoubles(std::vector<Model>* models) {
 
 // Makes a call. Each model goes two ways: all is written, or nothing can be. What the library answers, and whether
 // anything failed in this call or since the last that told, says which of them it went.
-void Session::call(int v, const std::function<int32_t(Model&)>& model,
-                   const std::function<int32_t()>& library) {
+void Session::call(int v, const std::function<int32_t()>& library,
+                   const std::function<int32_t(Model&)>& model) {
   if (!isOpen(v)) return;
   Vault& vault = vaults_[v];
   uint32_t noSuchId = 1000;
-  seam::Suspend(true);
+  seam::suspended = true;
   PmGetItemPtrByID(vault.handle, &noSuchId);  // makes the vault the current one
-  seam::Suspend(false);
+  seam::suspended = false;
   Call call = begin();
   std::vector<Model> written = vault.models, unwritten = vault.models;
   int32_t whenWritten = 0, whenNot = 0;
@@ -122,9 +122,9 @@ void Session::call(int v, const std::function<int32_t(Model&)>& model,
     m.refused = false;
   }
 
-  const int before = seam::Struck();
+  const int before = seam::struck;
   const int32_t result = library();
-  const bool struck = seam::Struck() != before;
+  const bool struck = seam::struck != before;
   vault.doubtful |= struck;
   if (result == whenWritten && (result == whenNot ? !writes || !vault.doubtful : true)) {
     vault.models = written;
@@ -145,9 +145,9 @@ void Session::call(int v, const std::function<int32_t(Model&)>& model,
 // All is written: of the models stay those whose data file this is.
 void Session::tellApart(int v) {
   Vault& vault = vaults_[v];
-  seam::Suspend(true);
+  seam::suspended = true;
   const Bytes file = ReadBytes(path(v)).value_or(Bytes());
-  seam::Suspend(false);
+  seam::suspended = false;
   States expected;
   std::vector<Model> fitting;
   for (const Model& model : vault.models) {
@@ -169,15 +169,15 @@ void Session::open(int v, Opening opening) {
   Vault& vault = vaults_[v];
   Call call = begin();
   const PmString name = Pm(path(v));
-  const int before = seam::Struck();
+  const int before = seam::struck;
   const bool restored = opening == Opening::kRestore && PmRestoreBackupFile(name.c_str()) == 0;
   vault.handle = OpenDataBaseFile(name.c_str());
   if (restored) CloseDataBaseFile(vault.handle);
-  vault.failedFlushes = seam::FailedFlushes(path(v));  // a recovery that failed writes all anew the next time
-  const bool struck = seam::Struck() != before;
+  vault.failedFlushes = seam::failedFlushes[path(v)];  // a recovery that failed writes all anew the next time
+  const bool struck = seam::struck != before;
   EXPECT_TRUE(struck || isOpen(v)) << "it does not open";
   if (isOpen(v)) {
-    seam::Suspend(true);
+    seam::suspended = true;
     Model model;
     model.disk = ReadBytes(path(v)).value_or(Bytes());
     const Bytes found = Blank(model.disk);
@@ -188,7 +188,7 @@ void Session::open(int v, Opening opening) {
     EXPECT_EQ(vault.states.count(found), 1u)
         << "found" << Describe({found}) << ", expected" << Describe(vault.states);
     EXPECT_EQ(differences, "");
-    seam::Suspend(false);
+    seam::suspended = false;
     vault.models = {model};
     vault.doubtful = struck;
     if (!struck) vault.states = {found};
@@ -208,7 +208,7 @@ void Session::openedToRead(int v, Call call) {
   EXPECT_TRUE(std::any_of(states.begin(), states.end(), isRead)) << "expected" << Describe(states);
   EXPECT_EQ(CloseDataBaseFile(vaults_[v].handle), 0);
   vaults_[v].handle = nullptr;
-  seam::Suspend(false);
+  seam::suspended = false;
   end(std::move(call));
 }
 
@@ -230,35 +230,35 @@ void Session::closed(int v, bool struck, Call* call) {
   call->during[v].insert(between.begin(), between.end());
   vault.handle = nullptr;
   if (struck || vault.doubtful) return;
-  seam::Suspend(true);
+  seam::suspended = true;
   vault.models.front().opens = 1;
   vault.models.front().close();
   const Bytes file = ReadBytes(path(v)).value_or(Bytes());
   EXPECT_EQ(Describe({file}), Describe({vault.models.front().disk}));
-  const bool isFlushed = seam::FailedFlushes(path(v)) == vault.failedFlushes;
+  const bool isFlushed = seam::failedFlushes[path(v)] == vault.failedFlushes;
   EXPECT_EQ(fs::exists(JournalOf(path(v))), !isFlushed);
   EXPECT_EQ(fs::exists(BackupOf(path(v))), !isFlushed);
   vault.states = {Blank(file)};
-  seam::Suspend(false);
+  seam::suspended = false;
 }
 
 void Session::close(int v) {
   if (!isOpen(v)) return;
   Call call = begin();
-  const int before = seam::Struck();
+  const int before = seam::struck;
   EXPECT_EQ(CloseDataBaseFile(vaults_[v].handle), 0);
-  closed(v, seam::Struck() != before, &call);
+  closed(v, seam::struck != before, &call);
   end(std::move(call));
 }
 
 void Session::takeDown() {
   Call call = begin();
-  const int before = seam::Struck();
+  const int before = seam::struck;
   ReleasePmTotalDataController();
-  const bool struck = seam::Struck() != before;
-  seam::Suspend(true);
+  const bool struck = seam::struck != before;
+  seam::suspended = true;
   EXPECT_EQ(InitPmTotalDataController(), 1);
-  seam::Suspend(false);
+  seam::suspended = false;
   for (int v = 0; v < kVaults; ++v) {
     if (!isOpen(v)) continue;
     closed(v, struck, &call);
@@ -280,8 +280,7 @@ void Session::insert(int v, uint32_t id, size_t size, bool syncNow, size_t userD
   const auto library = [&] {
     return InserItemToDataBase(handle, id, bytes.data(), static_cast<uint32_t>(size), syncNow);
   };
-  call(
-      v, [&](Model& m) { return m.insert(id, bytes, syncNow); }, library);
+  call(v, library, [&](Model& m) { return m.insert(id, bytes, syncNow); });
 }
 
 void Session::modify(int v, uint32_t id, int32_t offset, size_t size, bool syncNow) {
@@ -289,26 +288,24 @@ void Session::modify(int v, uint32_t id, int32_t offset, size_t size, bool syncN
   const auto library = [&] {
     return PmModifyItem(vaults_[v].handle, id, bytes.data(), offset, static_cast<uint32_t>(size), syncNow);
   };
-  call(
-      v, [&](Model& m) { return m.modify(id, bytes, offset, syncNow); }, library);
+  call(v, library, [&](Model& m) { return m.modify(id, bytes, offset, syncNow); });
 }
 
 void Session::remove(int v, uint32_t id, bool syncNow) {
   const auto library = [&] { return DeleteItemFromDataBase(vaults_[v].handle, id, syncNow); };
-  call(
-      v, [&](Model& m) { return m.remove(id, syncNow); }, library);
+  call(v, library, [&](Model& m) { return m.remove(id, syncNow); });
 }
 
 void Session::read(int v, uint32_t id) {
   if (!isOpen(v)) return;
-  const int before = seam::Struck();
+  const int before = seam::struck;
   const bool found = PmGetItemPtrByID(vaults_[v].handle, &id) != nullptr;
-  if (seam::Struck() != before && !found) return;
+  if (seam::struck != before && !found) return;
   for (Model& m : vaults_[v].models) m.get(id);
 }
 
 void Session::stop(int v) {
-  call(v, &Model::stop, PmStopTransaction);
+  call(v, PmStopTransaction, &Model::stop);
   for (Model& m : vaults_[v].models) m.inTransaction = false;  // whatever the result
 }
 

@@ -40,9 +40,9 @@ class Session {
   void modify(int v, uint32_t id, int32_t offset, size_t size, bool syncNow = false);
   void remove(int v, uint32_t id, bool syncNow = false);
   void read(int v, uint32_t id);
-  void start(int v) { call(v, &Model::start, PmStartTransaction); }
+  void start(int v) { call(v, PmStartTransaction, &Model::start); }
   void stop(int v);
-  void sync(int v) { call(v, &Model::sync, PmSyncDirtyData); }
+  void sync(int v) { call(v, PmSyncDirtyData, &Model::sync); }
   void takeDown();  // the library, with the vaults that are open; and brings it up again
 
   // Calls drawn by the seed; begins and ends with any vault open or closed.
@@ -73,7 +73,7 @@ class Session {
 
   Call begin() const;
   void end(Call call);
-  void call(int v, const std::function<int32_t(Model&)>& model, const std::function<int32_t()>& library);
+  void call(int v, const std::function<int32_t()>& library, const std::function<int32_t(Model&)>& model);
   static void dropDoubles(std::vector<Model>* models);
   static States closing(const Vault& vault, bool canFail);
   void closed(int v, bool struck, Call* call);
