@@ -1,4 +1,5 @@
 // What hands out pieces of memory, how a caller's broken precondition is reported, and the set of numbers.
+#include <regex>
 #include <set>
 
 #include "avltree.h"
@@ -12,38 +13,28 @@ namespace {
 using commonbase::NumberSet;
 
 TEST(CommonPool, HandsOutAndTakesBackLikeAStackWithAHeapBehindIt) {
-  Random random;
+  constexpr int kOrder[] = {6, 3, 0, 4, 1, 2, 5};                          // 5 and 6 are from the heap
   for (const int32_t nodeSize : {4, 5, 7, 8, 9, 16, 33, 9, 8, 7, 5, 4}) {  // in used memory as well
     SCOPED_TRACE(nodeSize);
     const auto size = static_cast<size_t>(nodeSize), link = std::min(size, sizeof(void*));
-    CommonPool* pool = CreateCommonPool(1 + static_cast<int32_t>(random.below(40)), nodeSize);
+    CommonPool* pool = CreateCommonPool(5, nodeSize);
     ASSERT_EQ(pool->nodeArea, reinterpret_cast<unsigned char*>(pool + 1));
-    std::vector<unsigned char*> free, held;  // the free ones with the next one last
-    for (int32_t i = pool->nodeNum; i-- > 0;) free.push_back(pool->nodeArea + i * nodeSize);
-    const std::set<unsigned char*> area(free.begin(), free.end());
-    for (int step = 0; step < 1000; ++step) {
-      if (held.empty() || random.below(100) < 55) {
-        held.push_back(static_cast<unsigned char*>(pool->GetCommonNode(pool)));
-        EXPECT_EQ(area.count(held.back()), free.empty() ? 0u : 1u);
-        if (!free.empty()) {
-          EXPECT_EQ(held.back(), free.back());
-          EXPECT_EQ(std::count(held.back(), held.back() + size, 0), nodeSize);
-          free.pop_back();
-        }
-        std::memset(held.back(), 0xAA, size);
-      } else {
-        std::swap(held[random.below(held.size())], held.back());
-        unsigned char* node = held.back();
-        held.pop_back();
-        pool->FreeCommonNode(node, pool);
-        if (area.count(node) == 0) continue;
-        free.push_back(node);
-        EXPECT_EQ(std::count(node + link, node + size, 0), size - link) << "wiped but for the link";
-      }
-      ASSERT_EQ(pool->freeNum, static_cast<int32_t>(free.size()));
-      ASSERT_EQ(pool->freeList, free.empty() ? nullptr : free.back());
+    unsigned char* held[7];
+    for (int i = 0; i < 7; ++i) {
+      held[i] = static_cast<unsigned char*>(pool->GetCommonNode(pool));
+      EXPECT_EQ(held[i] == pool->nodeArea + i * nodeSize, i < 5);
+      EXPECT_EQ(i < 5 ? std::count(held[i], held[i] + size, 0) : nodeSize, nodeSize);
+      EXPECT_EQ(pool->freeNum, std::max(4 - i, 0));
+      std::memset(held[i], 0xAA, size);
     }
-    for (void* node : held) pool->FreeCommonNode(node, pool);
+    for (const int i : kOrder) {
+      pool->FreeCommonNode(held[i], pool);
+      if (i >= 5) continue;
+      EXPECT_EQ(pool->freeList, held[i]);
+      EXPECT_EQ(std::count(held[i] + link, held[i] + size, 0), size - link) << "wiped but for the link";
+    }
+    for (const int i : {2, 1, 4, 0, 3}) EXPECT_EQ(pool->GetCommonNode(pool), held[i]);
+    EXPECT_EQ(pool->freeList, nullptr);
     ReleaseCommonPool(pool);
   }
   for (const int32_t nodeNum : {0, -1, INT32_MAX}) EXPECT_EQ(CreateCommonPool(nodeNum, 4096), nullptr);
@@ -98,27 +89,17 @@ TEST(AvlTree, CreationTakesOnlyWhatCanWork) {
 
 TEST(Assertion, NamesThePlaceAndTheBrokenPrecondition) {
   SList* list = CreateEmptysList(1);
-  const struct {
-    const void* (*call)(SList* list);
-    const char* report;
-  } kRows[] = {{[](SList*) -> const void* { return InsertAvlNode(nullptr, nullptr, nullptr); },
-                "avltree, InsertAvlNode,  ] Can't InsertAvlNode the empty tree!\n\n"},
-               {[](SList* l) -> const void* { return FindInsList("x", l); },
-                "slist, FindInsList,  ] Must set the CmpsListNode function\n"},
-               {[](SList*) -> const void* { return CreateCommonPool(1, 3); },
-                "nodepool, CreateCommonPool,  ] Node Size too small!\n"},
-               {[](SList*) -> const void* { return CreateCommonPool(0, INT32_MIN); },
-                "nodepool, CreateCommonPool,  ] Node Size too small!\n"}};
-  for (const auto& [call, report] : kRows) {
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(call(list), nullptr);
-    std::string printed = testing::internal::GetCapturedStdout();
-    const auto end =
-        std::remove_if(printed.begin(), printed.end(), [](char c) { return c >= '0' && c <= '9'; });
-    EXPECT_NE(end, printed.end()) << "the number of a line";
-    printed.erase(end, printed.end());
-    EXPECT_EQ(printed, std::string("[ Assert Failed! commonbase/src/") + report);
-  }
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(InsertAvlNode(nullptr, nullptr, nullptr), nullptr);
+  EXPECT_EQ(FindInsList("x", list), nullptr);
+  for (const auto& [nodeNum, size] : {std::pair(1, 3), {0, INT32_MIN}})
+    EXPECT_EQ(CreateCommonPool(nodeNum, size), nullptr);
+  const std::string place = "[ Assert Failed! commonbase/src/",
+                    tooSmall = "nodepool, CreateCommonPool, N ] Node Size too small!\n";
+  EXPECT_EQ(std::regex_replace(testing::internal::GetCapturedStdout(), std::regex("[0-9]+"), "N"),
+            place + "avltree, InsertAvlNode, N ] Can't InsertAvlNode the empty tree!\n\n" + place +
+                "slist, FindInsList, N ] Must set the CmpsListNode function\n" + place + tooSmall + place +
+                tooSmall);
   FreesList(list);
 }
 

@@ -18,13 +18,11 @@ std::string Describe(const States& states) {
   for (const Bytes& file : states) {
     text += " [";
     for (size_t at = 0; at + vault::kBlock <= file.size(); at += vault::kBlock) {
-      const uint8_t* block = &file[at];
-      const std::string bytes(block, block + vault::kBlock);
-      if (block[1] == 2) text += "free ";
-      if (block[1] != 2)
-        text += std::to_string(vault::Get(block + 12)) + "." + std::to_string(vault::Get(block + 2, 2)) +
-                "#" + std::to_string(std::hash<std::string>()(bytes) % 1000) +
-                (vault::IsSound(block) ? " " : "! ");
+      const uint32_t sum = vault::Checksum(&file[at], vault::kBlock) % 1000;
+      text += file[at + 1] == 2
+                  ? "free "
+                  : std::to_string(vault::Get(&file[at + 12])) + "." +
+                        std::to_string(vault::Get(&file[at + 2], 2)) + "#" + std::to_string(sum) + " ";
     }
     text += "]";
   }
