@@ -5,22 +5,14 @@ static int32_t PM_CALL Descending(const void* a, const void* b) {
   return *(const int32_t*)b - *(const int32_t*)a;
 }
 
-static int32_t PM_CALL AppendDigit(AvlNode* node, void* digits) {
-  *(int32_t*)digits = *(int32_t*)digits * 10 + *(int32_t*)node->element;
-  return 0;
-}
-
-/* The digits 1 to 4 as a tree sorts them that is told to go down. */
+/* The digits 1 to 4, each as the least of those that are left for a list that is told to go down. */
 int32_t __cdecl DigitsDescending(void) {
-  int32_t digits = 0;
-  AvlTree* tree = CreateAvlTree(NULL, NULL, 3, NULL, sizeof digits);
-  tree->CmpAvlNode = Descending;
-  for (int32_t digit = 1; digit <= 4; ++digit) {
-    int32_t* element = tree->GetAvlElement(tree);
-    *element = digit;
-    InsertAvlNode(element, tree, tree->root);
-  }
-  InorderTravAvlTree(tree->root, AppendDigit, &digits);
-  ReleaseAvlTree(tree);
-  return digits;
+  int32_t digits[] = {2, 4, 1, 3}, number = 0;
+  SList* list = CreateEmptysList(1);
+  list->CmpsListNode = Descending;
+  for (int32_t i = 0; i < 4; ++i) AppendNodeTosList(&digits[i], list);
+  for (SListNode* least; (least = FindMinInsList(list, 0)) != NULL; DeletesListNode(least, list))
+    number = number * 10 + *(int32_t*)ListNodeElement(least);
+  FreesList(list);
+  return number;
 }
