@@ -7,7 +7,7 @@
 #include <csignal>
 #endif
 
-#include "storage/storage.h"
+#include "storage/controller.h"
 #include "tests/support/fixture.h"
 
 namespace {
@@ -96,6 +96,20 @@ TEST_F(ResultCodes, OfATableThatWasDamagedBehindOurBack) {
   restart();
   EXPECT_EQ(get(open(), id), Pattern(900));
   EXPECT_EQ(get(open(), other), Pattern(20));
+}
+
+// The vault is made to look as if it had all blocks but one that a data file can have.
+TEST_F(ResultCodes, OfAFullVault) {
+  DataBaseHandle* db = open();
+  const uint32_t stored = add(db, Pattern(900)), pending = CreateNewItemID(db, 1, nullptr);
+  EXPECT_EQ(PmSyncDirtyData(), 0);
+  const auto before = ReadBytes(file());
+  storage::FileInfo* info = storage::CurrentFile();
+  const uint32_t blockNum = std::exchange(info->blockNum, storage::kMaxBlocks - 1);
+  EXPECT_EQ(insert(db, pending, Pattern(5000), 1), -4);
+  EXPECT_EQ(ReadBytes(file()), before);
+  info->blockNum = blockNum;
+  EXPECT_EQ(DeleteItemFromDataBase(db, stored, 1), 0);
 }
 
 // An item whose packets are more than their numbers can count.
