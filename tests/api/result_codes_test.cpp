@@ -1,4 +1,4 @@
-// Every result code of every function that takes a handle or a path, by what brings it about.
+// Result codes that tests/api/transcripts cannot bring about: of full disks, and of vaults beyond every measure.
 
 #if !defined(_WIN32)
 #include <sys/resource.h>
@@ -12,90 +12,19 @@
 
 namespace {
 
-class ResultCodes : public DataBaseTest {
- protected:
-  const PmString path_ = Pm(file());
-};
+using ResultCodes = DataBaseTest;
 
-// Null handles and all kinds of IDs are for tests/catalogue/differential_test.cpp.
-TEST_F(ResultCodes, OfHandlesThatAreClosedAndOfFilesThatAreLost) {
-  const struct {
-    int32_t (*call)(DataBaseHandle* handle, uint32_t id);
-    int32_t closed, lost;
-  } kOperations[] = {
-      {[](DataBaseHandle* handle, uint32_t id) { return InserItemToDataBase(handle, id, "abc", 3, 0); }, -1,
-       -2},
-      {[](DataBaseHandle* handle, uint32_t id) { return DeleteItemFromDataBase(handle, id, 0); }, -1, -2},
-      {[](DataBaseHandle* handle, uint32_t id) { return PmModifyItem(handle, id, "abc", 0, 3, 0); }, -1, -2},
-      {[](DataBaseHandle* handle, uint32_t id) { return PmGetItemPtrByID(handle, &id) == nullptr ? 0 : 1; },
-       0, 0},
-      {[](DataBaseHandle* handle, uint32_t id) { return RetainID(handle, id + 1, 1, nullptr); }, 0, 1},
-      {[](DataBaseHandle* handle, uint32_t) { return CloseDataBaseFile(handle); }, -1, -2},
-      {[](DataBaseHandle* handle, uint32_t) { return CloseDataBaseFile(handle); }, -1, -3}};
-  DataBaseHandle *db = open(), *closed = open("closed.db");
+TEST_F(ResultCodes, OfAFileThatIsLost) {
+  DataBaseHandle* db = open();
   const uint32_t id = add(db, Pattern(3));
-  EXPECT_EQ(CloseDataBaseFile(closed), 0);
-  for (const auto& operation : kOperations)
-    EXPECT_EQ(operation.call(closed, id), operation.closed) << &operation - kOperations;
-  for (const auto call : {FirstGetItemID, NextGetItemID, GetItemCount}) EXPECT_EQ(call(closed, 1), 0u);
-  EXPECT_EQ(CreateNewItemID(closed, 1, nullptr), 0u);
-  // Behind the catalogue's back the engine closes the file.
-  EXPECT_EQ(storage::CloseDataFile(path_.c_str()), 0);
-  for (const auto& operation : kOperations)
-    EXPECT_EQ(operation.call(db, id), operation.lost) << &operation - kOperations;
+  EXPECT_EQ(storage::CloseDataFile(Pm(file()).c_str()), 0);  // behind the catalogue's back
+  EXPECT_EQ(insert(db, id, Pattern(3)), -2);
+  EXPECT_EQ(DeleteItemFromDataBase(db, id, 0), -2);
+  EXPECT_EQ(modify(db, id, Pattern(3), 0, 0), -2);
+  EXPECT_EQ(get(db, id), std::nullopt);
+  EXPECT_EQ(RetainID(db, id + 1, 1, nullptr), 1);
+  for (const int32_t result : {-2, -3}) EXPECT_EQ(CloseDataBaseFile(db), result);
   EXPECT_EQ(open(), db);
-}
-
-TEST_F(ResultCodes, OfBytesThatCannotBeStored) {
-  DataBaseHandle* db = open();
-  const Bytes huge(65535 * vault::kRoom + 1);
-  const uint32_t stored = add(db, Pattern(10)), pending = CreateNewItemID(db, 2, nullptr);
-  const struct {
-    const void* bytes;
-    int32_t offset;
-    uint32_t size;
-  } kRefused[] = {{"a", -2, 1},
-                  {"a", 11, 1},
-                  {nullptr, 0, 1},
-                  {huge.data(), 2, 0xFFFFFFFF},
-                  {huge.data(), -1, 65535001},
-                  {huge.data(), 10, 65534991}};
-  for (const auto& [bytes, offset, size] : kRefused)
-    EXPECT_EQ(PmModifyItem(db, stored, bytes, offset, size, 1), -1) << offset << ", " << size;
-  for (const uint32_t id : {stored, pending}) {
-    EXPECT_EQ(insert(db, id, huge), -1);
-    EXPECT_EQ(InserItemToDataBase(db, id, nullptr, 1, 0), -1);
-  }
-  EXPECT_EQ(get(db, stored), Pattern(10));
-  uint32_t flag = 0;
-  EXPECT_EQ(GetItemAddons(db, pending, &flag), nullptr);
-  EXPECT_EQ(flag, 1u) << "still pending";
-  EXPECT_EQ(GetItemAddons(db, pending, nullptr), nullptr);
-  EXPECT_EQ(PmGetItemPtrByID(db, nullptr), nullptr);
-  EXPECT_EQ(PmModifyItem(db, stored, nullptr, 10, 0, 0), 0);
-  // The table of IDs holds the longest record that there is, and then no other.
-  DataBaseHandle* full = open("full.db");
-  PmString text(32767490, 'x');
-  EXPECT_EQ(CreateNewItemID(full, 3, text.c_str()), 0u);
-  EXPECT_EQ(RetainID(full, 5, 3, text.c_str()), 0);
-  text.pop_back();
-  EXPECT_EQ(PmStartTransaction(), 0);
-  EXPECT_EQ(insert(full, CreateNewItemID(full, 3, text.c_str()), {}), 0);
-  EXPECT_EQ(insert(full, CreateNewItemID(full, 4, nullptr), {}), -1);
-}
-
-TEST_F(ResultCodes, OfATableThatWasDamagedBehindOurBack) {
-  const uint32_t id = add(open(), Pattern(900));
-  restart();
-  DataBaseHandle* db = open();
-  Bytes bytes = *ReadBytes(file());
-  const uint32_t table = vault::ScanFile(bytes).items[0].blocks[0];
-  bytes[table * vault::kBlock + 20] ^= 1;
-  WriteBytes(file(), bytes);
-  const uint32_t other = add(db, Pattern(20));
-  restart();
-  EXPECT_EQ(get(open(), id), Pattern(900));
-  EXPECT_EQ(get(open(), other), Pattern(20));
 }
 
 // The vault is made to look as if it had all blocks but one that a data file can have.
@@ -157,44 +86,6 @@ TEST_F(ResultCodes, OfAFullDiskAndOfTooManyOpenFiles) {
     EXPECT_EQ(Within(RLIMIT_NOFILE, next + spare, PmSyncDirtyData), -2) << spare;
 }
 
-// Names that the file system takes, but not those of what stands beside them.
-TEST_F(ResultCodes, OfNamesThatAreTooLong) {
-  const std::filesystem::path folder = std::filesystem::current_path();
-  std::filesystem::current_path(file().parent_path());
-  for (const size_t length : {250, 251, 255}) {
-    const std::string name = std::string(length - 3, 'x') + ".db";
-    const bool opens = OpenDataBaseFile(Text(name).c_str()) != nullptr;
-    EXPECT_EQ(opens, length == 250) << length;
-    EXPECT_EQ(std::filesystem::exists(name), opens) << length;
-  }
-  restart();
-  std::filesystem::current_path(folder);
-}
-
 #endif
-
-TEST_F(ResultCodes, OfPathsAndCounts) {
-  ReleasePmTotalDataController();
-  EXPECT_EQ(open(), nullptr);
-  EXPECT_EQ(PmRestoreBackupFile(path_.c_str()), -2);
-  ReleasePmTotalDataController();  // which was down
-  EXPECT_FALSE(std::filesystem::exists(file()));
-  for (int user = 0; user < 2; ++user) EXPECT_EQ(InitPmTotalDataController(), 1);
-  for (const auto call : {PmSyncDirtyData, PmStartTransaction, PmStopTransaction}) EXPECT_EQ(call(), -1);
-  DataBaseHandle* db = open();
-  ReleasePmTotalDataController();  // but for the other user
-  const PmString longest = path_ + PmString(255 - path_.size(), 'x');
-  for (const PmString& path : {Pm(file().parent_path()), Pm(file("no") / "a.db"), longest + PmChar('x')}) {
-    EXPECT_EQ(OpenDataBaseFile(path.c_str()), nullptr);
-    EXPECT_EQ(PmRestoreBackupFile(path.c_str()), -2);
-  }
-  EXPECT_EQ(OpenDataBaseFile(nullptr), nullptr);
-  EXPECT_EQ(PmRestoreBackupFile(nullptr), -1);
-  EXPECT_EQ(PmSyncDirtyData(), 0) << "none of these took the current file away";
-  EXPECT_NE(OpenDataBaseFile(longest.c_str()), nullptr);
-  EXPECT_EQ(open(), db);
-  EXPECT_EQ(PmRestoreBackupFile(path_.c_str()), 0);
-  for (const int32_t expected : {0, 0, 0, -1}) EXPECT_EQ(CloseDataBaseFile(db), expected);
-}
 
 }  // namespace
