@@ -1,10 +1,12 @@
 """What the transcripts know (*.txt): the library's calls, and what happens to files meanwhile. Bytes go with the ID."""
 
 import ctypes
+import errno
 import os
 import pathlib
 import shutil
 
+import pmstore
 import pytest
 from pmstore._library import library, text
 
