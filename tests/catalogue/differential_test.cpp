@@ -3,11 +3,9 @@
 // PMSTORE_TEST_STEPS sets the number of steps and PMSTORE_TEST_SEED the seed, which is printed.
 
 #include <ctime>
-#include <iostream>
-
 #include "tests/support/fixture.h"
 #include "tests/support/pair.h"
-#include "tests/support/setting.h"
+#include "tests/support/random.h"
 
 namespace fs = std::filesystem;
 
@@ -25,16 +23,14 @@ uint32_t Count(const Container& container) {
 
 class Differential : public DataBaseTest {
  protected:
-  void run(uint32_t seed, uint32_t steps) {
-    std::cout << "PMSTORE_TEST_SEED=" << seed << " PMSTORE_TEST_STEPS=" << steps << std::endl;
-    random_.seed(seed);
-    std::srand(seed);
+  void run(uint32_t steps) {
+    std::srand(random_.seed);
     prepare(dbs_[2]);
     for (uint32_t n = 0; n < steps; ++n) {
       chosen_ = false;
       step();
       if (!chosen_ || n % 64 == 0) checkFolder();
-      if (HasFailure()) FAIL() << "in step " << n << " of seed " << seed;
+      if (HasFailure()) FAIL() << "in step " << n << " of seed " << random_.seed;
     }
   }
 
@@ -61,8 +57,8 @@ class Differential : public DataBaseTest {
     WriteBytes(db.path, db.model.disk);
   }
 
-  uint32_t draw(uint32_t bound) { return static_cast<uint32_t>(random_() % bound); }
-  bool oneIn(uint32_t bound) { return draw(bound) == 0; }
+  uint32_t draw(uint32_t bound) { return random_.below(bound); }
+  bool oneIn(uint32_t bound) { return random_.oneIn(bound); }
   uint32_t anyKind() { return 1 + draw(3); }
 
   std::optional<PmString> anyUserData() {
@@ -95,7 +91,7 @@ class Differential : public DataBaseTest {
                                           2001, 2500, 3000, 3001, 4000, 5999, 6000, 20,   40};
     uint32_t size = oneIn(3) ? kSizes[draw(std::size(kSizes))] : draw(oneIn(4) ? 4500 : 60);
     if (db.model.disk.size() > 90 * vault::kBlock) size %= 50;
-    return Pattern(size, static_cast<uint32_t>(random_()));
+    return Pattern(size, draw(UINT32_MAX));
   }
 
   // Where a caller may have these bytes: in memory of its own, or (they change then) in the item's lent buffer.
@@ -172,7 +168,7 @@ class Differential : public DataBaseTest {
     const uint32_t size = found == db.model.items.end() ? 10 : found->second.size;
     int32_t offset = oneIn(3) ? -1 : static_cast<int32_t>(oneIn(3) ? size : draw(size + 2));
     if (oneIn(50)) offset = -2;
-    if (offset == -1 && oneIn(2)) bytes = Pattern(size, static_cast<uint32_t>(random_()));
+    if (offset == -1 && oneIn(2)) bytes = Pattern(size, draw(UINT32_MAX));
     const void* source = anySource(db, id, &bytes);
     db.modify(id, bytes, offset, oneIn(3), source);
   }
@@ -194,8 +190,8 @@ class Differential : public DataBaseTest {
     const bool isPending = waiting != db.model.pending.end();
     const vault::Record* record = isPending ? &waiting->second : db.model.find(id);
     ASSERT_EQ(pending, db.model.opens > 0 ? uint32_t{isPending} : 77);
-    ASSERT_EQ(userData != nullptr, record != nullptr && record->userData);
-    ASSERT_TRUE(userData == nullptr || userData == *record->userData);
+    ASSERT_EQ(userData != nullptr ? PmString(userData) : PmString(u"none"),
+              record != nullptr ? record->userData.value_or(u"none") : u"none");
   }
 
   void enumerate(Pair& db) {
@@ -261,7 +257,7 @@ class Differential : public DataBaseTest {
               expected);
   }
 
-  std::mt19937 random_;
+  Random random_;
   Pair dbs_[3] = {Pair(file("a.db")), Pair(file("b.db")), Pair(file("c.db"))};
   bool chosen_ = false;  // one of them, for the step
   uint32_t drawn_ = 0;
@@ -270,7 +266,7 @@ class Differential : public DataBaseTest {
 TEST_F(Differential, AnswersAndFilesAreTheModels) {
   // Items whose blocks were half overwritten after an unmarked delete may come back in part.
   checkFiles_ = false;
-  run(Setting("PMSTORE_TEST_SEED", std::random_device()()), Setting("PMSTORE_TEST_STEPS", 20000));
+  run(Setting("PMSTORE_TEST_STEPS", 20000));
 }
 
 }  // namespace

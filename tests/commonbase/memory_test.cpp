@@ -1,4 +1,8 @@
 // What hands out pieces of memory, how a caller's broken precondition is reported, and the set of numbers.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
 #include <regex>
 #include <set>
 
@@ -6,7 +10,7 @@
 #include "commonbase/src/numberset.h"
 #include "nodepool.h"
 #include "slist.h"
-#include "tests/commonbase/random.h"
+#include "tests/support/random.h"
 
 namespace {
 
@@ -112,11 +116,11 @@ TEST(NumberSet, IsASetWhateverTheLimit) {
     uint32_t room = 0;
     for (int step = 0; step < 4000; ++step) {
       if (room < limit && (room == 0 || random.oneIn(1000))) {
-        room = step > 3000 ? limit : 1 + static_cast<uint32_t>(random.below(limit));
+        room = step > 3000 ? limit : 1 + random.below(limit);
         ASSERT_TRUE(set.reserve(room));
       }
       // The bounds of words are where such a set goes wrong.
-      auto number = static_cast<uint32_t>(random.below(room));
+      uint32_t number = random.below(room);
       if (random.oneIn(2)) number = std::min(number / 64 * 64 + (random.oneIn(2) ? 0 : 63), room - 1);
       if (random.oneIn(2)) {
         set.insert(number);

@@ -1,7 +1,13 @@
 // The pool of memory beside what memory is: blocks that nobody else writes into, aligned, as large as asked for.
 #include "commonbase/src/memorypool.h"
 
-#include "tests/commonbase/random.h"
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "tests/support/random.h"
 
 namespace {
 

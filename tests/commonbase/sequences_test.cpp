@@ -1,9 +1,17 @@
 // Tree and lists beside a string of letters: whatever happens to the one happens to the other, and after each step
 // both hold the same.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <vector>
+
 #include "avltree.h"
 #include "dlist.h"
 #include "slist.h"
-#include "tests/commonbase/random.h"
+#include "tests/support/random.h"
 
 namespace {
 
@@ -103,33 +111,22 @@ TEST(AvlTree, BehavesLikeASetWithOrWithoutMemory) {
   Compare<Tree>();
 }
 
+// Each line of the file: changes, of which a capital letter is a deletion; the tree then; and its letters, children first.
 TEST(AvlTree, TurnsAboutADifferenceOfTwoThatAnInsertionMeets) {
-  const struct {
-    std::string changes, shape, postorder;  // a capital letter is deleted
-  } kRows[] = {{"abB", "(a1)", "a"},
-               {"acb", "((a0)b1(c0))", "acb"},
-               {"cab", "((a0)b1(c0))", "acb"},
-               {"dbfacegDB", "(((a0)c1)e2(f1(g0)))", "acgfe"},
-               {"dbfacegACEG", "((b1)d2(f1))", "bfd"},
-               {"dbfaACb", "((b0)d1(f0))", "bfd"},
-               {"bacdAc", "(b2(c1(d0)))", "dcb"},
-               {"bacdAd", "((b0)c1(d0))", "bdc"},
-               {"cbdaDb", "(((a0)b1)c2)", "abc"},
-               {"cbdaDa", "((a0)b1(c0))", "acb"},
-               {"fbhadgicejDIJGHe", "(((a0)b2((c0)e1))f3)", "acebf"},
-               {"hdlbfjnacegikmoABCDEFGp", "(h4(((i0)j1(k0))l3((m0)n2(o1(p0)))))", "ikjmponlh"}};
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(row.changes);
+  std::ifstream lines(PMSTORE_TREES);
+  std::string changes, shape, postorder;
+  while (lines >> changes >> shape >> postorder) {
+    SCOPED_TRACE(changes);
     {
       Tree tree;
-      for (const char c : row.changes)
-        c >= 'a' ? tree.insert(c) : tree.remove(static_cast<char>(c + 'a' - 'A'));
-      EXPECT_EQ(Tree::Shape(tree.tree->root), row.shape);
-      EXPECT_EQ(tree.letters(PostorderTravAvlTree), row.postorder);
+      for (const char c : changes) c >= 'a' ? tree.insert(c) : tree.remove(static_cast<char>(c + 'a' - 'A'));
+      EXPECT_EQ(Tree::Shape(tree.tree->root), shape);
+      EXPECT_EQ(tree.letters(PostorderTravAvlTree), postorder);
       Tree::givenBack.clear();
     }
-    EXPECT_EQ(Tree::givenBack, row.postorder) << "by its release";
+    EXPECT_EQ(Tree::givenBack, postorder) << "by its release";
   }
+  EXPECT_EQ(postorder, "ikjmponlh") << "of the last line";
 }
 
 // ---- The list ----

@@ -5,12 +5,11 @@
 // PMSTORE_FAULTS_SEED is the first seed. PMSTORE_FAULTS_STATES sets how many states of the medium are tried,
 // PMSTORE_FAULTS_SESSIONS how many sessions run with failing calls. What was tried is printed.
 
-#include <random>
 #include <unordered_set>
 
 #include "tests/faults/medium.h"
 #include "tests/faults/session.h"
-#include "tests/support/setting.h"
+#include "tests/support/random.h"
 
 namespace {
 

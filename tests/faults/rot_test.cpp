@@ -13,18 +13,10 @@ namespace {
 
 using vault::kBlock;
 
-// The table, an item in one block, which is changed and deleted, one in three with a leftover of a longer
-// version, and a free block.
+// The table, an item in one block, which is changed and deleted, one in three with a leftover of a longer version, and a
+// free block.
 Bytes EveryKind() {
-  Bytes file =
-      vault::MakeBlocks(0, vault::MakeTable({{{0, 0}, 1, 9, std::nullopt}, {{0, 0}, 1, 7, u"name"}}));
-  Bytes free = vault::MakeBlocks(11, Bytes(10, 'c'));
-  free[1] = 2;
-  for (const Bytes& part : {vault::MakeBlocks(9, Bytes(300, 'b')), vault::MakeBlocks(7, Bytes(2300, 'a')),
-                            vault::MakeBlock(7, Bytes(4300, 'd'), 3), free}) {
-    file.insert(file.end(), part.begin(), part.end());
-  }
-  return file;
+  return ReadBytes(PMSTORE_CORPUS "/open/every-kind-and-a-leftover").value();
 }
 
 TEST(Rot, EveryBitFlippedAndCutAtEveryLength) {
