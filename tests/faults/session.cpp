@@ -65,11 +65,6 @@ std::string Judge(const fs::path& path, Opening opening, const States& states) {
   return wrong;
 }
 
-void Session::record(const std::vector<seam::Change>* changes) {
-  changes_ = changes;
-  calls_.clear();
-}
-
 Session::Call Session::begin() const {
   Call call{};
   call.firstChange = changes_ != nullptr ? changes_->size() : 0;

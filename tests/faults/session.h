@@ -59,7 +59,7 @@ class Session {
   void assume(int v, const States& states) { vaults_[v].states = states; }
 
   // Notes the calls from now on, with how many changes there were.
-  void record(const std::vector<seam::Change>* changes);
+  void record(const std::vector<seam::Change>* changes) { changes_ = changes, calls_.clear(); }
   const std::vector<Call>& calls() const { return calls_; }
 
  private:

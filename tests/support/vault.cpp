@@ -74,10 +74,6 @@ bool IsSound(const uint8_t* block) {
   return size <= kRoom && Checksum(block, 16 + size) == Get(block + 1016);
 }
 
-uint32_t BlocksFor(size_t size) {
-  return static_cast<uint32_t>((size + kRoom - 1) / kRoom);
-}
-
 Bytes MakeBlock(uint32_t id, const Bytes& item, uint32_t index) {
   Bytes block(kBlock);
   uint8_t* const at = block.data();

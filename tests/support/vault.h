@@ -27,7 +27,9 @@ void Put(uint8_t* at, uint32_t value, int width = 4);
 uint32_t Checksum(const uint8_t* bytes, size_t size);
 bool IsSound(const uint8_t* block);
 
-uint32_t BlocksFor(size_t size);
+inline uint32_t BlocksFor(size_t size) {
+  return static_cast<uint32_t>((size + kRoom - 1) / kRoom);
+}
 
 // Packet `index` (from 0) of an item as a whole block, and the item's blocks one after the other.
 Bytes MakeBlock(uint32_t id, const Bytes& item, uint32_t index);
