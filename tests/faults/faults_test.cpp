@@ -71,7 +71,7 @@ class Failure : public Faults, public testing::WithParamInterface<Row> {
     Session s(live_.path());
     s.draw(seed, 6);
     seam::Arm(GetParam().fault, at, stays, seed, GetParam().ending);
-    s.draw(~seed, 8);
+    s.draw(~seed, GetParam().fault == seam::Fault::kStorm ? 15 : 8);
     const bool struck = seam::struck != 0;
     if (at % 2 == 0) s.takeDown();
     judgeDeath(s, Opening::kPlain);
