@@ -1,6 +1,7 @@
 // The file helpers, and the platform that they and the storage stand on.
 #include "file.h"
 
+#include <chrono>
 #include <cstring>
 
 #include "platform/platform.h"
@@ -142,6 +143,16 @@ TEST_F(Files, CurrentFolderIsTheProgramsOwn) {
   EXPECT_EQ(folder.compare(0, PmString(buffer).size(), buffer), 0);
   EXPECT_EQ(buffer[size], PmChar{'!'});
   EXPECT_EQ((Results{GetCurDir(0, buffer), GetCurDir(10, nullptr)}), (Results{0, 0}));
+}
+
+TEST_F(Files, HaveStampsOfTheirTime) {
+  const PmString name = make("file", {});
+  const auto time = std::filesystem::last_write_time(folder_.path() / "file");
+  platform::FileStamp before, after;
+  EXPECT_TRUE(platform::StampOf(name.c_str(), &before));
+  std::filesystem::last_write_time(folder_.path() / "file", time + std::chrono::seconds(2));
+  EXPECT_TRUE(platform::StampOf(name.c_str(), &after));
+  EXPECT_FALSE(before == after);
 }
 
 #if defined(__linux__)
