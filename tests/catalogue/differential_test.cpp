@@ -59,10 +59,10 @@ class Differential : public DataBaseTest {
 
   uint32_t draw(uint32_t bound) { return random_.below(bound); }
   bool oneIn(uint32_t bound) { return random_.oneIn(bound); }
-  uint32_t anyKind() { return 1 + draw(3); }
+  uint32_t anyKind() { return 1 + draw(2); }
 
   std::optional<PmString> anyUserData() {
-    if (oneIn(2)) return std::nullopt;
+    if (oneIn(3)) return std::nullopt;
     static const PmString kTexts[] = {Text(""), Text("a"), Text("A"), Text("notes/mail"),
                                       Text(std::string(90, 'x'))};
     return kTexts[draw(std::size(kTexts))];
@@ -233,9 +233,9 @@ class Differential : public DataBaseTest {
       uint32_t weight;
       Operation operation;
     } kOperations[] = {
-        {25, &Differential::openOrClose}, {145, &Differential::makeId},   {260, &Differential::insert},
+        {25, &Differential::openOrClose}, {145, &Differential::makeId},   {200, &Differential::insert},
         {210, &Differential::modify},     {120, &Differential::remove},   {60, &Differential::read},
-        {30, &Differential::lookUp},      {40, &Differential::enumerate}, {4, &Differential::loseFile},
+        {90, &Differential::lookUp},      {40, &Differential::enumerate}, {4, &Differential::loseFile},
     };
     uint32_t roll = draw(1000);
     for (const auto& [weight, operation] : kOperations) {
@@ -243,7 +243,7 @@ class Differential : public DataBaseTest {
       roll -= weight;
     }
     if (roll < 45) return sync();
-    if (roll < 85) return transaction();
+    if (roll < 100) return transaction();
     restart();
   }
 
