@@ -14,13 +14,13 @@
 #include "pmstore.h"
 
 struct DataBaseHandle {
-  PmChar path[512];
-  int32_t openCount;
+  PmChar path[512] = {};
+  int32_t openCount = 0;
   catalogue::IdTable committedIds;
   catalogue::IdTable pendingIds;
-  uint32_t cursor;  // the slot of committedIds where the enumeration goes on
+  uint32_t cursor = 0;  // the slot of committedIds where the enumeration goes on
 
-  uint32_t unsavedFrom;
+  uint32_t unsavedFrom = 0;
 };
 
 namespace catalogue {
@@ -41,8 +41,8 @@ bool LoadIdTable(DataBaseHandle* handle);
 
 // The committed table as it is to be: with `record`, or with none, in `slot`.
 struct SlotEdit {
-  uint32_t slot;
-  const ItemIdRecord* record;
+  uint32_t slot = 0;
+  const ItemIdRecord* record = nullptr;
 };
 constexpr SlotEdit kNoEdit = {kAllSaved, nullptr};
 

@@ -13,7 +13,7 @@
 namespace catalogue {
 
 struct PmTotalDataController {
-  int32_t refCount;
+  int32_t refCount = 0;
   SlotArray<DataBaseHandle>* registry;  // null while the catalogue is down
 };
 

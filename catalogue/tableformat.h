@@ -33,12 +33,12 @@ uint8_t* StoreRecord(const ItemIdRecord* record, uint8_t* bytes);
 
 // One record as it stands in the table's bytes.
 struct StoredRecord {
-  uint32_t reserved0;
-  uint32_t reserved1;
-  uint32_t kind;
-  uint32_t itemId;
-  uint32_t userDataSize;    // bytes, terminator included; even
-  const uint8_t* userData;  // in the table's bytes, at any alignment
+  uint32_t reserved0 = 0;
+  uint32_t reserved1 = 0;
+  uint32_t kind = 0;
+  uint32_t itemId = 0;
+  uint32_t userDataSize = 0;          // bytes, terminator included; even
+  const uint8_t* userData = nullptr;  // in the table's bytes, at any alignment
 };
 
 enum class RecordResult {
@@ -56,8 +56,8 @@ RecordResult DecodeRecord(const uint8_t* bytes, uint32_t size, uint32_t* positio
 
 // What loading a stored table takes.
 struct TableMeasure {
-  uint32_t size;  // of the table in bytes
-  uint32_t records;
+  uint32_t size = 0;  // of the table in bytes
+  uint32_t records = 0;
 };
 
 // Goes over the table's `size` bytes without building anything. False when a record is malformed.

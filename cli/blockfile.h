@@ -74,9 +74,9 @@ class BlockFile {
  private:
   // Where a block stands: in the file, or in the journal beside it.
   struct Piece {
-    uint64_t offset;
-    bool isInJournal;
-    bool isFree;
+    uint64_t offset = 0;
+    bool isInJournal = false;
+    bool isFree = false;
   };
 
   void layOver(Reading reading);

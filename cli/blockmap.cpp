@@ -24,10 +24,10 @@ std::string FillOf(const MapBlock& block, bool byItem) {
 
 // A run of equal cells: which blocks, and what they are.
 struct Run {
-  size_t first;  // block
-  size_t last;
+  size_t first = 0;  // block
+  size_t last = 0;
   MapBlock block;
-  bool isMixed;  // the cells show the worst of several blocks
+  bool isMixed = false;  // the cells show the worst of several blocks
 };
 
 std::string TipOf(const Image& image, const Run& run, bool names) {

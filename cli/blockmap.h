@@ -14,8 +14,8 @@ namespace cli {
 enum class Tile { kFree, kLeftOver, kTable, kItem, kDamaged };
 
 struct MapBlock {
-  Tile tile;
-  uint32_t itemId;  // of kTable and kItem, and of kDamaged where it is known
+  Tile tile{};
+  uint32_t itemId = 0;  // of kTable and kItem, and of kDamaged where it is known
 };
 
 // What each block is.
@@ -28,10 +28,10 @@ size_t ScaleOf(const std::vector<MapBlock>& map, size_t cells);
 MapBlock WorstOf(const std::vector<MapBlock>& map, size_t first, size_t count);
 
 struct TileStyle {
-  const char* name;
-  char sign;
-  Colour colour;
-  const char* svgColour;
+  const char* name = nullptr;
+  char sign = '\0';
+  Colour colour{};
+  const char* svgColour = nullptr;
 };
 const TileStyle& StyleOf(Tile tile);
 constexpr Tile kTilesInLegend[] = {Tile::kTable, Tile::kItem, Tile::kFree, Tile::kLeftOver, Tile::kDamaged};

@@ -16,7 +16,7 @@
 namespace cli {
 
 struct Tool {
-  CLI::App* app;
+  CLI::App* app = nullptr;
   Console console;
   std::function<ExitCode()> chosen;  // the body of the command on the command line
 };

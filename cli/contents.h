@@ -27,8 +27,8 @@ Contents ContentsOf(const Image& image, Console& console);
 enum class Change { kAdded, kRemoved, kChanged };
 
 struct Difference {
-  uint32_t id;
-  Change change;
+  uint32_t id = 0;
+  Change change{};
   Content before;  // empty for kAdded
   Content after;   // empty for kRemoved
 };

@@ -13,7 +13,7 @@ namespace cli {
 struct FoundFile {
   std::filesystem::path path;
   std::string name;
-  uint64_t size;
+  uint64_t size = 0;
 };
 
 struct Walk {

@@ -39,7 +39,7 @@ enum class Weight { kDamage, kSuspicion, kNote };
 
 struct Finding {
   std::string code;
-  Weight weight;
+  Weight weight{};
   std::string what;               // a whole sentence part, with its place
   std::optional<uint32_t> item;   // the item it concerns
   std::optional<uint32_t> block;  // the block it was seen in

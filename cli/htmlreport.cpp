@@ -149,8 +149,8 @@ std::string Fates(const ReportData& data) {
 // How many items of each kind are of which size.
 std::string Sizes(const ReportData& data) {
   struct Class {
-    const char* name;
-    uint32_t upTo;
+    const char* name = nullptr;
+    uint32_t upTo = 0;
   };
   constexpr Class kClasses[] = {{"empty", 0},          {"to 492", 492},         {"to 1,000", 1000},
                                 {"to 10,000", 10'000}, {"to 100,000", 100'000}, {"more", UINT32_MAX}};

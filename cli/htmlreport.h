@@ -14,8 +14,8 @@ namespace cli {
 struct NeighbourFile {
   std::string name;
   std::string what;
-  uint64_t size;
-  int64_t modified;
+  uint64_t size = 0;
+  int64_t modified = 0;
 };
 
 struct ReportData {
@@ -23,9 +23,9 @@ struct ReportData {
   std::vector<Finding> findings;
   const Rescue& rescue;  // what salvage would make of it
   std::vector<NeighbourFile> files;
-  bool names;
+  bool names = false;
   std::string version;  // of the tool
-  int64_t now;
+  int64_t now = 0;
 };
 
 std::string HtmlReport(const ReportData& data);

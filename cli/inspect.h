@@ -32,12 +32,12 @@ enum class BlockState { kUsed, kFree, kLeftOver, kMalformed };
 
 struct Block {
   storage::PacketHeader header;
-  BlockState state;
-  bool sound;  // its checksum is right
+  BlockState state{};
+  bool sound = false;  // its checksum is right
 };
 
 struct Problem {
-  uint32_t block;
+  uint32_t block = 0;
   std::string what;
   const char* code = "";  // of what keeps a file from being a data file; see findings.h
 };

@@ -35,8 +35,8 @@ enum class Proof {
 
 struct Mended {
   Bytes block;  // but for its filler, as it was written
-  Proof proof;
-  double falseChance;
+  Proof proof{};
+  double falseChance = 0;
 };
 
 constexpr double kProven = 1.0 / 4096;

@@ -11,8 +11,8 @@
 namespace cli {
 
 struct Owner {
-  uint32_t item;
-  const char* because;  // how that is known; empty where the block says it itself
+  uint32_t item = 0;
+  const char* because = nullptr;  // how that is known; empty where the block says it itself
 };
 
 class Owners {

@@ -17,7 +17,7 @@ namespace cli {
 
 struct MendedBlock {
   Mended mended;
-  bool isLive;
+  bool isLive = false;
   storage::PacketHeader header() const { return storage::DecodeHeader(mended.block.data()); }
   bool isProven() const { return isLive && IsProven(mended); }
 };

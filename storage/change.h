@@ -23,8 +23,8 @@ class BlockWindow;
 
 // A block that is copied into another one.
 struct BlockMove {
-  uint32_t to;
-  uint32_t from;
+  uint32_t to = 0;
+  uint32_t from = 0;
 };
 
 class Change {
@@ -74,8 +74,8 @@ class Change {
   // Visits every block that is to be written, in an order that stays the same: visit(block, write). False when a visit
   // gave false.
   struct Write {
-    const ItemInfo* item;  // null: copied from the source
-    uint32_t index;        // of the item's packet; of the source's block
+    const ItemInfo* item = nullptr;  // null: copied from the source
+    uint32_t index = 0;              // of the item's packet; of the source's block
   };
   template <typename Visit>
   bool forEachWrite(Visit visit) const;
@@ -94,27 +94,27 @@ class Change {
   enum Kind : uint8_t { kTaken, kGiven, kMarked, kRemoved, kMade, kEdited };
   enum Flag : uint8_t { kNoFlag = 0, kWasUnmarked = 1, kWasUnlisted = 2, kWasEnd = 4, kWasDirty = 8 };
   struct Step {
-    Kind kind;
-    uint8_t flags;
-    uint32_t block;  // kEdited: the number of the edit
-    ItemInfo* item;
+    Kind kind{};
+    uint8_t flags = 0;
+    uint32_t block = 0;  // kEdited: the number of the edit
+    ItemInfo* item = nullptr;
   };
   // An item as it was before an edit.
   struct Edit {
-    bool hadBytes;
-    bool wasDirty;
-    bool wasInOrder;
-    uint32_t offset, size;
-    uint32_t changedFrom, changedTo;
-    uint8_t* tail;  // from `offset` on
+    bool hadBytes = false;
+    bool wasDirty = false;
+    bool wasInOrder = false;
+    uint32_t offset = 0, size = 0;
+    uint32_t changedFrom = 0, changedTo = 0;
+    uint8_t* tail = nullptr;  // from `offset` on
   };
 
   int32_t prepare();
   int32_t stage(ItemInfo** items, uint32_t count);
   // What staging items takes: the file's length in blocks behind it, and steps of the log.
   struct Needs {
-    int64_t blockNum;
-    uint32_t steps;
+    int64_t blockNum = 0;
+    uint32_t steps = 0;
   };
   Needs needsOf(ItemInfo* const* items, uint32_t count) const;
   bool reserve(ItemInfo** items, uint32_t count);

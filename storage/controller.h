@@ -37,33 +37,33 @@ enum class Transaction : uint8_t {
 };
 
 struct FileInfo {
-  PmChar path[kMaxPath + 1];
+  PmChar path[kMaxPath + 1] = {};
   ItemIndex index;
   platform::File file;
-  uint32_t blockNum;
+  uint32_t blockNum = 0;
   commonbase::NumberSet freeBlocks;
-  uint32_t openFlags;
+  uint32_t openFlags = 0;
   commonbase::GrowArray<ItemInfo*> dirtyItems;
-  Transaction transaction;
+  Transaction transaction{};
 
   commonbase::SlabPool<ItemInfo> itemPool;  // the storage of the index's records
 
   Journal journal;
-  Overlay* overlay;  // what a journal that stays as it is lays over the file; null without one
-  uint64_t blockSum;
-  uint32_t roomEnd;  // room on the medium is taken up to this block, when that lies behind the file's end
+  Overlay* overlay = nullptr;  // what a journal that stays as it is lays over the file; null without one
+  uint64_t blockSum = 0;
+  uint32_t roomEnd = 0;  // room on the medium is taken up to this block, when that lies behind the file's end
   commonbase::NumberSet unmarkedBlocks;
   commonbase::NumberSet unlistedBlocks;
 
   commonbase::NumberSet staleBlocks;
   platform::File backup;  // the one that this record's stamps and staleBlocks speak of, while it is open
-  uint32_t backupRoomEnd;
+  uint32_t backupRoomEnd = 0;
   platform::FileStamp dataStamp;  // of the file as the engine found or left it
   platform::FileStamp backupStamp;
 
-  uint64_t
-      unreadBytes;  // of items whose bytes are in the file alone; nothing but memory's layout depends on it
-  int64_t readCredit;  // blocks that may be read along with others (read.h)
+  // Of items whose bytes are in the file alone; nothing but memory's layout depends on it.
+  uint64_t unreadBytes = 0;
+  int64_t readCredit = 0;  // blocks that may be read along with others (read.h)
 };
 
 // Open flag: packets are not verified when items are read.
@@ -75,9 +75,9 @@ constexpr uint32_t kBufferBlocks = 40;
 constexpr uint32_t kBufferAlignment = 64;
 
 struct PmDataController {
-  SList* openFiles;        // of FileInfo, in the order in which they were opened
-  SListNode* currentFile;  // null when no file is current
-  uint8_t* blockBuffer;
+  SList* openFiles = nullptr;        // of FileInfo, in the order in which they were opened
+  SListNode* currentFile = nullptr;  // null when no file is current
+  uint8_t* blockBuffer = nullptr;
 };
 
 // Null while the engine is down.

@@ -40,13 +40,13 @@ constexpr uint32_t kMaxFileSize = 0x80000000U - kBlockSize;
 constexpr uint32_t kMaxBlocks = kMaxFileSize / kBlockSize;
 
 struct PacketHeader {
-  uint8_t packetFlag;
-  uint8_t formatVersion;
-  uint8_t packetType;
-  uint16_t packetSeq;  // the packet's number within its item, from 1; 0 for the only packet
-  uint32_t dataLength;
-  uint32_t itemOffset;  // where this packet's bytes stand within the item
-  uint32_t itemId;
+  uint8_t packetFlag = 0;
+  uint8_t formatVersion = 0;
+  uint8_t packetType = 0;
+  uint16_t packetSeq = 0;  // the packet's number within its item, from 1; 0 for the only packet
+  uint32_t dataLength = 0;
+  uint32_t itemOffset = 0;  // where this packet's bytes stand within the item
+  uint32_t itemId = 0;
 };
 
 inline uint32_t LoadU32(const uint8_t* bytes) {

@@ -113,10 +113,10 @@ class Journal {
   // A journal that is being made.
   struct Fresh {
     platform::File file;
-    JournalHeader header;  // of the whole file, also where the first frame cuts it
-    uint64_t firstFrame;   // its end; 0 when there is none
-    uint32_t blockNum;     // the file's length behind that frame
-    uint64_t roomEnd;      // zeros up to there: wanted, then written
+    JournalHeader header;     // of the whole file, also where the first frame cuts it
+    uint64_t firstFrame = 0;  // its end; 0 when there is none
+    uint32_t blockNum = 0;    // the file's length behind that frame
+    uint64_t roomEnd = 0;     // zeros up to there: wanted, then written
   };
   static bool write(Fresh* fresh, const platform::File& data, const commonbase::NumberSet& unmarked,
                     const commonbase::NumberSet& unlisted);

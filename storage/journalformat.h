@@ -45,9 +45,9 @@ constexpr uint32_t kFrameHeadSize = 32;
 constexpr uint32_t kRecordHeadSize = 16;
 
 struct JournalHeader {
-  uint64_t salt;
-  uint32_t blockNum;  // of the data file when the journal began
-  uint64_t blockSum;  // the sum of BlockPart over those blocks
+  uint64_t salt = 0;
+  uint32_t blockNum = 0;  // of the data file when the journal began
+  uint64_t blockSum = 0;  // the sum of BlockPart over those blocks
 };
 
 enum FrameKind : uint32_t {
@@ -56,10 +56,10 @@ enum FrameKind : uint32_t {
 };
 
 struct FrameHead {
-  uint64_t salt;
-  uint64_t number;
-  uint32_t blockNum;  // of the data file after the change
-  uint32_t kind;
+  uint64_t salt = 0;
+  uint64_t number = 0;
+  uint32_t blockNum = 0;  // of the data file after the change
+  uint32_t kind = 0;
 };
 
 enum RecordType : uint32_t {
@@ -81,9 +81,9 @@ constexpr uint32_t UnitSize(uint32_t type) {
 }
 
 struct RecordHead {
-  uint32_t type;
-  uint32_t first;
-  uint32_t count;
+  uint32_t type = 0;
+  uint32_t first = 0;
+  uint32_t count = 0;
 };
 
 // Puts a header into a zeroed page; reads one, false when it is not whole.
@@ -101,7 +101,7 @@ uint64_t HashBytes(uint64_t state, const uint8_t* bytes, size_t size);
 
 // What the two halves of a block hold.
 struct HalfHashes {
-  uint64_t half[2];
+  uint64_t half[2] = {};
   bool operator==(const HalfHashes& other) const {
     return half[0] == other.half[0] && half[1] == other.half[1];
   }

@@ -41,24 +41,24 @@ FrameOutcome ReadFrame(const platform::File& journal, uint64_t* position, uint64
 
 // What one frame says of one block.
 struct JournalWord {
-  uint32_t block;
-  uint32_t order;     // later words end earlier ones
-  uint32_t type;      // kImageRecord, kDirectRecord, kAheadRecord, kMarkRecord or kFreedRecord
-  uint64_t offset;    // of an image in the journal
-  HalfHashes halves;  // of an image or a directly written block; half[0] is the header's hash of one ahead
+  uint32_t block = 0;
+  uint32_t order = 0;   // later words end earlier ones
+  uint32_t type = 0;    // kImageRecord, kDirectRecord, kAheadRecord, kMarkRecord or kFreedRecord
+  uint64_t offset = 0;  // of an image in the journal
+  HalfHashes halves;    // of an image or a directly written block; half[0] is the header's hash of one ahead
 };
 
 // A block as the journal found it.
 struct FoundBlock {
-  uint32_t block;
-  uint64_t part;
+  uint32_t block = 0;
+  uint64_t part = 0;
   HalfHashes halves;
 };
 
 // What a block is after all frames.
 struct LastWord {
-  uint64_t imageAt;  // where its image stands in the journal; 0 when the file holds its bytes
-  bool isFree;       // it gets the free mark
+  uint64_t imageAt = 0;  // where its image stands in the journal; 0 when the file holds its bytes
+  bool isFree = false;   // it gets the free mark
 };
 
 class JournalContents {

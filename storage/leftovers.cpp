@@ -10,8 +10,8 @@ namespace storage {
 namespace {
 
 struct Packets {
-  const FileInfo* file;
-  const ItemInfo* item;
+  const FileInfo* file = nullptr;
+  const ItemInfo* item = nullptr;
 };
 
 PacketCheck Check(void* context, uint32_t index) {

@@ -21,8 +21,8 @@ namespace storage {
 namespace {
 
 struct Scan {
-  FileInfo* file;
-  ItemInfo* last;  // of the packet before: an item's packets mostly follow each other
+  FileInfo* file = nullptr;
+  ItemInfo* last = nullptr;  // of the packet before: an item's packets mostly follow each other
   commonbase::GrowArray<ItemInfo*> suspects;  // items whose packets do not stand in order
 };
 

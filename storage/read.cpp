@@ -105,8 +105,8 @@ int32_t Build(FileInfo* file, ItemInfo* item, Place place) {
 
 // The window of blocks that an item's first block lies in.
 struct Window {
-  uint32_t first;
-  uint32_t count;
+  uint32_t first = 0;
+  uint32_t count = 0;
 
   Window(const FileInfo* file, const ItemInfo* item)
       : first(item->fragments[0] / kBlockSize / kBufferBlocks * kBufferBlocks),

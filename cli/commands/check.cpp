@@ -20,9 +20,9 @@ struct Options {
 // What one of the files is.
 struct Judged {
   std::string file;
-  Verdict verdict;
+  Verdict verdict{};
   Contents contents;
-  bool canBeMended;
+  bool canBeMended = false;
   std::string doubted;  // the items in doubt, as words for --accept
   Json json;
 };

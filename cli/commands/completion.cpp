@@ -11,7 +11,7 @@ namespace {
 struct Option {
   std::string name;  // "--sort"
   std::string what;
-  bool takesValue;
+  bool takesValue = false;
   std::string choices;  // the values, where they can be listed, with spaces between
 };
 

@@ -17,8 +17,8 @@ struct Options {
 };
 
 struct Row {
-  const Record* record;
-  uint32_t size;
+  const Record* record = nullptr;
+  uint32_t size = 0;
 };
 
 void Declare(CLI::App& command, Options& options) {

@@ -78,8 +78,8 @@ void Store(const Rescue& rescue, const VaultPath& target, Console& console) {
 }
 
 struct Words {
-  const char* text;
-  Colour colour;
+  const char* text = nullptr;
+  Colour colour{};
 };
 
 Words WordsOf(FateKind kind) {

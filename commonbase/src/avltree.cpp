@@ -193,9 +193,9 @@ AvlNode* DoubleRotateWithRight(AvlNode* k1) {
 enum class Outcome { kAdded, kPresent, kNoMemory };
 
 struct Insertion {
-  void* element;
-  AvlTree* tree;
-  Outcome outcome;
+  void* element = nullptr;
+  AvlTree* tree = nullptr;
+  Outcome outcome{};
 
   int32_t compareWith(const AvlNode* node) const { return tree->CmpAvlNode(element, node->element); }
 };

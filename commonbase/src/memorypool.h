@@ -41,14 +41,14 @@ class MemoryPool {
 
  private:
   struct Piece {
-    size_t size;
-    size_t taken;
+    size_t size = 0;
+    size_t taken = 0;
   };
   // Memory of a piece that no block has yet, or no more.
   struct Room {
-    uint8_t* next;
-    uint8_t* end;
-    Piece* piece;
+    uint8_t* next = nullptr;
+    uint8_t* end = nullptr;
+    Piece* piece = nullptr;
 
     size_t size() const { return static_cast<size_t>(end - next); }
   };
