@@ -3,6 +3,7 @@
 #define _FILE_OFFSET_BITS 64
 #endif
 
+#include "platform/descriptor.h"
 #include "platform/platform.h"
 
 #include <errno.h>
@@ -107,16 +108,6 @@ class Utf8Path {
   char bytes_[PATH_MAX - 1 + kRoom];
 };
 
-// A host may run with its standard streams closed, and then their descriptors are given out anew: what it prints would
-// go into the vault.
-int AboveStandardStreams(int descriptor) {
-  constexpr int kFirst = 3;
-  if (descriptor < 0 || descriptor >= kFirst) return descriptor;
-  const int above = fcntl(descriptor, F_DUPFD_CLOEXEC, kFirst);
-  ::close(descriptor);
-  return above;
-}
-
 // Opens a regular file, or gives -1. Not blocking keeps a pipe from holding us up; only a regular file that
 // somebody else holds a lease on answers that it would block, and that one is worth waiting for.
 int OpenRegular(const char* path, int flags) {
@@ -199,6 +190,14 @@ int32_t ToUtf16(const char* bytes, PmChar* buffer, int32_t size) {
 }
 
 }  // namespace
+
+int AboveStandardStreams(int descriptor) {
+  constexpr int kFirst = 3;
+  if (descriptor < 0 || descriptor >= kFirst) return descriptor;
+  const int above = fcntl(descriptor, F_DUPFD_CLOEXEC, kFirst);
+  ::close(descriptor);
+  return above;
+}
 
 File::~File() {
   close();

@@ -11,33 +11,13 @@
 #include <algorithm>
 #include <iterator>
 
+#include "platform/descriptor.h"
+
 namespace platform {
 
 namespace {
 
 constexpr uint32_t kFewTimes = 16;
-
-// Queues that nobody uses: the system takes milliseconds to close one.
-struct IdleQueues {
-  int queues[8];
-  size_t count = 0;
-  ~IdleQueues() {
-    while (count != 0) ::close(queues[--count]);
-  }
-};
-IdleQueues idle;
-
-int TakeQueue() {
-  return idle.count != 0 ? idle.queues[--idle.count] : inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-}
-
-void GiveQueue(int queue) {
-  if (idle.count == std::size(idle.queues)) {
-    ::close(queue);
-  } else {
-    idle.queues[idle.count++] = queue;
-  }
-}
 
 bool IsLocal(int descriptor) {
   constexpr uint32_t kLocal[] = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC, F2FS_SUPER_MAGIC,
@@ -48,43 +28,64 @@ bool IsLocal(int descriptor) {
              std::end(kLocal);
 }
 
+// Whether the events are whole, and tell of nothing but writes.
+bool AreWrites(const char* events, ssize_t size) {
+  while (size >= static_cast<ssize_t>(sizeof(inotify_event))) {
+    inotify_event event;
+    std::copy_n(events, sizeof event, reinterpret_cast<char*>(&event));
+    const auto whole = static_cast<ssize_t>(sizeof event + event.len);
+    if ((event.mask & ~uint32_t{IN_MODIFY}) != 0 || whole > size) return false;
+    events += whole;
+    size -= whole;
+  }
+  return size == 0;
+}
+
 }  // namespace
 
 bool WriteWatch::start(int descriptor) {
   if (!IsLocal(descriptor)) return false;
-  queue_ = TakeQueue();
+  queue_ = AboveStandardStreams(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
   if (queue_ < 0) return false;
   char path[32];
   snprintf(path, sizeof path, "/proc/self/fd/%d", descriptor);
-  number_ = inotify_add_watch(queue_, path, IN_MODIFY);
-  if (number_ >= 0) return true;
-  GiveQueue(queue_);
-  queue_ = -1;
+  process_ = getpid();
+  if (inotify_add_watch(queue_, path, IN_MODIFY) >= 0) return true;
+  end();
+  return false;
+}
+
+// Forgets what was seen. False when the queue is not what it was.
+bool WriteWatch::forget() {
+  for (int waiting = 0; ioctl(queue_, FIONREAD, &waiting) == 0;) {
+    if (waiting == 0) return true;
+    alignas(inotify_event) char events[1024];
+    const ssize_t size = read(queue_, events, sizeof events);
+    if (size > 0 ? !AreWrites(events, size) : size == 0 || errno != EINTR) return false;
+  }
   return false;
 }
 
 bool WriteWatch::begin(int descriptor) {
-  if (queue_ < 0 && (++begun_ != kFewTimes || !start(descriptor))) return false;
-  char events[1024];
-  ssize_t seen;
-  do {
-    seen = read(queue_, events, sizeof events);
-  } while (seen > 0 || (seen < 0 && errno == EINTR));
-  return true;
+  if (queue_ < 0) return ++looks_ == kFewTimes && start(descriptor);
+  if (process_ == getpid() && forget()) return true;
+  end();
+  return false;
 }
 
 bool WriteWatch::isQuiet() const {
-  int seen = 0;
-  return queue_ >= 0 && ioctl(queue_, FIONREAD, &seen) == 0 && seen == 0;
+  int waiting = 0;
+  return queue_ >= 0 && process_ == getpid() && ioctl(queue_, FIONREAD, &waiting) == 0 && waiting == 0;
+}
+
+void WriteWatch::end() {
+  if (queue_ >= 0) ::close(queue_);
+  queue_ = -1;
 }
 
 void WriteWatch::stop() {
-  if (queue_ >= 0) {
-    inotify_rm_watch(queue_, number_);
-    GiveQueue(queue_);
-  }
-  queue_ = -1;
-  begun_ = 0;
+  end();
+  looks_ = 0;
 }
 
 }  // namespace platform

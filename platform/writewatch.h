@@ -5,9 +5,10 @@
 // change costs half as much again.
 //
 // Invariants:
-//  1. What any process of this machine writes into the file, or cuts off, is seen, this process's own writes too; not
-//     what is written through a mapping.
+//  1. What any process of this machine writes into the file with a call, or cuts off, is seen, this process's own writes
+//     too; not what is written through a mapping, or by the kernel for who has asked it to (libaio).
 //  2. A file that other machines, or other layers of this one, can write is not watched.
+//  3. A watch belongs to the process that began it: a child that it forked neither asks nor empties it.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +23,7 @@ class WriteWatch {
   WriteWatch& operator=(const WriteWatch&) = delete;
 
   // Watches the file from now on, and forgets what was seen before. False where that cannot be, and at the first calls
-  // for a file: who asks seldom is better served by the time.
+  // for a file: who asks seldom is better served by the time, and the system takes milliseconds to end a watch.
   bool begin(int descriptor);
 
   // Whether nobody has written since begin().
@@ -32,10 +33,12 @@ class WriteWatch {
 
  private:
   bool start(int descriptor);
+  bool forget();
+  void end();
 
   int queue_ = -1;   // of what was seen
-  int number_ = -1;  // of the file in it
-  uint32_t begun_ = 0;
+  int process_ = 0;  // whose it is
+  uint32_t looks_ = 0;
 };
 
 }  // namespace platform

@@ -20,6 +20,10 @@ bool BothAreOurs(const FileInfo* file, const PmChar* path) {
          platform::IdentityOf(path, &named) && named.sameFile(file->backupStamp);
 }
 
+bool AreEqual(const FileInfo* file) {
+  return file->staleBlocks.empty() && file->backupStamp.size == uint64_t{file->blockNum} * kBlockSize;
+}
+
 bool CopyStaleBlocks(FileInfo* file) {
   // What lies between blocks that are near each other is the same in both files: one longer copy is quicker.
   constexpr uint32_t kNear = 8;
@@ -38,30 +42,21 @@ bool CopyStaleBlocks(FileInfo* file) {
   return file->backupStamp.size <= size || file->backup.setSize(size);
 }
 
-// A backup that is neither the old nor the new file helps nobody.
-int32_t GiveUp(FileInfo* file, const PmChar* path) {
-  file->backup.close();
-  platform::Remove(path);
-  return kWriteFailed;
-}
-
-// Makes a new backup, all of whose blocks are stale; it has its room where the system can promise that, and `room`
-// tells. 0, kCannotOpen or kWriteFailed.
-int32_t MakeNew(FileInfo* file, const PmChar* path, platform::File::Room* room) {
+int32_t CopyWholeFile(FileInfo* file, const PmChar* path) {
   file->backup.close();
   file->backupRoomEnd = 0;
   platform::FileIdentity data;
   if (!file->file.identify(&data)) return kCannotOpen;
   platform::Remove(path);
   if (!file->backup.createNew(path)) return kCannotOpen;
-  platform::SetHidden(path, true);
-  *room = file->backup.reserve(0, data.size);
-  const auto blockNum = static_cast<uint32_t>(data.size / kBlockSize);
-  if (*room == platform::File::Room::kNone || !file->backup.copyAccessRights(file->file) ||
-      !file->staleBlocks.reserve(blockNum) || !file->backup.note(&file->backupStamp))
-    return GiveUp(file, path);
-  for (uint32_t block = 0; block < blockNum; ++block) file->staleBlocks.insert(block);
-  return kOk;
+  // Writing where room was taken before costs systems less.
+  if (file->backup.copyAccessRights(file->file) &&
+      file->backup.reserve(0, data.size) != platform::File::Room::kNone &&
+      CopyBytes(file->file, &file->backup, 0, data.size, LargeBuffer(data.size / kBlockSize)))
+    return kOk;
+  file->backup.close();
+  platform::Remove(path);
+  return kWriteFailed;
 }
 
 // Notes that both files are equal.
@@ -73,22 +68,17 @@ int32_t NoteEqual(FileInfo* file) {
 
 }  // namespace
 
-int32_t BeginBackup(FileInfo* file) {
-  const BackupName name(file->path);
-  if (BothAreOurs(file, name.path)) return kOk;
-  platform::File::Room room;
-  if (const int32_t result = MakeNew(file, name.path, &room); result != kOk) return result;
-  if (room == platform::File::Room::kTaken) return kOk;
-  return CopyStaleBlocks(file) ? NoteEqual(file) : GiveUp(file, name.path);
-}
-
 int32_t BackupDataFile(FileInfo* file) {
   const BackupName name(file->path);
-  platform::File::Room room;
-  if (!BothAreOurs(file, name.path)) {
-    if (const int32_t result = MakeNew(file, name.path, &room); result != kOk) return result;
+  if (BothAreOurs(file, name.path)) {
+    if (AreEqual(file)) return kOk;
+    if (CopyStaleBlocks(file)) return NoteEqual(file);
+    file->backup.close();
+    return kWriteFailed;
   }
-  return CopyStaleBlocks(file) ? NoteEqual(file) : GiveUp(file, name.path);
+  if (const int32_t result = CopyWholeFile(file, name.path); result != kOk) return result;
+  platform::SetHidden(name.path, true);
+  return NoteEqual(file);
 }
 
 bool HasBackup(const FileInfo* file) {

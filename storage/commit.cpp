@@ -21,6 +21,18 @@ namespace {
 // a page of their own: what is written before the frame must not share a page with what stands.
 constexpr uint32_t kDirectBlocks = 256;
 
+// So many are worth a large buffer.
+constexpr uint32_t kManyBlocks = 4096;
+
+// How many blocks a change writes or marks; no more than `most`.
+uint32_t CountWrites(const Change& change, uint32_t most) {
+  uint32_t count = 0;
+  const auto one = [&](uint32_t) { return ++count < most; };
+  if (change.forEachWrite([&](uint32_t block, const Change::Write&) { return one(block); }))
+    change.forEachMark(one);
+  return count;
+}
+
 // The first of the new blocks that are written directly; none when there are too few.
 uint32_t FirstDirectBlock(const Change& change) {
   const uint32_t end = change.file()->blockNum;
@@ -149,10 +161,8 @@ class ChangeFrame {
  private:
   // About what the frame takes, for few blocks; many are no matter of zeros written ahead.
   uint64_t estimate() const {
-    uint64_t blocks = 1;
-    change_.forEachWrite([&](uint32_t, const Change::Write&) { return ++blocks < kDirectBlocks; });
-    blocks += static_cast<uint64_t>(mates_.end() - mates_.begin());
-    return blocks * (kBlockSize + 64);
+    const uint64_t mates = static_cast<uint64_t>(mates_.end() - mates_.begin());
+    return (1 + mates + CountWrites(change_, kDirectBlocks)) * (kBlockSize + 64);
   }
 
   // Gives up a frame that nothing has made whole: what stands behind the end may go.
@@ -291,7 +301,7 @@ bool PutIntoFile(const Change& change) {
   FileInfo* file = change.file();
   const uint32_t direct = FirstDirectBlock(change);
   BlockWindow source(change.source()), marked(file->file);
-  BlockRun run(file, file->blockNum, BlockRun::Flush::kLater);
+  BlockRun run(file, CountWrites(change, kManyBlocks), BlockRun::Flush::kLater);
   return change.forEachWrite([&](uint32_t block, const Change::Write& write) {
     if (block >= direct) return true;
     uint8_t* bytes = run.add(block);
@@ -343,7 +353,7 @@ int32_t PrepareJournal(FileInfo* file) {
 int32_t WriteChange() {
   FileInfo* file = change.file();
   if (change.backsUp()) {
-    if (const int32_t result = BeginBackup(file); result != kOk) return result;
+    if (const int32_t result = BackupDataFile(file); result != kOk) return result;
   }
   if (const int32_t result = TakeRoom(file, change.oldBlockNum(), change.backsUp()); result != kOk) {
     CutBlocks(file, change.oldBlockNum());
@@ -418,10 +428,8 @@ int32_t CommitChange() {
     return kOk;
   }
   if (const int32_t result = WriteChange(); result != kOk) {
-    const bool backsUp = change.backsUp();
     StampDataFile(file);  // what it wrote behind the end, or cut off there, is ours
     change.undo();
-    if (backsUp) BackupDataFile(file);
     return result;
   }
   const bool backsUp = change.backsUp();

@@ -2,15 +2,15 @@
 //
 //   PrepareToChange   the file is locked, and still the one that was opened; what is behind is carried out; the
 //                     journal stands, durable, or starts over
-//   room              for the backup, and for what file and backup grow by
+//   backup            made, as far as it is not there or not up to date: not flushed
+//   room              for what file and backup grow by
 //   many new blocks   ahead frame, FLUSHED; the blocks behind the file's end, FLUSHED
 //   frame             FLUSHED: from here on the change has happened
 //   carrying out      the data file written from memory, not flushed; from the frame where that failed
-//   backup            made equal to it, not flushed
+//   backup            brought up to date, not flushed
 //
 // Invariants:
-//  1. Before the frame is durable nothing has changed but the backup. A failure undoes the change, makes the backup a
-//     copy of the file as it was, and gives its code.
+//  1. Before the frame is durable nothing has changed but the backup. A failure undoes the change and gives its code.
 //  2. Behind the frame the result is 0, whatever fails: the journal is behind then, and the next change, the close or
 //     the next open carries it out.
 //  3. While a journal's name stands, nothing trusts the backup: it may be written without a flush.
@@ -40,8 +40,8 @@ Naming WhatPathNames(const FileInfo* file);
 // Notes the file as it is now: what was written was written here.
 void StampDataFile(FileInfo* file);
 
-// Whether the file holds what it held when it was opened, or when a change here left it. Its length and time tell; where
-// the time differs, its blocks.
+// Whether the file holds what it held when it was opened, or when a change here left it. Its length tells, and that nobody
+// has written into it, or its time; where these differ, its blocks.
 bool HoldsTheSame(const FileInfo* file);
 
 // Locks the file and makes sure that it is as it was when it was opened. False, and not locked, when it is not ours to

@@ -19,8 +19,8 @@ using platform::File;
 constexpr uint64_t kFullSize = uint64_t{4} << 20;
 constexpr uint64_t kFullShare = 8;
 
-// Zeros are written ahead in pieces that grow with the journal: each costs a change a longer flush, so less than one
-// change in a hundred may wait for one. A journal that starts over has shown that a session is long.
+// Zeros are written ahead in pieces that grow with the journal: each costs a change a longer flush, so they become
+// few. A journal that has grown full has shown that a session is long.
 constexpr uint64_t kFirstRoom = uint64_t{64} << 10;
 constexpr uint64_t kRoomGrowth = 3;  // a piece is so many times what stands
 
@@ -59,8 +59,7 @@ int32_t Journal::start(const File& data, uint32_t blockNum, uint64_t blockSum, c
   platform::FileIdentity file;
   if (!data.identify(&file)) return kWriteFailed;
   const auto fileBlocks = static_cast<uint32_t>(file.size / kBlockSize);
-  Fresh fresh{
-      {}, {0, fileBlocks, blockSum}, 0, blockNum, state_ == JournalState::kOpen ? kFullSize : kFirstRoom};
+  Fresh fresh{{}, {0, fileBlocks, blockSum}, 0, blockNum, end_ > kFullSize ? kFullSize : kFirstRoom};
   if (!covered_.reserve(fileBlocks) || !platform::Random(&fresh.header.salt, sizeof fresh.header.salt))
     return kWriteFailed;
   PmChar name[kMaxJournalPath + 1];
