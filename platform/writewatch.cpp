@@ -57,13 +57,14 @@ bool WriteWatch::start(int descriptor) {
 
 // Forgets what was seen. False when the queue is not what it was.
 bool WriteWatch::forget() {
-  for (int waiting = 0; ioctl(queue_, FIONREAD, &waiting) == 0;) {
-    if (waiting == 0) return true;
+  int waiting = -1;
+  while (ioctl(queue_, FIONREAD, &waiting) == 0 && waiting != 0) {
     alignas(inotify_event) char events[1024];
     const ssize_t size = read(queue_, events, sizeof events);
     if (size > 0 ? !AreWrites(events, size) : size == 0 || errno != EINTR) return false;
+    if (size == waiting) return true;
   }
-  return false;
+  return waiting == 0;
 }
 
 bool WriteWatch::begin(int descriptor) {

@@ -21,7 +21,7 @@ bool BothAreOurs(const FileInfo* file, const PmChar* path) {
 }
 
 bool AreEqual(const FileInfo* file) {
-  return file->staleBlocks.empty() && file->backupStamp.size == uint64_t{file->blockNum} * kBlockSize;
+  return file->staleBlocks.empty() && file->backupStamp.size == file->dataStamp.size;
 }
 
 bool CopyStaleBlocks(FileInfo* file) {

@@ -48,7 +48,7 @@ bool TakeBlocks(File* file, uint32_t from, uint32_t to, uint32_t* roomEnd) {
 
 int32_t TakeRoom(FileInfo* file, uint32_t oldBlockNum, bool inBackup) {
   if (!TakeBlocks(&file->file, oldBlockNum, file->blockNum, &file->roomEnd)) return kWriteFailed;
-  if (!inBackup) return kOk;
+  if (!inBackup || file->blockNum <= std::max(oldBlockNum, file->backupRoomEnd)) return kOk;
   const bool taken = TakeBlocks(&file->backup, oldBlockNum, file->blockNum, &file->backupRoomEnd);
   // Taking room is a change of the file, too; it is ours.
   if (!file->backup.note(&file->backupStamp)) file->backup.close();
