@@ -14,6 +14,12 @@ namespace {
 
 using Registry = SlotArray<DataBaseHandle>;
 
+enum Refusal : int32_t {
+  kBadArgument = -1,  // no handle, no path
+  kFailed = -2,       // the table could not be saved; nothing could be restored or opened
+  kNotOpen = -3,
+};
+
 constexpr uint32_t kExpectedDataBases = 10;
 
 bool InitDataBaseRegistry() {
@@ -177,20 +183,20 @@ DataBaseHandle* OpenDataBaseFile(const PmChar* path) {
 }
 
 int32_t CloseDataBaseFile(DataBaseHandle* handle) {
-  if (!IsValidDataBaseHandle(handle)) return -1;
-  if (handle->openCount <= 0) return -3;
+  if (!IsValidDataBaseHandle(handle)) return kBadArgument;
+  if (handle->openCount <= 0) return kNotOpen;
   if (--handle->openCount > 0) return 0;
-  if (!FlushBeforeClose(handle)) return -2;
+  if (!FlushBeforeClose(handle)) return kFailed;
   storage::CloseDataFile(handle->path);
   RemoveDataBaseFromRegistry(handle);
   return 0;
 }
 
 int32_t PmRestoreBackupFile(const PmChar* path) {
-  if (path == nullptr) return -1;
+  if (path == nullptr) return kBadArgument;
   const KeptPath kept(path);
   DataBaseHandle* handle = FindDataBaseByPath(kept.text);
-  if (handle == nullptr) return MakeDataBase(kept.text, RestoreFile) != nullptr ? 0 : -2;
+  if (handle == nullptr) return MakeDataBase(kept.text, RestoreFile) != nullptr ? storage::kOk : kFailed;
   ++handle->openCount;
   return 0;
 }
