@@ -86,12 +86,12 @@
  * Any number of programs may have a vault open as long as none changes it. The first change locks the data file
  * until the close, and so does an open that recovers. The first change fails with -2, and writes nothing, when
  * another program has the file locked, and when another has changed it since it was opened here; a later one, when
- * somebody has written into the file regardless of the lock (what comes through a mapping or is written by the kernel for
- * somebody may escape it in a long session). Close it then, and open it again. A child that a process
- * forks off must not use the vaults that were open. A close without a change, and an open of a locked file, write nothing and touch no file beside
- * it. Two spellings of one path in one process count as two programs. The lock belongs to the open file (Linux: an
- * open-file-description lock; Windows: LockFileEx) and goes with the process; on a file system without locks
- * nothing is detected.
+ * somebody has written into the file regardless of the lock (what comes through a mapping or is written by the
+ * kernel for somebody may escape it in a long session). Close it then, and open it again. A child that a process
+ * forks off must not use the vaults that were open. A close without a change, and an open of a locked file, write
+ * nothing and touch no file beside it. Two spellings of one path in one process count as two programs. The lock
+ * belongs to the open file (Linux: an open-file-description lock; Windows: LockFileEx) and goes with the process;
+ * on a file system without locks nothing is detected.
  */
 #ifndef PMSTORE_H
 #define PMSTORE_H

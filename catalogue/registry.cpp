@@ -196,8 +196,11 @@ int32_t PmRestoreBackupFile(const PmChar* path) {
   if (path == nullptr) return kBadArgument;
   const KeptPath kept(path);
   DataBaseHandle* handle = FindDataBaseByPath(kept.text);
-  if (handle == nullptr) return MakeDataBase(kept.text, RestoreFile) != nullptr ? storage::kOk : kFailed;
-  ++handle->openCount;
+  if (handle != nullptr) {
+    ++handle->openCount;
+  } else if (MakeDataBase(kept.text, RestoreFile) == nullptr) {
+    return kFailed;
+  }
   return 0;
 }
 
