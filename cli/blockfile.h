@@ -39,6 +39,8 @@ class BlockFile {
   const PmString& path() const { return path_; }
   const std::string& shown() const { return shown_; }
   JournalState journal() const { return journalState_; }
+  // Whether the journal is laid over it, and says no more than that a restore was begun.
+  bool isUndoneRestore() const { return overlay_ && overlay_->isUndoneRestore(); }
   const std::string& whyUnreadable() const { return whyUnreadable_; }  // ": Permission denied", of a journal
   bool isJournal() const { return isJournal_; }
   uint64_t size() const;

@@ -59,7 +59,8 @@ int32_t Journal::start(const File& data, uint32_t blockNum, uint64_t blockSum, c
   platform::FileIdentity file;
   if (!data.identify(&file)) return kWriteFailed;
   const auto fileBlocks = static_cast<uint32_t>(file.size / kBlockSize);
-  Fresh fresh{{}, {0, fileBlocks, blockSum}, 0, blockNum, end_ > kFullSize ? kFullSize : kFirstRoom};
+  Fresh fresh{
+      {}, {0, fileBlocks, blockSum, servesRestore_}, 0, blockNum, end_ > kFullSize ? kFullSize : kFirstRoom};
   if (!covered_.reserve(fileBlocks) || !platform::Random(&fresh.header.salt, sizeof fresh.header.salt))
     return kWriteFailed;
   PmChar name[kMaxJournalPath + 1];

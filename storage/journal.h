@@ -65,6 +65,9 @@ class Journal {
   int32_t start(const platform::File& data, uint32_t blockNum, uint64_t blockSum,
                 const commonbase::NumberSet& unmarked, const commonbase::NumberSet& unlisted);
 
+  // The journals that this record begins from now on are a restore's.
+  void serveRestore() { servesRestore_ = true; }
+
   // Takes over a journal that stands, with all that it holds carried out: the next change starts it over.
   bool adopt();
 
@@ -133,6 +136,7 @@ class Journal {
   uint64_t carriedNumber_ = 0;  // of the frame there
   uint64_t roomEnd_ = 0;        // zeros stand up to there
   uint32_t blockNum_ = 0;
+  bool servesRestore_ = false;
   commonbase::NumberSet covered_;
 };
 

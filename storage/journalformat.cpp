@@ -14,13 +14,14 @@ void EncodeJournalHeader(const JournalHeader& header, uint8_t* page) {
   StoreU64(page, kJournalMagic);
   StoreU64(page + 8, header.salt);
   StoreU32(page + 16, header.blockNum);
+  StoreU32(page + 20, header.isRestore ? 1 : 0);
   StoreU64(page + 24, header.blockSum);
   StoreU64(page + 32, HashBytes(0, page, 32));
 }
 
 bool DecodeJournalHeader(const uint8_t* page, JournalHeader* header) {
   if (LoadU64(page) != kJournalMagic || LoadU64(page + 32) != HashBytes(0, page, 32)) return false;
-  *header = {LoadU64(page + 8), LoadU32(page + 16), LoadU64(page + 24)};
+  *header = {LoadU64(page + 8), LoadU32(page + 16), LoadU64(page + 24), LoadU32(page + 20) != 0};
   return true;
 }
 

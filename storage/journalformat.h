@@ -48,6 +48,8 @@ struct JournalHeader {
   uint64_t salt = 0;
   uint32_t blockNum = 0;  // of the data file when the journal began
   uint64_t blockSum = 0;  // the sum of BlockPart over those blocks
+  // It is a restore's: as long as no change has happened, the backup beside it is what was there before.
+  bool isRestore = false;
 };
 
 enum FrameKind : uint32_t {

@@ -74,6 +74,9 @@ class JournalContents {
   uint64_t nextNumber() const { return next_; }    // of the frame that would come there
   uint32_t blockNum() const { return blockNum_; }  // the data file's length after all frames
 
+  // Whether it begins with a restore that has not happened: the file and its backup are as they were.
+  bool isUndoneRestore() const { return header_.isRestore && lengths_.size() < 2; }
+
   // The longest length that the file had by header or frames and that is not above `blockNum`; false when there
   // is none.
   bool lengthUpTo(uint32_t blockNum, uint32_t* length) const;

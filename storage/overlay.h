@@ -22,6 +22,7 @@ class Overlay {
 
   // The length of the data file after the journal's last change.
   uint32_t blockNum() const { return contents_.blockNum(); }
+  bool isUndoneRestore() const { return contents_.isUndoneRestore(); }
 
   // Whether all `count` blocks from `block` on were read.
   bool read(const platform::File& data, uint32_t block, uint8_t* bytes, uint32_t count) const;

@@ -128,6 +128,16 @@ bool CarryOutDurable(FileInfo* file, uint32_t fileBlocks) {
          CarryOutAll(file, contents, journal);
 }
 
+// A restore was cut off before it happened. The file is as it was, but for what it has behind its end; the next restore
+// needs the backup as it is.
+Recovery GiveUpRestore(FileInfo* file, File* journal, uint32_t fileBlocks, uint32_t blockNum) {
+  journal->close();
+  if (fileBlocks > blockNum && !(CutBlocks(file, blockNum) && file->file.sync())) return Recovery::kNotNow;
+  if (!platform::Remove(file->journal.path())) return Recovery::kNotNow;
+  file->file.unlock();
+  return Recovery::kGivenUp;
+}
+
 Recovery RecoverFrom(FileInfo* file, File* journal) {
   platform::FileIdentity found, data;
   if (!journal->identify(&found) || !file->file.identify(&data)) return Recovery::kFailed;
@@ -148,6 +158,7 @@ Recovery RecoverFrom(FileInfo* file, File* journal) {
     journal->close();
     return SetAsideBoth(file) ? Recovery::kNothing : Recovery::kFailed;
   }
+  if (contents.isUndoneRestore()) return GiveUpRestore(file, journal, fileBlocks, contents.blockNum());
   bool replaced = ReplaceJournal(file, journal, contents);
   // The backup may take the very room that is missing, and no safety rests on it.
   if (!replaced && HasBackup(file) && DeleteBackupFile(file))

@@ -18,6 +18,7 @@ namespace storage {
 
 enum class Recovery {
   kNothing,     // no journal stands, or none of this file
+  kGivenUp,     // a restore had not happened yet: no journal stands any more, and the backup is as it was
   kCarriedOut,  // and the file is locked, its journal taken over
   kHeld,        // another program has the file open and may be changing it
   kNotNow,      // the journal is this file's and could not be carried out; the file is locked

@@ -3,7 +3,8 @@
 //
 // Invariants:
 //  1. A recovery comes first. One that carried a journal out has brought the last state back: nothing is copied. Where
-//     the data file is missing, its journal is set aside and the backup copied.
+//     the data file is missing, its journal is set aside and the backup copied. A restore that was cut off before it
+//     happened is begun again: its journal says that the backup was there before it.
 //  2. A backup that would not open, or of which a packet or the table of IDs is damaged, is refused before the data
 //     file is touched.
 //  3. The copy goes into the data file in place, so that a vault behind a symbolic link, its owner and its access
@@ -85,6 +86,7 @@ bool CopyBackup(FileInfo* file, const PmChar* path) {
   if (!SumBlocks(file->file, file->blockNum, &file->blockSum) || !file->staleBlocks.reserve(blockNum) ||
       !FindDifferences(file, backup, blockNum, file->blockNum, &moves))
     return false;
+  file->journal.serveRestore();
   change.begin(file);
   if (change.stageMoves(&backup, &moves, blockNum) == kOk) return CommitChange() == kOk;
   change.undo();
@@ -106,6 +108,7 @@ bool Restore(FileInfo* file, TableCheck isWellFormed) {
   if (OpenOrCreate(file) != kOk) return false;
   const Recovery recovery = RecoverDataFile(file);
   if (recovery == Recovery::kCarriedOut) return true;
+  if (recovery == Recovery::kGivenUp) return IsSound(backup, isWellFormed) && CopyBackup(file, backup);
   // A journal that was set aside has taken the backup along.
   return recovery == Recovery::kNothing && !hasJournal && CopyBackup(file, backup);
 }

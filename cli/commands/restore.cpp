@@ -29,7 +29,9 @@ void Declare(CLI::App& command, Options& options) {
 
 Image OpenSource(const VaultPath& path, const Options& options, const Image* present) {
   if (!options.from.empty()) return Image(VaultPath(options.from));
-  if (present != nullptr && present->file().journal() == JournalState::kLaid) return Image(path);
+  if (present != nullptr && present->file().journal() == JournalState::kLaid &&
+      !present->file().isUndoneRestore())
+    return Image(path);
   if (present == nullptr && path.hasBackup()) return Image(path, Source::kAuto, Reading::kForRescue);
   if (path.hasBackup()) return Image(path, Source::kBackup);
   if (present == nullptr && path.hasJournal()) return Image(path);  // fails, and says what can be done
