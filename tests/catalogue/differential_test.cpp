@@ -190,8 +190,8 @@ class Differential : public DataBaseTest {
     const bool isPending = waiting != db.model.pending.end();
     const vault::Record* record = isPending ? &waiting->second : db.model.find(id);
     ASSERT_EQ(pending, db.model.opens > 0 ? uint32_t{isPending} : 77);
-    ASSERT_EQ(userData != nullptr ? PmString(userData) : PmString(u"none"),
-              record != nullptr ? record->userData.value_or(u"none") : u"none");
+    ASSERT_EQ(userData != nullptr ? PmString(userData) : Pm("none"),
+              record != nullptr ? record->userData.value_or(Pm("none")) : Pm("none"));
   }
 
   void enumerate(Pair& db) {
