@@ -125,7 +125,16 @@ Warning WarnOfForeignJournal(const VaultPath& path, const Image& image) {
 
 std::vector<Warning> WarnOf(const VaultPath& path, const Image& image) {
   std::vector<Warning> warnings;
-  if (image.file().endsTorn()) {
+  if (image.file().endsTorn() && image.file().journal() == JournalState::kLaid) {
+    warnings.push_back(
+        {"journal-torn",
+         fmt::format(
+             "{} ends in a change that is not whole and holds packets of it: the change never happened, "
+             "or the journal is damaged. Where there is no other change in it, \"pmstore salvage {} "
+             "NEW-VAULT\" makes a vault of them.",
+             path.journalShown, ForShell(path.journalShown)),
+         true});
+  } else if (image.file().endsTorn()) {
     warnings.push_back(
         {"journal-torn",
          fmt::format("{} ends in a change that is not whole: it never happened, or the journal was cut "
