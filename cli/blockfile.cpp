@@ -51,6 +51,9 @@ void BlockFile::layOver(Reading reading) {
   }
   if (outcome == storage::Overlay::kLaid) {
     journalState_ = JournalState::kLaid;
+    endsTorn_ = reading == Reading::kForRescue &&
+                journal_.open(journalPath_.c_str(), platform::Access::kRead) &&
+                !ReadJournalImages(journal_).torn.empty();
     return;
   }
   overlay_.reset();
@@ -103,6 +106,9 @@ void BlockFile::takeJournal() {
     if (word.imageAt != 0 && !word.isFree) pieces_.push_back({word.imageAt, false, false});
     if (word.imageAt != 0 || word.isFree) --missing_;
   }
+  if (!journal.last.empty()) return;
+  for (const auto& [block, offset] : journal.torn) pieces_.push_back({offset, false, false});
+  mayBeOlder_ = mayBeOlder_ || !pieces_.empty();
 }
 
 std::unique_ptr<BlockFile> BlockFile::inStep() const {

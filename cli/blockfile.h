@@ -54,9 +54,9 @@ class BlockFile {
   std::optional<uint32_t> shifted() const { return shifted_; }
   // Blocks that the journal tells of and that are nowhere; only in a rescue.
   uint32_t missing() const { return missing_; }
-  // A journal that lacks a frame: what it says last of a block may not be the last.
+  // A journal that lacks a frame, or whose only one is not whole: what it says last of a block may not be the last.
   bool mayBeOlder() const { return mayBeOlder_; }
-  // A journal that ends in a frame that is not whole.
+  // The journal, by itself or laid over the file, ends in a frame that is not whole; only in a rescue.
   bool endsTorn() const { return endsTorn_; }
 
   // "block 3 (offset 3072)", with the place where it stands; and that place.

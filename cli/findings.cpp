@@ -239,6 +239,17 @@ std::vector<Finding> Examine(const Image& image, bool names) {
   return Examination(image, names).run();
 }
 
+Mistrust MistrustOf(const Image& image) {
+  Mistrust mistrust;
+  for (const Finding& finding : Examine(image)) {
+    if (finding.weight == Weight::kNote) continue;
+    const bool isDamage = finding.weight == Weight::kDamage;
+    mistrust.isDamaged = mistrust.isDamaged || isDamage;
+    if (finding.item) (isDamage ? mistrust.damage : mistrust.doubts).emplace(*finding.item, finding.what);
+  }
+  return mistrust;
+}
+
 Verdict VerdictOf(const std::vector<Finding>& findings) {
   Verdict verdict = Verdict::kSound;
   for (const Finding& finding : findings) {

@@ -26,6 +26,7 @@
 //     vault-empty          there is no item; nothing shows whether there ever was one
 #pragma once
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -65,6 +66,16 @@ const char* Text(Verdict verdict);
 std::string Shown(const std::vector<Finding>& findings, const Console& console);
 
 Json ToJson(const Finding& finding);
+
+// What keeps items from being trusted as they are read: by ID, the first thing that is wrong with them. Item 0 is the ID
+// table.
+struct Mistrust {
+  std::map<uint32_t, std::string> damage;
+  std::map<uint32_t, std::string> doubts;
+  bool isDamaged = false;  // the vault is, wherever
+};
+
+Mistrust MistrustOf(const Image& image);
 
 // The items that no record names and that have a sound packet.
 std::vector<uint32_t> UnlistedItems(const Image& image);

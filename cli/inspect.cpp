@@ -69,6 +69,11 @@ Image::Image(const VaultPath& path, Source source, Reading reading) : isBackup_(
                     : std::make_shared<const BlockFile>(path.file, path.shown, journal, reading);
   build();
   if (reading == Reading::kForRescue) putInStep();
+  if (looksLikeVault_ || file_->inStep() == nullptr) return;
+  looksLikeVault_ = true;
+  fileProblems_.insert(fileProblems_.begin(),
+                       {0, "it is out of step with all behind it, since bytes are missing or were inserted",
+                        "blocks-shifted"});
 }
 
 // Takes the blocks for where they really stand, when some are out of step.

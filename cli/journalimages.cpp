@@ -24,9 +24,13 @@ class FrameSink : public storage::RecordSink {
       const uint8_t* unit = units == nullptr ? nullptr : units + size_t{i} * size;
       words_.push_back(
           {piece.first + i, 0, piece.type, offset + uint64_t{i} * size, HalvesOf(piece.type, unit)});
+      if (piece.type == storage::kImageRecord && storage::CheckPacket(unit) == 0)
+        intact_[piece.first + i] = words_.back().offset;
     }
     return true;
   }
+
+  const std::map<uint32_t, uint64_t>& intact() const { return intact_; }
 
   void putInto(JournalImages& images) const {
     for (const storage::JournalWord& word : words_) {
@@ -48,6 +52,7 @@ class FrameSink : public storage::RecordSink {
   }
 
   std::vector<storage::JournalWord> words_;
+  std::map<uint32_t, uint64_t> intact_;  // images with a right checksum
   uint64_t free_ = 0;
 };
 
@@ -99,6 +104,7 @@ JournalImages ReadJournalImages(const platform::File& journal) {
     uint64_t next = begin;
     images.endsTorn = storage::ReadFrame(journal, &next, head.salt, head.number, &head, &sink) !=
                       storage::FrameOutcome::kWhole;
+    images.torn = images.endsTorn ? sink.intact() : std::map<uint32_t, uint64_t>();
     if (images.endsTorn) continue;
     images.isGapless = images.isGapless && head.number == number + 1;
     salt = head.salt;

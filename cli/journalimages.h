@@ -20,6 +20,8 @@ struct JournalImages {
   std::map<uint32_t, std::vector<storage::HalfHashes>> put;    // what frames put there
   uint32_t blockNum = 0;                                       // the data file's length after the last frame
   bool isGapless = true;                                       // no frame is missing between two others
+  std::map<uint32_t, uint64_t>
+      torn;               // intact packets of that frame: where they stand, by the block that they were for
   bool endsTorn = false;  // a frame begins behind the last whole one: it never happened, or is damaged
 };
 

@@ -76,7 +76,7 @@ class Bench {
     StoreU32(&block[kChecksumOffset],
              storage::GetCRCValue(packet_->data(), static_cast<uint32_t>(packet_->size())));
     StoreU32(&block[storage::kTrailerOffset], storage::kTrailerMagic);
-    return Mended{std::move(block), proof_, falseChance_};
+    return Mended{std::move(block), proof_, std::min(falseChance_, 1.0)};
   }
 
  private:
@@ -332,7 +332,7 @@ std::optional<Mended> MendSplit(const Bytes& begin, const Bytes& end,
     block.insert(block.end(), end.begin() + at, end.end());
     std::optional<Mended> mended = MendBlock(block, missing);
     if (!mended) continue;
-    mended->falseChance *= kPlaces;
+    mended->falseChance = std::min(mended->falseChance * kPlaces, 1.0);
     mended->proof = Proof::kSplit;
     const size_t size = kHeaderSize + DecodeHeader(mended->block.data()).dataLength;
     if (best && IsProven(*best) && IsProven(*mended) &&

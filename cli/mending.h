@@ -36,7 +36,7 @@ enum class Proof {
 struct Mended {
   Bytes block;  // but for its filler, as it was written
   Proof proof{};
-  double falseChance = 0;
+  double falseChance = 0;  // at most 1
 };
 
 constexpr double kProven = 1.0 / 4096;

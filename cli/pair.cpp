@@ -6,6 +6,8 @@
 #include <set>
 
 #include "cli/failure.h"
+#include "cli/files.h"
+#include "cli/findings.h"
 #include "cli/host.h"
 
 namespace cli {
@@ -22,6 +24,25 @@ std::set<uint32_t> IdsOf(const Image& image) {
   return ids;
 }
 
+// What an intact packet says, wherever it stands: the block without its filler.
+uint64_t PacketFingerprint(const Image& image, uint32_t number) {
+  Bytes packet = image.readBlock(number);
+  packet.resize(storage::kHeaderSize + image.blocks()[number].header.dataLength);
+  return Fingerprint(packet);
+}
+
+bool IsPacket(const Block& block) {
+  return block.sound && (block.state == BlockState::kUsed || block.state == BlockState::kLeftOver);
+}
+
+std::set<uint64_t> PacketsOf(const Image& image) {
+  std::set<uint64_t> packets;
+  for (uint32_t number = 0; number < image.blocks().size(); ++number) {
+    if (IsPacket(image.blocks()[number])) packets.insert(PacketFingerprint(image, number));
+  }
+  return packets;
+}
+
 }  // namespace
 
 bool IsForeign(const Image& one, const Image& other) {
@@ -32,6 +53,29 @@ bool IsForeign(const Image& one, const Image& other) {
     if (others.count(id) != 0) return false;
   }
   return true;
+}
+
+std::vector<Record> OnlyInBackup(const Image& vault, const Image& backup) {
+  std::map<uint32_t, Record> only;
+  for (const Record& record : backup.records()) {
+    const Record* own = vault.findRecord(record.id);
+    if (own == nullptr || own->kind != record.kind || own->name != record.name)
+      only.emplace(record.id, record);
+  }
+  const bool namesAll = NamesEveryItem(backup, UnlistedItems(backup));
+  const std::set<uint64_t> packets = PacketsOf(vault);
+  for (const auto& [id, item] : backup.items()) {
+    const Record* record = backup.findRecord(id);
+    const bool wasDeleted = namesAll && record == nullptr;
+    if (id == 0 || wasDeleted || only.count(id) != 0) continue;
+    const bool isThere = std::all_of(item.blocks.begin(), item.blocks.end(), [&](uint32_t number) {
+      return !IsPacket(backup.blocks()[number]) || packets.count(PacketFingerprint(backup, number)) != 0;
+    });
+    if (!isThere) only.emplace(id, record != nullptr ? *record : Record{id, 0, std::nullopt});
+  }
+  std::vector<Record> records;
+  for (auto& [id, record] : only) records.push_back(std::move(record));
+  return records;
 }
 
 namespace {
@@ -81,7 +125,16 @@ Warning WarnOfForeignJournal(const VaultPath& path, const Image& image) {
 
 std::vector<Warning> WarnOf(const VaultPath& path, const Image& image) {
   std::vector<Warning> warnings;
-  if (image.file().endsTorn()) {
+  if (image.file().endsTorn() && image.file().journal() == JournalState::kLaid) {
+    warnings.push_back(
+        {"journal-torn",
+         fmt::format(
+             "{} ends in a change that is not whole and holds packets of it: the change never happened, "
+             "or the journal is damaged. Where there is no other change in it, \"pmstore salvage {} "
+             "NEW-VAULT\" makes a vault of them.",
+             path.journalShown, ForShell(path.journalShown)),
+         true});
+  } else if (image.file().endsTorn()) {
     warnings.push_back(
         {"journal-torn",
          fmt::format("{} ends in a change that is not whole: it never happened, or the journal was cut "

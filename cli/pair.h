@@ -31,6 +31,10 @@ struct Warning {
 // Whether both hold items and share none.
 bool IsForeign(const Image& one, const Image& other);
 
+// The items of which the backup holds an intact packet that stands nowhere in the vault, or a record that is not the vault's:
+// what goes with the backup. Nothing of a copy of the vault, whole or half, is among them.
+std::vector<Record> OnlyInBackup(const Image& vault, const Image& backup);
+
 // Warns of what stands beside the vault. `image` is the vault's, read for a rescue.
 std::vector<Warning> WarnOf(const VaultPath& path, const Image& image);
 

@@ -164,9 +164,12 @@ std::map<uint32_t, Bytes> FreedPackets(const Image& image) {
 std::string ProofText(const MendedBlock& block) {
   const double once = 1 / block.mended.falseChance;
   std::string text = fmt::format("{}; false less than once in {:.0f}", HowText(block.mended.proof), once);
-  if (!IsProven(block.mended))
+  if (block.isGuess()) {
+    text = fmt::format("{}; this is a guess", HowText(block.mended.proof));
+  } else if (!IsProven(block.mended)) {
     text = fmt::format("{}; other damage would look like this once in {:.0f}", HowText(block.mended.proof),
                        once);
+  }
   if (!block.isLive) text += "; it may have been free";
   return text;
 }

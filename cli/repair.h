@@ -20,6 +20,8 @@ struct MendedBlock {
   bool isLive = false;
   storage::PacketHeader header() const { return storage::DecodeHeader(mended.block.data()); }
   bool isProven() const { return isLive && IsProven(mended); }
+  // As likely wrong as right.
+  bool isGuess() const { return mended.falseChance >= 0.5; }
 };
 
 using MendedBlocks = std::map<uint32_t, MendedBlock>;  // by block number

@@ -63,6 +63,14 @@ bool RescueSource::isCertain(const Image& reading, uint32_t id) const {
   return !item.endsFull && !(mayMix && item.blocks.size() > 1);
 }
 
+bool RescueSource::restsOnGuess(uint32_t id) const {
+  const std::vector<uint32_t>& blocks = guessed.findItem(id)->blocks;
+  return std::any_of(blocks.begin(), blocks.end(), [this](uint32_t number) {
+    const auto block = mended.find(number);
+    return block != mended.end() && block->second.isGuess();
+  });
+}
+
 Rescue::Rescue(std::vector<std::unique_ptr<Image>> files, const Policy& policy) {
   const bool isAlone = files.size() == 1 && !files[0]->isBackup();
   for (std::unique_ptr<Image>& image : files) {
@@ -142,7 +150,7 @@ bool Rescue::takeWhole(Fate& fate) const {
   return false;
 }
 
-bool Rescue::takeDoubtful(Fate& fate) const {
+bool Rescue::takeDoubtful(Fate& fate, bool withGuesses) const {
   const uint32_t id = fate.record.id;
   fate.kind = FateKind::kDoubtful;
   const bool found = takeLongest(fate);
@@ -153,6 +161,7 @@ bool Rescue::takeDoubtful(Fate& fate) const {
     };
     for (const auto& [image, why] : readings) {
       if (!image->isIntact(id)) continue;
+      if (image == &source->guessed && !withGuesses && source->restsOnGuess(id)) continue;
       if (found && image->findItem(id)->size <= fate.image->findItem(id)->size) continue;
       fate.image = image;
       fate.other = otherOf(*source);
@@ -213,6 +222,7 @@ std::string Rescue::lossOf(uint32_t id) const {
   for (const auto& source : sources_) {
     const Item* item = source->guessed.findItem(id);
     if (item == nullptr) continue;
+    if (source->guessed.isIntact(id)) return "all that can be had of it is a guess, which --partial saves";
     const std::vector<Block>& blocks = source->guessed.blocks();
     for (uint32_t number : item->blocks) {
       if (!blocks[number].sound) return source->plain.blockText(number) + " fails its checksum";
@@ -223,7 +233,7 @@ std::string Rescue::lossOf(uint32_t id) const {
 }
 
 void Rescue::decide(Fate& fate, bool partial) const {
-  if (takeWhole(fate) || takeDoubtful(fate)) return;
+  if (takeWhole(fate) || takeDoubtful(fate, partial)) return;
   fate.other = nullptr;
   fate.why = lossOf(fate.record.id);
   if (!fate.why.empty()) {

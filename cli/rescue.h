@@ -52,6 +52,9 @@ struct RescueSource {
   // Nobody knows whose one of those blocks is, and packets of older versions may stand in for it.
   bool mayMix = false;
 
+  // Whether one of the blocks that `guessed` makes the item of is no more than a guess.
+  bool restsOnGuess(uint32_t id) const;
+
   bool isJournal() const { return plain.file().isJournal(); }
 };
 
@@ -59,7 +62,7 @@ class Rescue {
  public:
   struct Policy {
     bool mend = true;
-    bool partial = false;     // take also what is left of items that are not whole
+    bool partial = false;     // take also what is left of items that are not whole, and guesses
     uint32_t kindOfLost = 0;  // of items without a record
   };
 
@@ -91,7 +94,7 @@ class Rescue {
   void listItems(uint32_t kindOfLost);
   void decide(Fate& fate, bool partial) const;
   bool takeWhole(Fate& fate) const;
-  bool takeDoubtful(Fate& fate) const;
+  bool takeDoubtful(Fate& fate, bool withGuesses) const;
   bool takeLongest(Fate& fate) const;
   bool takePart(Fate& fate) const;
   std::string lossOf(uint32_t id) const;

@@ -1,9 +1,10 @@
 #include "cli/writing.h"
 
+#include <algorithm>
 #include <filesystem>
 
-#include "cli/contents.h"
 #include "cli/findings.h"
+#include "cli/names.h"
 #include "cli/pair.h"
 #include "include/pmsharing.hpp"
 #include "platform/platform.h"
@@ -15,7 +16,8 @@ void DeclareWriting(CLI::App& command, WriteOptions& options, const char* vault,
   command.add_flag("--dry-run,-n", options.dryRun, dryRun);
   command.add_flag(
       "--force", options.force,
-      "Go on although another program has the vault open, or the backup beside it speaks against it");
+      "Go on although another program has the vault open, unless it has changed it, or although the backup "
+      "beside it would be lost");
 }
 
 void RequireAlone(const VaultPath& path, const WriteOptions& options) {
@@ -49,9 +51,47 @@ void RequireNotAlone(const VaultPath& path) {
                   hasBackup ? "backup" : "journal"));
 }
 
+// "0x00000007 mail, 0x00000009 and 4 more"
+std::string ListText(const std::vector<Record>& records) {
+  constexpr size_t kMost = 3;
+  std::string text;
+  for (size_t i = 0; i < std::min(kMost, records.size()); ++i)
+    text += (i == 0 ? "" : ", ") + IdAndName(records[i]);
+  return records.size() > kMost ? fmt::format("{} and {} more", text, records.size() - kMost) : text;
+}
+
+// A journal of the vault's own accounts for all in which its backup differs.
+void RequireNothingOnlyIn(const Image& backup, const Image& vault, const VaultPath& path) {
+  const std::vector<Finding> findings = Examine(vault);
+  const Verdict verdict = VerdictOf(findings);
+  if (IsDamaged(verdict)) {
+    throw Failure(
+        ExitCode::kRefused,
+        fmt::format("{} is {} ({}), and the change would destroy its backup {}, which may hold what is lost",
+                    path.shown, Text(verdict), findings[0].what, path.backupShown),
+        fmt::format(
+            "Nothing was changed. \"pmstore salvage {0} NEW-VAULT\" takes the best of both, \"pmstore "
+            "restore {0}\" brings the backup back; --force gives it up.",
+            ForShell(path.shown)));
+  }
+  if (vault.file().journal() == JournalState::kLaid) return;
+  const std::vector<Record> only = OnlyInBackup(vault, backup);
+  if (only.empty()) return;
+  throw Failure(
+      ExitCode::kRefused,
+      fmt::format("the backup {} holds {} that {} lacks, or has otherwise ({}), and the change would "
+                  "destroy it",
+                  path.backupShown, CountText(only.size(), "item"), path.shown, ListText(only)),
+      fmt::format(
+          "Nothing was changed. \"pmstore diff {0} {1}\" shows how they differ, \"pmstore restore {0}\" "
+          "brings the backup back, \"pmstore salvage {1} NEW-VAULT\" makes a vault of its own of it; "
+          "--force gives it up.",
+          ForShell(path.shown), ForShell(path.backupShown)));
+}
+
 }  // namespace
 
-void RequireBackupSpared(const VaultPath& path, const WriteOptions& options, Console& console) {
+void RequireBackupSpared(const VaultPath& path, const WriteOptions& options) {
   RequireNotAlone(path);
   const bool hasBackup = platform::SizeOf(path.backup.c_str()) > 0;
   if (options.force || options.dryRun || !path.exists() || (!hasBackup && !path.hasJournal())) return;
@@ -76,18 +116,7 @@ void RequireBackupSpared(const VaultPath& path, const WriteOptions& options, Con
                     path.backupShown, path.shown),
         "Nothing was changed. Move it away, or say --force.");
   }
-  const std::vector<Finding> findings = Examine(vault);
-  const Verdict verdict = VerdictOf(findings);
-  if (verdict == Verdict::kSound || verdict == Verdict::kEmpty) return;
-  if (Compare(ContentsOf(vault, console), ContentsOf(backup, console)).empty() && !IsDamaged(verdict)) return;
-  throw Failure(
-      ExitCode::kRefused,
-      fmt::format("{} is {} ({}), and the change would destroy its backup {}, which may hold what is lost",
-                  path.shown, Text(verdict), findings[0].what, path.backupShown),
-      fmt::format(
-          "Nothing was changed. \"pmstore salvage {0} NEW-VAULT\" takes the best of both, \"pmstore restore "
-          "{0}\" brings the backup back; --force gives it up.",
-          ForShell(path.shown)));
+  RequireNothingOnlyIn(backup, vault, path);
 }
 
 }  // namespace cli

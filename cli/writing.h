@@ -21,7 +21,7 @@ void DeclareWriting(CLI::App& command, WriteOptions& options, const char* vault,
 void RequireAlone(const VaultPath& path, const WriteOptions& options);
 
 // Fails when a change would cost a backup, or set a journal aside, that may hold what is lost: the vault's file is gone or
-// empty, bytes of it are lost or may be, or the backup is another vault's. The last two can be forced.
-void RequireBackupSpared(const VaultPath& path, const WriteOptions& options, Console& console);
+// empty, or damaged, or the backup is another vault's or holds what the vault lacks. All but the first can be forced.
+void RequireBackupSpared(const VaultPath& path, const WriteOptions& options);
 
 }  // namespace cli

@@ -31,10 +31,8 @@ void Declare(CLI::App& command, Options& options) {
   DeclareReading(command, options.read);
   command.add_flag("--damage-only", options.damageOnly,
                    "Exit with 1 for damage only, not for what is merely suspected");
-  command
-      .add_option("--accept", options.accept,
-                  "An item (its ID or name) that is known to be whole: doubts about it are dropped")
-      ->allow_extra_args(false);
+  command.add_option("--accept", options.accept,
+                     "Items (their IDs or names) that are known to be whole: doubts about them are dropped");
 }
 
 // What is found of the file, without the doubts about items that are known to be whole.
@@ -63,7 +61,7 @@ Judged Judge(const Image& image, const Options& options, Console& console) {
     found.push_back(ToJson(finding));
     judged.canBeMended = judged.canBeMended || finding.mendable;
     if (finding.weight == Weight::kSuspicion && finding.item.value_or(0) != 0)
-      judged.doubted += " --accept " + IdText(*finding.item);
+      judged.doubted += (judged.doubted.empty() ? " --accept " : " ") + IdText(*finding.item);
   }
   judged.json = {{"file", image.fileShown()},       {"journal", withJournal},
                  {"verdict", Text(judged.verdict)}, {"blocks", image.blocks().size()},

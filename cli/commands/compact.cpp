@@ -28,7 +28,7 @@ void RequireNothingToSave(const Image& image) {
 ExitCode Compact(const Options& options, Console& console) {
   const VaultPath path(options.write.vault);
   RequireAlone(path, options.write);
-  RequireBackupSpared(path, options.write, console);
+  RequireBackupSpared(path, options.write);
   Contents before;
   uint64_t sizeBefore = 0;
   uint64_t sizeAfter = 0;

@@ -1,6 +1,7 @@
 // export: items become files in a new folder, or JSON Lines.
 #include "cli/filenames.h"
 #include "cli/files.h"
+#include "cli/findings.h"
 #include "cli/jsonlines.h"
 #include "cli/names.h"
 #include "cli/reading.h"
@@ -52,20 +53,27 @@ struct Outcome {
   uint64_t bytes = 0;
 };
 
-// Reads one item on its way out; nothing, with a warning, when it is damaged.
-std::optional<Bytes> Take(const Image& image, const Record& record, Outcome& outcome, Console& console) {
+// Reads one item on its way out, with a warning when it is damaged; nothing when it cannot be read.
+std::optional<Bytes> Take(const Image& image, const Mistrust& mistrust, const Record& record,
+                          Outcome& outcome, Console& console) {
   ItemBytes item = image.readItem(record.id);
   if (!item.problems.empty()) {
     ++outcome.damaged;
     console.warn("left out, damaged: {}", IdAndName(record));
     return std::nullopt;
   }
+  if (const auto doubt = mistrust.doubts.find(record.id); doubt != mistrust.doubts.end())
+    console.note("in doubt: {}", doubt->second);
+  if (const auto damage = mistrust.damage.find(record.id); damage != mistrust.damage.end()) {
+    ++outcome.damaged;
+    console.warn("written with bytes that are not its own, or without some: {}", damage->second);
+  }
   ++outcome.written;
   outcome.bytes += item.bytes.size();
   return std::move(item.bytes);
 }
 
-Outcome ExportFiles(const Options& options, const Image& image, Console& console) {
+Outcome ExportFiles(const Options& options, const Image& image, const Mistrust& mistrust, Console& console) {
   std::vector<const Record*> records;
   for (const Record& record : image.records()) {
     if (!options.kind || record.kind == *options.kind) records.push_back(&record);
@@ -78,7 +86,7 @@ Outcome ExportFiles(const Options& options, const Image& image, Console& console
   Progress progress(console, "exporting", records.size());
   for (size_t i = 0; i < records.size(); ++i) {
     progress.advance(1);
-    const std::optional<Bytes> bytes = Take(image, *records[i], outcome, console);
+    const std::optional<Bytes> bytes = Take(image, mistrust, *records[i], outcome, console);
     if (!bytes) continue;
     const fs::path file = folder / fs::u8path(names[i]);
     std::error_code error;
@@ -92,14 +100,14 @@ Outcome ExportFiles(const Options& options, const Image& image, Console& console
   return outcome;
 }
 
-Outcome ExportLines(const Options& options, const Image& image, Console& console) {
+Outcome ExportLines(const Options& options, const Image& image, const Mistrust& mistrust, Console& console) {
   Outcome outcome;
   Bytes lines;
   Progress progress(console, "exporting", image.records().size());
   for (const Record& record : image.records()) {
     progress.advance(1);
     if (options.kind && record.kind != *options.kind) continue;
-    const std::optional<Bytes> bytes = Take(image, record, outcome, console);
+    const std::optional<Bytes> bytes = Take(image, mistrust, record, outcome, console);
     if (!bytes) continue;
     if (options.lines == "-") {
       console.record(ToJson(record, *bytes));
@@ -118,9 +126,10 @@ ExitCode Export(const Options& options, Console& console) {
   }
   const Image image(VaultPath(options.read.vault), options.read.source);
   image.requireSound();
+  const Mistrust mistrust = MistrustOf(image);
   const bool toFiles = options.lines.empty();
-  const Outcome outcome =
-      toFiles ? ExportFiles(options, image, console) : ExportLines(options, image, console);
+  const Outcome outcome = toFiles ? ExportFiles(options, image, mistrust, console)
+                                  : ExportLines(options, image, mistrust, console);
   RequireUnchanged(image);
   if (console.json && options.lines != "-") {
     console.document({{"items", outcome.written}, {"damaged", outcome.damaged}, {"bytes", outcome.bytes}});
@@ -131,7 +140,11 @@ ExitCode Export(const Options& options, Console& console) {
                                         : options.lines,
                  SizeText(outcome.bytes));
   }
-  return outcome.damaged == 0 ? ExitCode::kFine : ExitCode::kProblems;
+  if (!mistrust.isDamaged) return ExitCode::kFine;
+  console.warn(
+      "{} is damaged: \"pmstore check {}\" says all, \"pmstore salvage {} NEW-VAULT\" saves what can be had",
+      image.fileShown(), ForShell(options.read.vault), ForShell(options.read.vault));
+  return ExitCode::kProblems;
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "cli/files.h"
+#include "cli/findings.h"
 #include "cli/host.h"
 #include "cli/jsonlines.h"
 #include "cli/names.h"
@@ -58,6 +59,13 @@ void Deliver(const Options& options, const Record& record, const Bytes& bytes, C
   }
 }
 
+std::string SalvageText(const std::string& vault) {
+  return fmt::format(
+      "\"pmstore check {0}\" says what else is damaged, \"pmstore salvage {0} NEW-VAULT\" saves what can be "
+      "had.",
+      ForShell(vault));
+}
+
 ExitCode Get(const Options& options, Console& console) {
   const Image image(VaultPath(options.read.vault), options.read.source);
   image.requireSound();
@@ -68,11 +76,18 @@ ExitCode Get(const Options& options, Console& console) {
     throw Failure(
         ExitCode::kRefused,
         fmt::format("{} is damaged: {} {}", ShownName(record), image.blockText(first.block), first.what),
-        "\"pmstore check\" says what else is damaged.");
+        SalvageText(options.read.vault));
   }
+  const Mistrust mistrust = MistrustOf(image);
   RequireUnchanged(image);
   Deliver(options, record, item.bytes, console);
-  return ExitCode::kFine;
+  if (const auto doubt = mistrust.doubts.find(record.id); doubt != mistrust.doubts.end())
+    console.note("in doubt: {}", doubt->second);
+  const auto damage = mistrust.damage.find(record.id);
+  if (damage == mistrust.damage.end()) return ExitCode::kFine;
+  console.warn("these are not the bytes that were stored, or not all of them: {}. {}", damage->second,
+               SalvageText(options.read.vault));
+  return ExitCode::kProblems;
 }
 
 }  // namespace

@@ -126,7 +126,7 @@ ExitCode Import(const Options& options, Console& console) {
   }
   const VaultPath path(options.write.vault);
   RequireAlone(path, options.write);
-  RequireBackupSpared(path, options.write, console);
+  RequireBackupSpared(path, options.write);
   std::vector<Entry> entries = options.lines.empty() ? GatherFiles(options.paths, options.write.vault,
                                                                    options.kind, options.newIds, console)
                                                      : GatherLines(options.lines, options.newIds);

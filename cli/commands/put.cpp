@@ -52,7 +52,7 @@ std::optional<Record> FindExisting(const VaultPath& path, const Options& options
 ExitCode Put(const Options& options, Console& console) {
   const VaultPath path(options.write.vault);
   RequireAlone(path, options.write);
-  RequireBackupSpared(path, options.write, console);
+  RequireBackupSpared(path, options.write);
   const std::optional<Record> existing = FindExisting(path, options);
   Record record = existing.value_or(
       Record{0, options.kind.value_or(kDefaultKind), RequireUtf8(options.item, "item's name")});

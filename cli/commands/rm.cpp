@@ -36,7 +36,7 @@ std::vector<Record> Choose(const Options& options, const Image& image) {
 ExitCode Remove(const Options& options, Console& console) {
   const VaultPath path(options.write.vault);
   RequireAlone(path, options.write);
-  RequireBackupSpared(path, options.write, console);
+  RequireBackupSpared(path, options.write);
   const std::vector<Record> chosen = Choose(options, Image(path));
   if (!options.write.dryRun) {
     Vault vault(path, Vault::Opening::kExisting);

@@ -28,8 +28,9 @@ void Declare(CLI::App& command, Options& options) {
   command.add_option("--kind,-k", options.kind, "The kind for items whose record is lost")
       ->capture_default_str();
   command.add_flag("--no-mend", options.noMend, "Take damaged blocks for lost");
-  command.add_flag("--partial", options.partial,
-                   "Save also what is left of items that are not whole, with zeros in the gaps");
+  command.add_flag(
+      "--partial", options.partial,
+      "Save also what is left of items that are not whole, with zeros in the gaps, and mere guesses");
   command.add_flag("--dry-run,-n", options.dryRun, "Only report what can be saved");
 }
 
