@@ -14,7 +14,7 @@ namespace catalogue {
 
 struct PmTotalDataController {
   int32_t refCount = 0;
-  SlotArray<DataBaseHandle>* registry;  // null while the catalogue is down
+  SlotArray<DataBaseHandle>* registry = nullptr;  // null while the catalogue is down
 };
 
 extern PmTotalDataController totalController;
