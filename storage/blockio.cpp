@@ -25,6 +25,7 @@ bool ReadBlocks(const FileInfo* file, uint32_t block, uint8_t* bytes, uint32_t c
 bool WriteBlocks(FileInfo* file, uint32_t block, const uint8_t* bytes, uint32_t count) {
   for (uint32_t i = 0; i < count; ++i) file->staleBlocks.insert(block + i);
   const size_t size = size_t{count} * kBlockSize;
+  file->isFlushed = false;
   return file->file.writeAt(OffsetOf(block), bytes, size) == size;
 }
 
@@ -64,6 +65,7 @@ bool ReadHeader(const FileInfo* file, uint32_t block, PacketHeader* header) {
 
 bool CutBlocks(FileInfo* file, uint32_t blockNum) {
   file->roomEnd = 0;  // the room behind the end goes, too
+  file->isFlushed = false;
   return file->file.setSize(OffsetOf(blockNum));
 }
 

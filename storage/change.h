@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "platform/compiler.h"
 #include "storage/controller.h"
 #include "storage/dirty.h"
 
@@ -91,6 +92,8 @@ class Change {
   bool forEachMark(Visit visit) const;
 
  private:
+  static constexpr uint32_t kFetchedAhead = 16;
+
   enum Kind : uint8_t { kTaken, kGiven, kMarked, kRemoved, kMade, kEdited };
   enum Flag : uint8_t { kNoFlag = 0, kWasUnmarked = 1, kWasUnlisted = 2, kWasEnd = 4, kWasDirty = 8 };
   struct Step {
@@ -141,7 +144,10 @@ extern Change change;
 
 template <typename Visit>
 bool Change::forEachWrite(Visit visit) const {
-  for (const ItemInfo* item : saved_) {
+  for (uint32_t number = 0; number < saved_.size(); ++number) {
+    // The records of many items are larger than the caches, and stand in an order of their own.
+    if (number + kFetchedAhead < saved_.size()) platform::Prefetch(saved_[number + kFetchedAhead]);
+    const ItemInfo* item = saved_[number];
     for (uint32_t i = FirstToWrite(item); i < item->fragments.count; ++i) {
       if (!PacketIsOnDisk(item, i) && !visit(item->fragments[i] / kBlockSize, Write{item, i})) return false;
     }

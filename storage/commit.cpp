@@ -40,10 +40,9 @@ uint32_t FirstDirectBlock(const Change& change) {
   return end >= kDirectBlocks && first <= end - kDirectBlocks ? first : end;
 }
 
-// The blocks that share a page with those that a change overwrites or marks; and those that it marks, if they are few,
-// so that their part of the journal's sum is not lost with them. The journal carries them along: a medium whose power
-// fails may lose the whole page that it was writing. Where a change touches very many pages in part, that is too much,
-// and it carries none.
+// The blocks that share a page with those that a change overwrites or marks, and are neither. The journal carries them
+// along: a medium whose power fails may lose the whole page that it was writing. Where a change touches very many pages
+// in part, that is too much, and it carries none.
 class PageMates {
  public:
   // Reads which blocks are touched, up to `end`: what lies behind begins on a page of its own. False when there is no
@@ -55,27 +54,15 @@ class PageMates {
       touched_.add(block);
       return true;
     };
-    const auto mark = [&](uint32_t block) { return touch(block) && add(block); };
-    if (!change.forEachWrite([&](uint32_t block, const Change::Write&) { return touch(block); }))
-      return false;
-    if (!change.forEachMark(mark)) return false;
-    if (mates_.size() > kFewMarks) clear();
-    if (!collect(std::min(change.oldBlockNum(), change.file()->blockNum))) return false;
-    if (mates_.size() > kMost) clear();
-    std::sort(mates_.begin(), mates_.end());
-    return true;
+    return change.forEachWrite([&](uint32_t block, const Change::Write&) { return touch(block); }) &&
+           change.forEachMark(touch) && collect(std::min(change.oldBlockNum(), change.file()->blockNum));
   }
 
   const uint32_t* begin() const { return mates_.begin(); }
   const uint32_t* end() const { return mates_.end(); }
 
  private:
-  static constexpr uint32_t kFewMarks = 1024;
   static constexpr uint32_t kMost = 4096;
-
-  void clear() {
-    while (!mates_.empty()) mates_.removeLast();
-  }
 
   bool collect(uint32_t blockNum) {
     std::sort(touched_.begin(), touched_.end());
@@ -89,6 +76,7 @@ class PageMates {
         while (next != touched_.end() && *next == block) ++next;
       }
     }
+    if (mates_.size() > kMost) mates_.clear();
     return true;
   }
 
@@ -391,9 +379,10 @@ bool TakeOver(FileInfo* file) {
 }
 
 bool FlushDataFile(FileInfo* file) {
-  if (file->file.sync()) return true;
-  file->journal.poison();
-  return false;
+  if (file->isFlushed) return true;
+  file->isFlushed = file->file.sync();
+  if (!file->isFlushed) file->journal.poison();
+  return file->isFlushed;
 }
 
 int32_t PrepareToChange(FileInfo* file) {

@@ -51,6 +51,7 @@ struct FileInfo {
   Journal journal;
   Overlay* overlay = nullptr;  // what a journal that stays as it is lays over the file; null without one
   uint64_t blockSum = 0;
+  bool isFlushed = false;  // nothing has been written since the medium was made to hold the file
   uint32_t roomEnd = 0;  // room on the medium is taken up to this block, when that lies behind the file's end
   commonbase::NumberSet unmarkedBlocks;
   commonbase::NumberSet unlistedBlocks;

@@ -11,8 +11,12 @@ void StoreHalves(uint8_t* unit, const HalfHashes& hashes) {
   StoreU64(unit + 8, hashes.half[1]);
 }
 
-// One change is under way at a time, in the whole process.
-constexpr size_t kBufferSize = size_t{64} * (kBlockSize + kRecordHeadSize);
+// What does not fit into the buffer is written in pieces that begin and end where the file is aligned to their size: systems
+// keep a file that was written so in larger pages.
+constexpr size_t kPiece = size_t{64} << 10;
+
+// One change is under way at a time, in the whole process. A piece is full before a unit finds no room.
+constexpr size_t kBufferSize = kPiece + size_t{2} * (kBlockSize + kRecordHeadSize);
 alignas(64) uint8_t buffer[kBufferSize];
 
 }  // namespace
@@ -48,16 +52,18 @@ void FrameWriter::closeRecord() {
 }
 
 void FrameWriter::flush() {
-  hash_ = HashBytes(hash_, buffer, used_);
-  write();
+  const auto size = static_cast<size_t>(end() / kPiece * kPiece - position_);
+  hash_ = HashBytes(hash_, buffer, size);
+  write(size);
 }
 
-void FrameWriter::write() {
-  failed_ = failed_ || file_->writeAt(position_, buffer, used_) != used_;
-  file_->startSync(position_, used_);
-  position_ += used_;
-  platform::Wipe(buffer, used_);
-  used_ = 0;
+void FrameWriter::write(size_t size) {
+  failed_ = failed_ || file_->writeAt(position_, buffer, size) != size;
+  file_->startSync(position_, size);
+  position_ += size;
+  used_ -= size;
+  std::memmove(buffer, buffer + size, used_);
+  platform::Wipe(buffer + used_, size);
 }
 
 bool FrameWriter::finish() {
@@ -66,10 +72,10 @@ bool FrameWriter::finish() {
   StoreU64(hash, HashBytes(hash_, buffer, static_cast<size_t>(hash - buffer)));
   // The journal ends where its last frame's page does.
   const auto rest = static_cast<size_t>(NextPage(end()) - end());
-  if (used_ + rest > kBufferSize) write();
+  if (used_ + rest > kBufferSize) write(used_);
   std::memset(buffer + used_, 0, rest);
   used_ += rest;
-  write();
+  write(used_);
   return !failed_;
 }
 

@@ -30,7 +30,7 @@ class FrameWriter {
  private:
   void closeRecord();
   void flush();
-  void write();
+  void write(size_t size);
 
   platform::File* file_;
   uint64_t position_;  // of the buffer's bytes

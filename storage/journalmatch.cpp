@@ -41,7 +41,7 @@ class Judge {
       marked = marked || type == kMarkRecord || type == kFreedRecord;
     }
     // What the power destroyed while it was being marked is free, whatever it was; its part of the sum is lost.
-    if (block < length_ && !covered && marked && !IsBlock(bytes, DecodeHeader(bytes))) return changed_ = true;
+    if (block < length_ && marked && IsLost(bytes)) return changed_ = true;
     if (block < length_ && !covered) {
       sum_ -= BlockPart(block, bytes);
       return true;
