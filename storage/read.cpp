@@ -168,11 +168,8 @@ void ReadAround(FileInfo* file, const ItemInfo* item) {
 }  // namespace
 
 uint8_t* NewItemBytes(uint32_t size) {
-  // Whoever stores items may store a good many more. But of large pages a system has few at hand: more of them have to be
-  // made, in a virtual machine by its host as well, and cost more than the small ones.
-  constexpr size_t kAtHand = size_t{16} << 20;
-  const size_t taken = commonbase::SharedMemory().taken();
-  commonbase::SharedMemory().expect(taken < kAtHand ? taken / 2 : 0);
+  // Whoever stores items may store a good many more.
+  commonbase::SharedMemory().expect(commonbase::SharedMemory().taken() / 2);
   return TakeBytes(size);
 }
 

@@ -3,7 +3,9 @@
 //
 // A page fresh from the system costs more than filling it, and a large page not much more than a few small ones. So
 // memory comes in large pages when most of one will be filled soon, which the caller says, and else in small pieces
-// whose untouched pages cost nothing.
+// whose untouched pages cost nothing. But a system has few large pages at hand: more of them have to be made, in a
+// virtual machine by its host as well, and cost more than their small ones. So behind the first of them pieces are
+// merely larger.
 //
 // Invariants:
 //  1. A block is aligned as the heap's are and keeps its place until it is given back. What it holds is its
