@@ -54,7 +54,8 @@ function(pmstore_shared_library name)
     set(map "${PROJECT_BINARY_DIR}/${name}.map")
     file(CONFIGURE OUTPUT "${map}" CONTENT "{\nglobal:\n${names};\nlocal: *;\n};\n" @ONLY)
     # The library calls its own functions, also in a program that has others of those names (a Malloc, say).
-    target_link_options(${name} PRIVATE "-Wl,--version-script=${map}" -Wl,-Bsymbolic-functions -Wl,-z,defs)
+    target_link_options(${name} PRIVATE "-Wl,--version-script=${map}" -Wl,-Bsymbolic-functions -Wl,-z,defs
+      -Wl,-z,relro -Wl,-z,now)
     set_property(TARGET ${name} APPEND PROPERTY LINK_DEPENDS "${map}")
   endif()
 endfunction()
