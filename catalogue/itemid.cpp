@@ -29,25 +29,35 @@ class IdHash {
   uint32_t sum_ = 0;
 };
 
-// The next 64 bits of a generator with a state of as many, by multiplications that spread every bit of it.
-uint64_t NextBits(uint64_t* state) {
-  uint64_t bits = *state += 0x9E3779B97F4A7C15U;
-  bits = (bits ^ bits >> 30) * 0xBF58476D1CE4E5B9U;
-  bits = (bits ^ bits >> 27) * 0x94D049BB133111EBU;
-  return bits ^ bits >> 31;
-}
+// A generator of 64 bits by multiplications that spread every bit of its state.
+class Generator {
+ public:
+  void stir(uint64_t bits) { state_ ^= bits; }
+  uint64_t next() {
+    uint64_t bits = state_ += 0x9E3779B97F4A7C15U;
+    bits = (bits ^ bits >> 30) * 0xBF58476D1CE4E5B9U;
+    bits = (bits ^ bits >> 27) * 0x94D049BB133111EBU;
+    return bits ^ bits >> 31;
+  }
+  // Goes on far from here.
+  void leap() { state_ = next(); }
+
+ private:
+  uint64_t state_ = 0;
+};
+
+Generator generator;
 
 // The hash of 260 bytes: the time, and 128 values at 16 bits each. A draw of rand takes a lock; two of them set off a
 // generator that goes on from ID to ID.
 uint32_t DrawId() {
-  static uint64_t state = 0;
-  state ^= static_cast<uint64_t>(std::rand()) << 32 ^ static_cast<uint64_t>(std::rand());
+  generator.stir(static_cast<uint64_t>(std::rand()) << 32 ^ static_cast<uint64_t>(std::rand()));
   uint8_t time[4];
   storage::StoreU32(time, static_cast<uint32_t>(std::time(nullptr)));
   IdHash hash;
   for (const uint8_t byte : time) hash.add(byte);
   for (int i = 0; i < kDraws; ++i) {
-    uint64_t bits = NextBits(&state);
+    uint64_t bits = generator.next();
     for (int byte = 0; byte < 8; ++byte, bits >>= 8) hash.add(static_cast<uint8_t>(bits));
   }
   return hash.value();
@@ -93,11 +103,14 @@ extern "C" {
 uint32_t CreateNewItemID(DataBaseHandle* handle, uint32_t kind, const PmChar* userData) {
   if (!IsValidDataBaseHandle(handle)) return 0;
   if (userData != nullptr && handle->committedIds.findByUserData(kind, userData) != nullptr) return 0;
-  uint32_t id;
-  do {
+  uint32_t id = DrawId();
+  // A program that does not seed rand draws what it drew when it ran before. Where it meets an ID of then it leaves that
+  // way, or it would meet all of them.
+  while (id != 0 && !IsIdUnusedInAllDataBases(id)) {
+    generator.leap();
     id = DrawId();
-    if (id == 0) return 0;
-  } while (!IsIdUnusedInAllDataBases(id));
+  }
+  if (id == 0) return 0;
   return AddPendingId(handle, id, kind, userData) ? id : 0;
 }
 
