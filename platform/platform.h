@@ -184,9 +184,13 @@ PmChar FolderSeparator();
 // Whether `c` ends the folder part of a path.
 bool IsFolderSeparator(PmChar c);
 
+// So many bytes in large pages a system has at hand. More of them have to be made, in a virtual machine by its host as
+// well, and cost more than the small ones.
+constexpr size_t kLargePagesAtHand = size_t{16} << 20;
+
 // Memory that may be large, to be given back with free; null when there is none. Where the system has large
-// pages, it stands in them: most of what filling it for the first time costs is being given its pages one by
-// one.
+// pages, it stands in them as far as they are at hand: most of what filling it for the first time costs is being given its
+// pages one by one.
 void* AllocateLarge(size_t size);
 
 // Gives memory that is about to be filled its pages in one go, where the system does that.

@@ -485,7 +485,7 @@ void* AllocateLarge(size_t size) {
   size = std::max(size, (size + kLargePage / 2) / kLargePage * kLargePage);
   void* memory = nullptr;
   if (posix_memalign(&memory, kLargePage, size) != 0) return nullptr;
-  madvise(memory, size, MADV_HUGEPAGE);  // only a wish
+  madvise(memory, std::min(size, kLargePagesAtHand), MADV_HUGEPAGE);  // only a wish
   return memory;
 }
 

@@ -13,7 +13,6 @@ namespace {
 constexpr size_t kLargePiece = size_t{2} << 20;
 constexpr size_t kMiddlePiece = size_t{256} << 10;
 constexpr size_t kSmallPiece = size_t{32} << 10;
-constexpr size_t kAtHand = size_t{16} << 20;
 constexpr size_t kAlignment = alignof(std::max_align_t);
 constexpr uint32_t kNone = UINT32_MAX;
 
@@ -61,7 +60,7 @@ MemoryPool::Room* MemoryPool::roomFor(size_t size) {
 
 // Room for a block of that size in a new piece; null when it would fill most of one, or without memory.
 MemoryPool::Room* MemoryPool::addPiece(size_t size) {
-  const size_t large = total_ < kAtHand ? kLargePiece : kMiddlePiece;
+  const size_t large = total_ < platform::kLargePagesAtHand ? kLargePiece : kMiddlePiece;
   const size_t pieceSize = expected_ >= kLargePiece ? large : kSmallPiece;
   if (size > pieceSize / 2 || !pieces_.reserve(pieces_.size() + 1)) return nullptr;
   auto* piece = static_cast<Piece*>(platform::AllocateLarge(pieceSize));
