@@ -67,7 +67,7 @@ class Failure : public Faults, public testing::WithParamInterface<Row> {
   bool tryOnce(uint32_t seed, int at, bool stays) {
     Empty(live_.path());
     seam::Arm(seam::Fault::kNone);
-    seam::takesRoom = seed % 2 != 0;
+    seam::obliges = seed % 2 != 0;
     Session s(live_.path());
     s.draw(seed, 6);
     seam::Arm(GetParam().fault, at, stays, seed, GetParam().ending);
@@ -218,7 +218,7 @@ class PowerFailure : public Faults {
   void tryDrawn(uint32_t seed) {
     Empty(live_.path());
     seam::Arm(seam::Fault::kNone);
-    seam::takesRoom = seed % 4 != 0;
+    seam::obliges = seed % 4 != 0;
     Session s(live_.path());
     if (seed % 3 == 1 && !found_.empty()) {
       write(found_, live_.path());

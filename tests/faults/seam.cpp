@@ -252,7 +252,12 @@ int __real_fallocate64(int, int, off64_t, off64_t);
 int __wrap_fallocate64(int descriptor, int mode, off64_t at, off64_t size) {
   if (Strikes(kNeedsRoom, descriptor)) return -1;
   errno = EOPNOTSUPP;
-  return takesRoom ? __real_fallocate64(descriptor, mode, at, size) : -1;
+  return obliges ? __real_fallocate64(descriptor, mode, at, size) : -1;
+}
+
+int __real_inotify_init1(int);
+int __wrap_inotify_init1(int flags) {
+  return obliges ? __real_inotify_init1(flags) : -1;
 }
 
 PASS(kPlain, descriptor, -1, int, fcntl64, (int descriptor, int command, void* argument),
