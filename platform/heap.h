@@ -6,7 +6,7 @@
 //
 // Invariants:
 //  1. C's malloc, realloc and free are called in this file alone, and where AllocateLarge() is made of the system's
-//     calls. The exported Malloc() and Free() are this heap for callers in C.
+//     calls. The exported Malloc() and Free() are this heap for callers in C, and for the containers they share.
 //  2. Whatever was taken here, and by AllocateLarge(), goes back through Release(), a record through Destroy().
 //  3. Without memory the answer is null and nothing has changed. Everybody looks.
 //  4. Nothing is wiped on its way back. Whoever had item bytes in it has wiped them.
