@@ -1,11 +1,10 @@
 #include "catalogue/database.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <new>
 
 #include "catalogue/tableformat.h"
 #include "commonbase/src/pmstring.h"
+#include "platform/heap.h"
 #include "storage/format.h"
 #include "storage/storage.h"
 
@@ -65,9 +64,8 @@ class EditedTable {
 DataBaseHandle* NewDataBaseHandle(const PmChar* path) {
   const PmChar* const end = std::find(path, path + storage::kMaxPath, PmChar{0});
   if (*end != 0) return nullptr;
-  void* memory = std::calloc(1, sizeof(DataBaseHandle));
-  if (memory == nullptr) return nullptr;
-  auto* handle = new (memory) DataBaseHandle();
+  auto* handle = platform::Make<DataBaseHandle>();
+  if (handle == nullptr) return nullptr;
   std::copy(path, end, handle->path);
   handle->openCount = 1;
   handle->unsavedFrom = kAllSaved;
@@ -75,8 +73,7 @@ DataBaseHandle* NewDataBaseHandle(const PmChar* path) {
 }
 
 void ReleaseDataBaseHandle(DataBaseHandle* handle) {
-  handle->~DataBaseHandle();
-  std::free(handle);
+  platform::Destroy(handle);
 }
 
 uint32_t PathBytes(const DataBaseHandle* handle) {

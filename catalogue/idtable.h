@@ -24,16 +24,16 @@
 namespace catalogue {
 
 struct ItemIdRecord {
-  uint32_t reserved0;  // kept and stored back, never read
-  uint32_t reserved1;
-  uint32_t kind;
-  uint32_t itemId;
-  uint32_t userDataSize;  // bytes, terminator included; 0 without user data
+  uint32_t reserved0 = 0;  // kept and stored back, never read
+  uint32_t reserved1 = 0;
+  uint32_t kind = 0;
+  uint32_t itemId = 0;
+  uint32_t userDataSize = 0;  // bytes, terminator included; 0 without user data
 
-  uint32_t slot;
-  uint32_t branch[2];  // of the heap of records with this kind and user data
-  ItemIdRecord* nextById;
-  ItemIdRecord* nextByUserData;
+  uint32_t slot = 0;
+  uint32_t branch[2] = {};  // of the heap of records with this kind and user data
+  ItemIdRecord* nextById = nullptr;
+  ItemIdRecord* nextByUserData = nullptr;
 
   // The zero-terminated string that stands behind the record; null without user data.
   const PmChar* userData() const {

@@ -1,10 +1,8 @@
 #include "catalogue/registry.h"
 
-#include <cstdlib>
-#include <new>
-
 #include "catalogue/tableformat.h"
 #include "commonbase/src/pmstring.h"
+#include "platform/heap.h"
 #include "platform/platform.h"
 #include "storage/storage.h"
 
@@ -23,12 +21,10 @@ enum Refusal : int32_t {
 constexpr uint32_t kExpectedDataBases = 10;
 
 bool InitDataBaseRegistry() {
-  void* memory = std::malloc(sizeof(Registry));
-  if (memory == nullptr) return false;
-  auto* registry = new (memory) Registry();
+  auto* registry = platform::Make<Registry>();
+  if (registry == nullptr) return false;
   if (!registry->reserve(kExpectedDataBases)) {
-    registry->~Registry();
-    std::free(memory);
+    platform::Destroy(registry);
     return false;
   }
   totalController.registry = registry;
@@ -40,8 +36,7 @@ void ReleaseDataBaseRegistry() {
   for (uint32_t slot = 0; slot < registry->usedEnd(); ++slot) {
     if ((*registry)[slot] != nullptr) ReleaseDataBaseHandle((*registry)[slot]);
   }
-  registry->~Registry();
-  std::free(registry);
+  platform::Destroy(registry);
   totalController.registry = nullptr;
 }
 

@@ -8,7 +8,6 @@
 #include "cli/files.h"
 #include "cli/host.h"
 #include "cli/journalimages.h"
-#include "cli/outofstep.h"
 #include "storage/format.h"
 #include "storage/pack.h"
 
@@ -18,7 +17,8 @@ namespace fs = std::filesystem;
 using storage::kBlockSize;
 
 BlockFile::BlockFile(PmString path, std::string shown, PmString journal, Reading reading)
-    : path_(std::move(path)), shown_(std::move(shown)), journalPath_(std::move(journal)) {
+    : path_(std::move(path)), shown_(std::move(shown)) {
+  journal_.path = std::move(journal);
   const SystemCall call;
   std::error_code ignored;
   if (fs::is_directory(fs::u8path(shown_), ignored))
@@ -31,107 +31,30 @@ BlockFile::BlockFile(PmString path, std::string shown, PmString journal, Reading
   }
   isJournal_ = IsJournal(file_);
   if (isJournal_ && reading == Reading::kForRescue) {
-    takeJournal();
+    places_ = FindPlacesInJournal(file_, stamp_.size);
     return;
   }
   if (stamp_.size > storage::kMaxFileSize)
     throw Failure(ExitCode::kRefused, fmt::format("{} is too large to be a vault", shown_));
-  if (!journalPath_.empty() && !platform::IsMissing(journalPath_.c_str())) layOver(reading);
-}
-
-void BlockFile::layOver(Reading reading) {
-  if (platform::SizeOf(journalPath_.c_str()) == 0) return;  // emptied where it could not be removed
-  // What another program does to the files meanwhile may look like anything, but not for long.
-  constexpr int kTries = 5;
-  const SystemCall call;
-  storage::Overlay::Outcome outcome = storage::Overlay::kNotOurs;
-  for (int i = 0; i < kTries && outcome != storage::Overlay::kLaid; ++i) {
-    overlay_ = std::make_unique<storage::Overlay>();
-    outcome = overlay_->open(journalPath_.c_str(), file_);
-  }
-  if (outcome == storage::Overlay::kLaid) {
-    journalState_ = JournalState::kLaid;
-    endsTorn_ = reading == Reading::kForRescue &&
-                journal_.open(journalPath_.c_str(), platform::Access::kRead) &&
-                !ReadJournalImages(journal_).torn.empty();
-    return;
-  }
-  overlay_.reset();
-  journalState_ = JournalState::kForeign;
-  if (reading == Reading::kForRescue) return layOverRest();
-  if (outcome == storage::Overlay::kUnreadable) {
-    throw Failure(ExitCode::kIoError,
-                  fmt::format("cannot read the journal {}{}", ToUtf8(journalPath_), call.reason()),
-                  "Without it the vault's last changes are missing. --source file reads the bare file.");
-  }
-}
-
-// Lays the journal over what is left of its file.
-void BlockFile::layOverRest() {
-  const SystemCall call;
-  if (!journal_.open(journalPath_.c_str(), platform::Access::kRead)) {
-    whyUnreadable_ = call.reason();
-    journalState_ = JournalState::kUnreadable;
-    return;
-  }
-  const JournalImages journal = ReadJournalImages(journal_);
-  const auto there = static_cast<uint32_t>(stamp_.size / kBlockSize);
-  if (!journal.isGapless || !IsFileOf(journal, file_, there)) return;
-  journalState_ = JournalState::kLaidOnRest;
-  isInPieces_ = true;
-  restAt_ =
-      journal.blockNum > there && journal.last.count(there) == 0 ? uint64_t{there} * kBlockSize : stamp_.size;
-  for (uint32_t block = 0; block < journal.blockNum; ++block) {
-    const auto word = journal.last.find(block);
-    const bool hasImage = word != journal.last.end() && word->second.imageAt != 0;
-    if (hasImage || block < there) {
-      pieces_.push_back({hasImage ? word->second.imageAt : uint64_t{block} * kBlockSize, hasImage,
-                         word != journal.last.end() && word->second.isFree});
-    } else {
-      ++missing_;
-    }
-  }
-}
-
-// Takes the file for what it is, a journal: its blocks are those that it puts anywhere and does not free.
-void BlockFile::takeJournal() {
-  const JournalImages journal = ReadJournalImages(file_);
-  isInPieces_ = true;
-  restAt_ = stamp_.size;
-  mayBeOlder_ = !journal.isGapless;
-  endsTorn_ = journal.endsTorn;
-  missing_ = journal.blockNum;
-  for (const auto& [block, word] : journal.last) {
-    if (block >= journal.blockNum) continue;
-    if (word.imageAt != 0 && !word.isFree) pieces_.push_back({word.imageAt, false, false});
-    if (word.imageAt != 0 || word.isFree) --missing_;
-  }
-  if (!journal.last.empty()) return;
-  for (const auto& [block, offset] : journal.torn) pieces_.push_back({offset, false, false});
-  mayBeOlder_ = mayBeOlder_ || !pieces_.empty();
+  journal_.lay(file_, stamp_.size, reading);
+  places_ = std::move(journal_.places);
 }
 
 std::unique_ptr<BlockFile> BlockFile::inStep() const {
-  if (isInPieces_ || overlay_) return nullptr;
-  const std::vector<uint64_t> blocks = FindOutOfStep(file_, stamp_.size);
-  if (blocks.empty()) return nullptr;
+  if (places_ || journal_.overlay) return nullptr;
+  std::optional<BlockPlaces> places = FindShiftedPlaces(file_, stamp_.size);
+  if (!places) return nullptr;
   auto found = std::make_unique<BlockFile>(path_, shown_);
-  found->journalPath_ = journalPath_;
-  found->journalState_ = journalState_;
-  found->isInPieces_ = true;
-  found->restAt_ = blocks.back() + kBlockSize;
-  for (uint64_t offset : blocks) {
-    if (!found->shifted_ && offset % kBlockSize != 0)
-      found->shifted_ = static_cast<uint32_t>(found->pieces_.size());
-    found->pieces_.push_back({offset, false, false});
-  }
+  found->journal_.path = journal_.path;
+  found->journal_.state = journal_.state;
+  found->journal_.whyUnreadable = journal_.whyUnreadable;
+  found->places_ = std::move(places);
   return found;
 }
 
 uint64_t BlockFile::size() const {
-  return isInPieces_ ? pieces_.size() * kBlockSize + (stamp_.size - restAt_)
-         : overlay_  ? uint64_t{overlay_->blockNum()} * kBlockSize
-                     : stamp_.size;
+  if (places_) return places_->places.size() * kBlockSize + (stamp_.size - places_->restAt);
+  return journal_.overlay ? uint64_t{journal_.overlay->blockNum()} * kBlockSize : stamp_.size;
 }
 
 int64_t BlockFile::modified() const {
@@ -147,21 +70,20 @@ uint32_t BlockFile::restSize() const {
 }
 
 uint64_t BlockFile::offsetOf(uint32_t number) const {
-  if (number < pieces_.size()) return pieces_[number].offset;
-  return isInPieces_ ? restAt_ : uint64_t{number} * kBlockSize;
+  if (!places_) return uint64_t{number} * kBlockSize;
+  return number < places_->places.size() ? places_->places[number].offset : places_->restAt;
 }
 
 std::string BlockFile::blockText(uint32_t number) const {
-  const bool isInJournal = number < pieces_.size() && pieces_[number].isInJournal;
+  const bool isInJournal = places_ && number < places_->places.size() && places_->places[number].isInJournal;
   return fmt::format("block {} (offset {}{})", number, offsetOf(number),
-                     isInJournal ? " of " + ToUtf8(journalPath_) : "");
+                     isInJournal ? " of " + ToUtf8(journal_.path) : "");
 }
 
-bool BlockFile::readPiece(uint32_t number, uint8_t* bytes) const {
-  const Piece& piece = pieces_[number];
-  if ((piece.isInJournal ? journal_ : file_).readAt(piece.offset, bytes, kBlockSize) != kBlockSize)
-    return false;
-  if (piece.isFree) storage::MarkFree(bytes);
+bool BlockFile::readPlace(const BlockPlaces::Place& place, uint8_t* bytes) const {
+  const platform::File& file = place.isInJournal ? journal_.file : file_;
+  if (file.readAt(place.offset, bytes, kBlockSize) != kBlockSize) return false;
+  if (place.isFree) storage::MarkFree(bytes);
   return true;
 }
 
@@ -169,12 +91,12 @@ void BlockFile::read(uint32_t first, uint32_t count, uint8_t* bytes) const {
   const SystemCall call;
   const size_t wanted = size_t{count} * kBlockSize;
   bool isRead = true;
-  if (isInPieces_) {
+  if (places_) {
     for (uint32_t i = 0; i < count && isRead; ++i)
-      isRead = readPiece(first + i, bytes + size_t{i} * kBlockSize);
+      isRead = readPlace(places_->places[first + i], bytes + size_t{i} * kBlockSize);
   } else {
-    isRead = overlay_ ? overlay_->read(file_, first, bytes, count)
-                      : file_.readAt(uint64_t{first} * kBlockSize, bytes, wanted) == wanted;
+    isRead = journal_.overlay ? journal_.overlay->read(file_, first, bytes, count)
+                              : file_.readAt(uint64_t{first} * kBlockSize, bytes, wanted) == wanted;
   }
   if (isRead) return;
   throw Failure(ExitCode::kIoError,
@@ -183,14 +105,15 @@ void BlockFile::read(uint32_t first, uint32_t count, uint8_t* bytes) const {
 
 Bytes BlockFile::readRest() const {
   Bytes rest(restSize());
-  rest.resize(file_.readAt(isInPieces_ ? restAt_ : size() - rest.size(), rest.data(), rest.size()));
+  rest.resize(file_.readAt(places_ ? places_->restAt : size() - rest.size(), rest.data(), rest.size()));
   return rest;
 }
 
 Bytes BlockFile::readSplitEnd(uint32_t number) const {
-  if (!shifted_ || number >= pieces_.size()) return {};
-  const uint64_t end = number + 1 < pieces_.size() ? pieces_[number + 1].offset : stamp_.size;
-  if (end == pieces_[number].offset + kBlockSize || end < kBlockSize) return {};
+  if (!shifted() || number >= places_->places.size()) return {};
+  const auto& places = places_->places;
+  const uint64_t end = number + 1 < places.size() ? places[number + 1].offset : stamp_.size;
+  if (end == places[number].offset + kBlockSize || end < kBlockSize) return {};
   Bytes bytes(kBlockSize);
   bytes.resize(file_.readAt(end - kBlockSize, bytes.data(), bytes.size()));
   return bytes;
@@ -200,9 +123,9 @@ bool BlockFile::hasChanged() const {
   platform::FileStamp now;
   if (!platform::StampOf(path_.c_str(), &now)) return true;
   // What the journal says counts, wherever its last changes stand already.
-  if (overlay_) return !now.sameFile(stamp_) || !overlay_->isCurrent();
-  return !(now == stamp_) || (journalState_ == JournalState::kNone && !journalPath_.empty() &&
-                              platform::SizeOf(journalPath_.c_str()) > 0);
+  if (journal_.overlay) return !now.sameFile(stamp_) || !journal_.overlay->isCurrent();
+  return !(now == stamp_) || (journal_.state == JournalState::kNone && !journal_.path.empty() &&
+                              platform::SizeOf(journal_.path.c_str()) > 0);
 }
 
 }  // namespace cli

@@ -8,23 +8,12 @@
 #include <string>
 #include <vector>
 
+#include "cli/blockplaces.h"
+#include "cli/journalbeside.h"
 #include "cli/text.h"
 #include "platform/platform.h"
-#include "storage/overlay.h"
 
 namespace cli {
-
-// What a journal that stands beside a file is to it.
-enum class JournalState {
-  kNone,        // there is none
-  kLaid,        // it is the file's own, and laid over it
-  kLaidOnRest,  // for a rescue: the file's own, and laid over what is left of a file that a program would refuse it
-  kForeign,     // it is not the file's own, or damaged: a program that opens the vault sets it aside
-  kUnreadable,  // for a rescue: the system does not give it
-};
-
-// As a program would find the file; or with everything that can be found, for whoever rescues it.
-enum class Reading { kAsPrograms, kForRescue };
 
 class BlockFile {
  public:
@@ -38,10 +27,10 @@ class BlockFile {
 
   const PmString& path() const { return path_; }
   const std::string& shown() const { return shown_; }
-  JournalState journal() const { return journalState_; }
+  JournalState journal() const { return journal_.state; }
   // Whether the journal is laid over it, and says no more than that a restore was begun.
-  bool isUndoneRestore() const { return overlay_ && overlay_->isUndoneRestore(); }
-  const std::string& whyUnreadable() const { return whyUnreadable_; }  // ": Permission denied", of a journal
+  bool isUndoneRestore() const { return journal_.overlay && journal_.overlay->isUndoneRestore(); }
+  const std::string& whyUnreadable() const { return journal_.whyUnreadable; }  // of the journal
   bool isJournal() const { return isJournal_; }
   uint64_t size() const;
   int64_t modified() const;  // seconds since 1970
@@ -51,13 +40,13 @@ class BlockFile {
   uint32_t restSize() const;
 
   // The first block that was found out of step.
-  std::optional<uint32_t> shifted() const { return shifted_; }
+  std::optional<uint32_t> shifted() const { return places_ ? places_->shifted : std::nullopt; }
   // Blocks that the journal tells of and that are nowhere; only in a rescue.
-  uint32_t missing() const { return missing_; }
+  uint32_t missing() const { return places_ ? places_->missing : 0; }
   // A journal that lacks a frame, or whose only one is not whole: what it says last of a block may not be the last.
-  bool mayBeOlder() const { return mayBeOlder_; }
+  bool mayBeOlder() const { return places_ && places_->mayBeOlder; }
   // The journal, by itself or laid over the file, ends in a frame that is not whole; only in a rescue.
-  bool endsTorn() const { return endsTorn_; }
+  bool endsTorn() const { return journal_.endsTorn || (places_ && places_->endsTorn); }
 
   // "block 3 (offset 3072)", with the place where it stands; and that place.
   std::string blockText(uint32_t number) const;
@@ -74,35 +63,15 @@ class BlockFile {
   bool hasChanged() const;
 
  private:
-  // Where a block stands: in the file, or in the journal beside it.
-  struct Piece {
-    uint64_t offset = 0;
-    bool isInJournal = false;
-    bool isFree = false;
-  };
-
-  void layOver(Reading reading);
-  void layOverRest();
-  void takeJournal();
-  bool readPiece(uint32_t number, uint8_t* bytes) const;
+  bool readPlace(const BlockPlaces::Place& place, uint8_t* bytes) const;
 
   PmString path_;
   std::string shown_;
-  PmString journalPath_;
-  JournalState journalState_ = JournalState::kNone;
-  std::string whyUnreadable_;
-  std::unique_ptr<storage::Overlay> overlay_;
   platform::File file_;
   platform::FileStamp stamp_;
   bool isJournal_ = false;
-  bool isInPieces_ = false;
-  std::vector<Piece> pieces_;
-  uint64_t restAt_ = 0;  // behind the last of the file's blocks
-  platform::File journal_;
-  std::optional<uint32_t> shifted_;
-  uint32_t missing_ = 0;
-  bool mayBeOlder_ = false;
-  bool endsTorn_ = false;
+  JournalBeside journal_;
+  std::optional<BlockPlaces> places_;  // when they are not one behind the other
 };
 
 }  // namespace cli

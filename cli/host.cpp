@@ -26,8 +26,8 @@ HANDLE HandleOf(std::FILE* stream) {
 // How the console was before: a mode for each screen that a stream goes to, and one code page.
 struct {
   struct Screen {
-    HANDLE handle;
-    DWORD mode;
+    HANDLE handle = nullptr;
+    DWORD mode = 0;
   } screens[2];
   int count = 0;
   UINT codePage = 0;

@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "cli/blockfile.h"
+#include "cli/tablerecords.h"
 #include "cli/vaultpath.h"
 #include "storage/format.h"
 
@@ -54,13 +55,6 @@ struct Item {
 struct ItemBytes {
   Bytes bytes;                    // as much as could be read, zeros where not
   std::vector<Problem> problems;  // empty when the item is intact
-};
-
-// One entry of the ID table.
-struct Record {
-  uint32_t id = 0;
-  uint32_t kind = 0;
-  std::optional<PmString> name;  // the user data
 };
 
 class Image {
@@ -137,8 +131,5 @@ class Image {
   std::string tableProblem_;
   std::vector<Problem> fileProblems_;
 };
-
-// Reads an ID table; records up to the first that makes no sense. The complaint, empty when there is none.
-std::string ParseIdTable(const Bytes& table, std::vector<Record>& records);
 
 }  // namespace cli

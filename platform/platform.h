@@ -9,7 +9,7 @@
 //     process.
 //  2. sync() and the functions on names report a failure of the medium; nothing here retries one. Only a file
 //     that another program holds is waited for, and not for long.
-//  3. Nothing but AllocateLarge() allocates on the heap, except where the system does so itself.
+//  3. Nothing but AllocateLarge() takes memory (heap.h), except where the system does so itself.
 #pragma once
 
 #include <cstdint>
@@ -188,7 +188,7 @@ bool IsFolderSeparator(PmChar c);
 // well, and cost more than the small ones.
 constexpr size_t kLargePagesAtHand = size_t{16} << 20;
 
-// Memory that may be large, to be given back with free; null when there is none. Where the system has large
+// Memory that may be large, to be given back with Release() (heap.h); null when there is none. Where the system has large
 // pages, it stands in them as far as they are at hand: most of what filling it for the first time costs is being given its
 // pages one by one.
 void* AllocateLarge(size_t size);

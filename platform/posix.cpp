@@ -4,6 +4,7 @@
 #endif
 
 #include "platform/descriptor.h"
+#include "platform/heap.h"
 #include "platform/platform.h"
 
 #include <errno.h>
@@ -480,7 +481,7 @@ bool IsFolderSeparator(PmChar c) {
 }
 
 void* AllocateLarge(size_t size) {
-  if (size < kLargePage) return malloc(size);
+  if (size < kLargePage) return Allocate(size);
   // The rest of a page is worth a large one when it is most of it.
   size = std::max(size, (size + kLargePage / 2) / kLargePage * kLargePage);
   void* memory = nullptr;

@@ -14,6 +14,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "platform/heap.h"
 #include "platform/platform.h"
 
 namespace platform {
@@ -483,7 +484,7 @@ bool IsFolderSeparator(PmChar c) {
 }
 
 void* AllocateLarge(size_t size) {
-  return std::malloc(size);  // pages are all of one size
+  return Allocate(size);  // pages are all of one size
 }
 
 void Populate(void*, size_t) {}

@@ -9,8 +9,8 @@ namespace {
 constexpr int kStride = 16;  // bytes folded in one step
 
 struct Tables {
-  uint32_t whole[256];               // what one byte does to the 32-bit accumulator
-  uint16_t remainder[kStride][256];  // what a byte with n bytes behind it leaves of the 16-bit remainder
+  uint32_t whole[256] = {};               // what one byte does to the 32-bit accumulator
+  uint16_t remainder[kStride][256] = {};  // what a byte with n bytes behind it leaves of the 16-bit remainder
 };
 
 constexpr Tables MakeTables() {

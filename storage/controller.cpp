@@ -1,11 +1,10 @@
 #include "storage/controller.h"
 
 #include <cstring>
-#include <new>
 
 #include "commonbase/src/memorypool.h"
-#include "commonbase/src/nodepool.h"
 #include "commonbase/src/pmstring.h"
+#include "platform/heap.h"
 #include "storage/overlay.h"
 #include "storage/result.h"
 #include "storage/storage.h"
@@ -23,13 +22,12 @@ alignas(kBufferAlignment) uint8_t blockBuffer[kBufferBlocks * kBlockSize];
 PmDataController* controller = nullptr;
 
 int32_t InitPmDataController() {
-  auto* made = static_cast<PmDataController*>(Malloc(sizeof(PmDataController)));
+  auto* made = platform::Make<PmDataController>();
   if (made == nullptr) return kNoController;
-  made->currentFile = nullptr;
   made->openFiles = CreateEmptysList(kExpectedFiles);
   made->blockBuffer = blockBuffer;
   if (made->openFiles == nullptr) {
-    Free(made);
+    platform::Destroy(made);
     return kNoItem;
   }
   controller = made;
@@ -43,7 +41,7 @@ int32_t ReleasePmDataController() {
   }
   FreesList(controller->openFiles);
   platform::Wipe(blockBuffer, sizeof blockBuffer);
-  Free(controller);
+  platform::Destroy(controller);
   controller = nullptr;
   return kOk;
 }
@@ -68,9 +66,8 @@ const PmChar* CurrentDataFilePath() {
 }
 
 FileInfo* NewFileInfo(const PmChar* path, uint32_t pathBytes) {
-  void* memory = Malloc(sizeof(FileInfo));
-  if (memory == nullptr) return nullptr;
-  auto* file = new (memory) FileInfo();
+  auto* file = platform::Make<FileInfo>();
+  if (file == nullptr) return nullptr;
   std::memcpy(file->path, path, pathBytes);
   return file;
 }
@@ -90,12 +87,8 @@ void ReleaseItem(FileInfo* file, ItemInfo* item) {
 void ReleaseFileInfo(FileInfo* file) {
   file->index.clear([file](ItemInfo* item) { ReleaseItem(file, item); });
   commonbase::SharedMemory().expect(0);
-  if (file->overlay != nullptr) {
-    file->overlay->~Overlay();
-    Free(file->overlay);
-  }
-  file->~FileInfo();
-  Free(file);
+  platform::Destroy(file->overlay);
+  platform::Destroy(file);
 }
 
 void CloseCurrentFile() {

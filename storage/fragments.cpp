@@ -1,7 +1,8 @@
 #include "storage/fragments.h"
 
-#include <cstdlib>
 #include <cstring>
+
+#include "platform/heap.h"
 
 namespace storage {
 
@@ -14,17 +15,16 @@ constexpr uint32_t kOwn = 2;
 bool Fragments::reserve(uint32_t wanted) {
   if (wanted <= (capacity == 0 ? kOwn : capacity)) return true;
   const uint32_t grown = wanted > 2 * count ? wanted : 2 * count;  // growing by ones stays linear
-  auto* offsets = static_cast<uint32_t*>(std::malloc(size_t{grown} * sizeof(uint32_t)));
+  uint32_t* offsets = platform::Resize<uint32_t>(capacity != 0 ? heap : nullptr, grown);
   if (offsets == nullptr) return false;
-  std::memcpy(offsets, begin(), count * sizeof(uint32_t));
-  if (capacity != 0) std::free(heap);
+  if (capacity == 0) std::memcpy(offsets, own, sizeof own);
   heap = offsets;
   capacity = grown;
   return true;
 }
 
 void Fragments::release() {
-  if (capacity != 0) std::free(heap);
+  if (capacity != 0) platform::Release(heap);
   count = 0;
   capacity = 0;
 }

@@ -9,6 +9,7 @@
 
 namespace storage {
 
+// One of a SlabPool's records, which are made of zeros: so neither it nor Fragments has initialisers.
 struct ItemInfo {
   uint32_t id;
   uint32_t size;

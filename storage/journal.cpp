@@ -1,9 +1,9 @@
 #include "storage/journal.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "commonbase/src/pmstring.h"
+#include "platform/heap.h"
 #include "storage/framewriter.h"
 #include "storage/names.h"
 #include "storage/result.h"
@@ -39,17 +39,17 @@ uint64_t WriteZeros(File* file, uint64_t from, uint64_t to) {
 }  // namespace
 
 Journal::~Journal() {
-  std::free(path_);
+  platform::Release(path_);
 }
 
 bool Journal::setPath(const PmChar* path) {
   PmChar name[kMaxJournalPath + 1];
   if (!GetJournalFileName(name, path)) return false;
   const size_t size = commonbase::LengthOf(name) + size_t{1};
-  auto* copy = static_cast<PmChar*>(std::malloc(size * sizeof(PmChar)));
+  PmChar* copy = platform::Resize<PmChar>(nullptr, size);
   if (copy == nullptr) return false;
   std::copy(name, name + size, copy);
-  std::free(path_);
+  platform::Release(path_);
   path_ = copy;
   return true;
 }

@@ -1,11 +1,9 @@
 #include "storage/open.h"
 
-#include <new>
-
 #include "commonbase/src/memorypool.h"
-#include "commonbase/src/nodepool.h"
 #include "commonbase/src/pmstring.h"
 #include "platform/compiler.h"
+#include "platform/heap.h"
 #include "storage/backup.h"
 #include "storage/commit.h"
 #include "storage/freeblocks.h"
@@ -86,9 +84,8 @@ bool VisitBlocks(void* context, uint32_t first, const PacketHeader* headers, uin
 
 // Lays a journal over the file that another program is writing, or that cannot be carried out now.
 int32_t LayOver(FileInfo* file) {
-  auto* memory = Malloc(sizeof(Overlay));
-  if (memory == nullptr) return kCannotOpen;
-  file->overlay = new (memory) Overlay();
+  file->overlay = platform::Make<Overlay>();
+  if (file->overlay == nullptr) return kCannotOpen;
   const Overlay::Outcome outcome = file->overlay->open(file->journal.path(), file->file);
   return outcome == Overlay::kLaid ? kOk : kIncomplete;
 }

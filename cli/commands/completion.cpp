@@ -50,6 +50,15 @@ std::vector<Command> DescribeCommands(const CLI::App& app) {
   return commands;
 }
 
+// Hands out the words that can stand behind a command or an option of it, wherever they can be listed.
+template <typename Take>
+void ForEachChoice(const Command& command, Take take) {
+  if (!command.choices.empty()) take(command.name, command.choices);
+  for (const Option& option : command.options) {
+    if (!option.choices.empty()) take(option.name, option.choices);
+  }
+}
+
 // For a word in single quotes, with a backslash before each of `special`.
 std::string Quoted(const std::string& text, const std::string& special = "") {
   std::string out;
@@ -74,12 +83,9 @@ std::string ForBash(const CLI::App& app) {
   for (const Command& command : DescribeCommands(app)) {
     names += (names.empty() ? "" : " ") + command.name;
     options += fmt::format("    {}) options=\"{}\" ;;\n", command.name, Names(command.options));
-    const auto offer = [&](const std::string& behind, const std::string& words) {
-      if (!words.empty())
-        choices += fmt::format("    {}:{}) choices=\"{}\" ;;\n", command.name, behind, words);
-    };
-    offer(command.name, command.choices);
-    for (const Option& option : command.options) offer(option.name, option.choices);
+    ForEachChoice(command, [&](const std::string& behind, const std::string& words) {
+      choices += fmt::format("    {}:{}) choices=\"{}\" ;;\n", command.name, behind, words);
+    });
   }
   return fmt::format(
       "_pmstore() {{\n"
@@ -177,12 +183,9 @@ std::string ForPowerShell(const CLI::App& app) {
     names += " " + command.name;
     if (!command.options.empty())
       options += fmt::format("    '{}' = {}\n", command.name, PowerShellList(Names(command.options)));
-    const auto offer = [&](const std::string& behind, const std::string& words) {
-      if (!words.empty())
-        choices += fmt::format("    '{} {}' = {}\n", command.name, behind, PowerShellList(words));
-    };
-    offer(command.name, command.choices);
-    for (const Option& option : command.options) offer(option.name, option.choices);
+    ForEachChoice(command, [&](const std::string& behind, const std::string& words) {
+      choices += fmt::format("    '{} {}' = {}\n", command.name, behind, PowerShellList(words));
+    });
   }
   return fmt::format(
       "Register-ArgumentCompleter -Native -CommandName 'pmstore', 'pmstore.exe' -ScriptBlock {{\n"

@@ -162,32 +162,25 @@ void CorrectHeight(AvlNode* node) {
   node->height = 1 + std::max(Height(node->left), Height(node->right));
 }
 
-AvlNode* SingleRotateWithLeft(AvlNode* k2) {
-  AvlNode* k1 = k2->left;
-  k2->left = k1->right;
-  k1->right = k2;
-  CorrectHeight(k2);
-  CorrectHeight(k1);
-  return k1;
+// One of a node's two subtrees, so that what is done on one side is done on the other by the same lines. Each is
+// compiled for itself: an insertion that carries the side along takes half as long again.
+using Side = AvlNode* AvlNode::*;
+constexpr Side kLeft = &AvlNode::left;
+constexpr Side kRight = &AvlNode::right;
+
+constexpr Side Opposite(Side side) {
+  return side == kLeft ? kRight : kLeft;
 }
 
-AvlNode* SingleRotateWithRight(AvlNode* k1) {
-  AvlNode* k2 = k1->right;
-  k1->right = k2->left;
-  k2->left = k1;
-  CorrectHeight(k1);
-  CorrectHeight(k2);
-  return k2;
-}
-
-AvlNode* DoubleRotateWithLeft(AvlNode* k3) {
-  k3->left = SingleRotateWithRight(k3->left);
-  return SingleRotateWithLeft(k3);
-}
-
-AvlNode* DoubleRotateWithRight(AvlNode* k1) {
-  k1->right = SingleRotateWithLeft(k1->right);
-  return SingleRotateWithRight(k1);
+// Brings up the child of that side, which is there, into its parent's place.
+template <Side kSide>
+AvlNode* Rotate(AvlNode* top) {
+  AvlNode* child = top->*kSide;
+  top->*kSide = child->*Opposite(kSide);
+  child->*Opposite(kSide) = top;
+  CorrectHeight(top);
+  CorrectHeight(child);
+  return child;
 }
 
 enum class Outcome { kAdded, kPresent, kNoMemory };
@@ -207,25 +200,19 @@ AvlNode* MakeLeaf(Insertion& insertion) {
   return node;
 }
 
-// Earlier deletions can leave a difference of 2 on the path to an element that is already present, even in
-// the child itself. Then there need not be the inner grandchild that the double rotation turns around, and
-// nothing was added that would call for one.
-bool StopsAt(const Insertion& insertion, int32_t order) {
-  return order == 0 && insertion.outcome == Outcome::kPresent;
-}
-
-AvlNode* BalanceLeft(const Insertion& insertion, AvlNode* top) {
-  if (Height(top->left) - Height(top->right) != 2) return top;
-  const int32_t order = insertion.compareWith(top->left);
-  if (StopsAt(insertion, order)) return top;
-  return order < 0 ? SingleRotateWithLeft(top) : DoubleRotateWithLeft(top);
-}
-
-AvlNode* BalanceRight(const Insertion& insertion, AvlNode* top) {
-  if (Height(top->right) - Height(top->left) != 2) return top;
-  const int32_t order = insertion.compareWith(top->right);
-  if (StopsAt(insertion, order)) return top;
-  return order > 0 ? SingleRotateWithRight(top) : DoubleRotateWithRight(top);
+// Puts right what an insertion on that side has made too high.
+template <Side kSide>
+AvlNode* Balance(const Insertion& insertion, AvlNode* top) {
+  AvlNode*& child = top->*kSide;
+  if (Height(child) - Height(top->*Opposite(kSide)) != 2) return top;
+  const int32_t order = insertion.compareWith(child);
+  // Earlier deletions can leave a difference of 2 on the path to an element that is already present, even in
+  // the child itself. Then there need not be the inner grandchild that is to come up first, and nothing was added that
+  // would call for it.
+  if (order == 0 && insertion.outcome == Outcome::kPresent) return top;
+  const bool isOuter = kSide == kLeft ? order < 0 : order > 0;
+  if (!isOuter) child = Rotate<Opposite(kSide)>(child);
+  return Rotate<kSide>(top);
 }
 
 // Inserts below `top` and gives the subtree's new root. Without memory nothing is touched on the way back up:
@@ -240,7 +227,7 @@ AvlNode* InsertBelow(Insertion& insertion, AvlNode* top) {
     AvlNode* child = InsertBelow(insertion, side);
     if (insertion.outcome == Outcome::kNoMemory) return top;
     side = child;
-    top = order < 0 ? BalanceLeft(insertion, top) : BalanceRight(insertion, top);
+    top = order < 0 ? Balance<kLeft>(insertion, top) : Balance<kRight>(insertion, top);
   }
   CorrectHeight(top);
   return top;

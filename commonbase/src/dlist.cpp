@@ -1,8 +1,9 @@
 #include "dlist.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
+
+#include "platform/heap.h"
 
 namespace commonbase {
 namespace {
@@ -16,12 +17,12 @@ static_assert(sizeof(void*) != 4 ||
 
 // A node with a copy of the bytes, linked to nothing, or null.
 DListNode* MakeNode(const void* bytes, uint32_t length) {
-  auto node = static_cast<DListNode*>(std::calloc(1, sizeof(DListNode)));
+  auto node = platform::Make<DListNode>();
   if (node == nullptr) return nullptr;
   // An element of length 0 has an address too, so that a walk can tell it from the end.
-  node->data = std::malloc(std::max(length, 1U));
+  node->data = platform::Allocate(std::max(length, 1U));
   if (node->data == nullptr) {
-    std::free(node);
+    platform::Release(node);
     return nullptr;
   }
   std::memcpy(node->data, bytes, length);
@@ -30,8 +31,8 @@ DListNode* MakeNode(const void* bytes, uint32_t length) {
 }
 
 void ReleaseNode(DListNode* node) {
-  std::free(node->data);
-  std::free(node);
+  platform::Release(node->data);
+  platform::Release(node);
 }
 
 void LinkBehind(DListNode* node, DListNode* previous, DList* list) {
@@ -68,7 +69,7 @@ DListNode* FindNode(DLMatch match, const void* key, uint32_t keyLength, const DL
 int32_t DLCreate(DList* list) {
   if (list == nullptr) return -1;
   *list = {};
-  list->head = list->tail = static_cast<DListNode*>(std::calloc(1, sizeof(DListNode)));
+  list->head = list->tail = platform::Make<DListNode>();
   return list->head == nullptr ? -1 : 0;
 }
 

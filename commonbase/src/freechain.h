@@ -15,9 +15,9 @@ namespace commonbase {
 constexpr int32_t kSmallestLink = 4;
 
 struct BlockArea {
-  unsigned char* first;
-  size_t number;  // of blocks
-  size_t size;    // of one block in bytes
+  unsigned char* first = nullptr;
+  size_t number = 0;  // of blocks
+  size_t size = 0;    // of one block in bytes
 
   bool holds(const void* block) const {
     const auto start = reinterpret_cast<uintptr_t>(first);

@@ -6,18 +6,16 @@
 #pragma once
 
 #include <cstdint>
-#include <cstdlib>
-#include <type_traits>
+
+#include "platform/heap.h"
 
 namespace commonbase {
 
 template <typename T>
 class GrowArray {
-  static_assert(std::is_trivially_copyable<T>::value, "values are moved with realloc");
-
  public:
   GrowArray() = default;
-  ~GrowArray() { std::free(values_); }
+  ~GrowArray() { platform::Release(values_); }
   GrowArray(const GrowArray&) = delete;
   GrowArray& operator=(const GrowArray&) = delete;
 
@@ -26,8 +24,8 @@ class GrowArray {
     if (size <= capacity_) return true;
     // What is asked for first may be all that is ever needed.
     const uint64_t wanted = size < 8 ? 8 : capacity_ == 0 ? size : uint64_t{size} + size / 2;
-    if (wanted > SIZE_MAX / sizeof(T) || wanted > UINT32_MAX) return false;
-    T* values = static_cast<T*>(std::realloc(values_, static_cast<size_t>(wanted) * sizeof(T)));
+    if (wanted > UINT32_MAX) return false;
+    T* values = platform::Resize(values_, static_cast<size_t>(wanted));
     if (values == nullptr) return false;
     values_ = values;
     capacity_ = static_cast<uint32_t>(wanted);
@@ -39,7 +37,7 @@ class GrowArray {
   void clear() { size_ = 0; }
   // Empties the array and gives its memory back.
   void release() {
-    std::free(values_);
+    platform::Release(values_);
     values_ = nullptr;
     size_ = capacity_ = 0;
   }

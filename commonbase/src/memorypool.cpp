@@ -1,9 +1,9 @@
 #include "commonbase/src/memorypool.h"
 
 #include <algorithm>
-#include <cstdlib>
 
 #include "platform/compiler.h"
+#include "platform/heap.h"
 #include "platform/platform.h"
 
 namespace commonbase {
@@ -38,7 +38,7 @@ void* MemoryPool::take(size_t size) {
 
 void MemoryPool::give(void* block, size_t size) {
   const uint32_t number = numberOf(block);
-  if (number == kNone) return std::free(block);
+  if (number == kNone) return platform::Release(block);
   Piece* piece = pieces_[number];
   platform::Poison(block, size);
   piece->taken -= Rounded(size);
@@ -86,7 +86,7 @@ void MemoryPool::dropPiece(uint32_t number) {
   pieces_.removeLast();
   total_ -= piece->size;
   platform::Unpoison(piece, piece->size);
-  std::free(piece);
+  platform::Release(piece);
 }
 
 // The piece that a block stands in, or kNone.

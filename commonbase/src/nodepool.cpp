@@ -1,9 +1,8 @@
 #include "nodepool.h"
 
-#include <cstdlib>
-
 #include "commonbase/src/assertion.h"
 #include "commonbase/src/freechain.h"
+#include "platform/heap.h"
 
 namespace commonbase {
 namespace {
@@ -62,11 +61,11 @@ uint32_t BlockSize(int32_t nodeNum, int32_t nodeSize) {
 }  // namespace commonbase
 
 void* Malloc(uint32_t size) {
-  return std::malloc(size);
+  return platform::Allocate(size);
 }
 
 void Free(void* block) {
-  std::free(block);
+  platform::Release(block);
 }
 
 CommonPool* CreateCommonPool(int32_t nodeNum, int32_t nodeSize) {
@@ -78,13 +77,15 @@ CommonPool* CreateCommonPool(int32_t nodeNum, int32_t nodeSize) {
   auto pool = static_cast<CommonPool*>(Malloc(size));
   if (pool == nullptr) return nullptr;
 
-  pool->nodeArea = reinterpret_cast<unsigned char*>(pool + 1);
-  pool->nodeNum = nodeNum;
-  pool->nodeSize = nodeSize;
-  pool->InitCommonPool = commonbase::InitCommonPool;
-  pool->GetCommonNode = commonbase::GetCommonNode;
-  pool->FreeCommonNode = commonbase::FreeCommonNode;
-  pool->FreeCommonPool = commonbase::FreeCommonPool;
+  *pool = {reinterpret_cast<unsigned char*>(pool + 1),
+           nullptr,
+           nodeNum,
+           nodeSize,
+           0,
+           commonbase::InitCommonPool,
+           commonbase::GetCommonNode,
+           commonbase::FreeCommonNode,
+           commonbase::FreeCommonPool};
   commonbase::InitCommonPool(pool);
   return pool;
 }

@@ -1,9 +1,9 @@
 #include "commonbase/src/numberset.h"
 
-#include <cstdlib>
 #include <cstring>
 
 #include "platform/compiler.h"
+#include "platform/heap.h"
 
 namespace commonbase {
 
@@ -24,7 +24,7 @@ uint32_t LowestBit(uint64_t word) {
 }  // namespace
 
 NumberSet::~NumberSet() {
-  for (uint64_t* words : words_) std::free(words);
+  for (uint64_t* words : words_) platform::Release(words);
 }
 
 bool NumberSet::reserve(uint32_t limit) {
@@ -32,7 +32,7 @@ bool NumberSet::reserve(uint32_t limit) {
   uint32_t grown = limit + limit / 2;  // so that reserving one by one stays linear
   for (int level = 0; level < kLevels; ++level) {
     const uint32_t wanted = WordsFor(grown);
-    auto* words = static_cast<uint64_t*>(std::realloc(words_[level], wanted * sizeof(uint64_t)));
+    uint64_t* words = platform::Resize(words_[level], wanted);
     if (words == nullptr) return false;
     words_[level] = words;
     grown = wanted;
