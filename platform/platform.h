@@ -186,7 +186,7 @@ bool IsFolderSeparator(PmChar c);
 
 // So many bytes in large pages a system has at hand. More of them have to be made, in a virtual machine by its host as
 // well, and cost more than the small ones.
-constexpr size_t kLargePagesAtHand = size_t{16} << 20;
+constexpr size_t kLargePagesAtHand = size_t{32} << 20;
 
 // Memory that may be large, to be given back with Release() (heap.h); null when there is none. Where the system has large
 // pages, it stands in them as far as they are at hand: most of what filling it for the first time costs is being given its
