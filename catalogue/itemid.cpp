@@ -104,8 +104,8 @@ uint32_t CreateNewItemID(DataBaseHandle* handle, uint32_t kind, const PmChar* us
   if (!IsValidDataBaseHandle(handle)) return 0;
   if (userData != nullptr && handle->committedIds.findByUserData(kind, userData) != nullptr) return 0;
   uint32_t id = DrawId();
-  // A program that does not seed rand draws what it drew when it ran before. Where it meets an ID of then it leaves that
-  // way, or it would meet all of them.
+  // A program that does not seed rand draws what it drew when it ran before. Where it meets an ID of then it leaves
+  // that way, or it would meet all of them.
   while (id != 0 && !IsIdUnusedInAllDataBases(id)) {
     generator.leap();
     id = DrawId();

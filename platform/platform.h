@@ -189,8 +189,8 @@ bool IsFolderSeparator(PmChar c);
 constexpr size_t kLargePagesAtHand = size_t{32} << 20;
 
 // Memory that may be large, to be given back with Release() (heap.h); null when there is none. Where the system has large
-// pages, it stands in them as far as they are at hand: most of what filling it for the first time costs is being given its
-// pages one by one.
+// pages, it stands in them as far as they are at hand: most of what filling it for the first time costs is being
+// given its pages one by one.
 void* AllocateLarge(size_t size);
 
 // Gives memory that is about to be filled its pages in one go, where the system does that.

@@ -176,8 +176,8 @@ class ChangeFrame {
     return true;
   }
 
-  // Notes what a block holds, when the journal overwrites or cuts it off for the first time; and takes what goes out of
-  // the sum. Its bytes, until the next call; null when they cannot be read.
+  // Notes what a block holds, when the journal overwrites, marks or cuts it off for the first time; and takes what goes
+  // out of the sum. Its bytes, until the next call; null when they cannot be read.
   const uint8_t* note(FrameWriter* frame, uint32_t block) {
     const uint8_t* bytes = old_.get(block);
     if (bytes == nullptr) return nullptr;
@@ -198,7 +198,12 @@ class ChangeFrame {
     for (uint32_t block = file_->blockNum; block < oldEnd; ++block) {
       if (note(frame, block) == nullptr) return false;
     }
-    return true;
+    // A block that the power destroys while it is marked is free all the same, but its part of the sum would be lost.
+    return change_.forEachMark([&](uint32_t block) {
+      const uint8_t* bytes = note(frame, block);
+      if (bytes != nullptr) sum_ += BlockPart(block, bytes);
+      return bytes != nullptr;
+    });
   }
 
   bool addImages(FrameWriter* frame) {
@@ -356,9 +361,10 @@ void StampDataFile(FileInfo* file) {
   if (!file->file.note(&file->dataStamp)) file->backup.close();
 }
 
-bool HoldsTheSame(const FileInfo* file) {
+bool HoldsTheSame(FileInfo* file) {
   platform::FileIdentity now;
   if (file->file.isAs(file->dataStamp)) return true;
+  file->isFlushed = false;  // who wrote the same bytes need not have flushed them
   return file->file.identify(&now) && now.size == file->dataStamp.size && BlocksAreTheSame(file);
 }
 

@@ -42,7 +42,7 @@ void StampDataFile(FileInfo* file);
 
 // Whether the file holds what it held when it was opened, or when a change here left it. Its length tells, and that nobody
 // has written into it, or its time; where these differ, its blocks.
-bool HoldsTheSame(const FileInfo* file);
+bool HoldsTheSame(FileInfo* file);
 
 // Locks the file and makes sure that it is as it was when it was opened. False, and not locked, when it is not ours to
 // change.

@@ -11,8 +11,8 @@ void StoreHalves(uint8_t* unit, const HalfHashes& hashes) {
   StoreU64(unit + 8, hashes.half[1]);
 }
 
-// What does not fit into the buffer is written in pieces that begin and end where the file is aligned to their size: systems
-// keep a file that was written so in larger pages.
+// What does not fit into the buffer is written in pieces that begin and end where the file is aligned to their size:
+// systems keep a file that was written so in larger pages.
 constexpr size_t kPiece = size_t{64} << 10;
 
 // One change is under way at a time, in the whole process. A piece is full before a unit finds no room.

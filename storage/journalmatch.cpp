@@ -34,14 +34,11 @@ class Judge {
     if (found_ < journal_.found().size() && journal_.found()[found_].block == block)
       found = &journal_.found()[found_];
     const uint32_t first = word_;
-    bool covered = found != nullptr, marked = false;
+    bool covered = found != nullptr;
     for (; word_ < journal_.words().size() && journal_.words()[word_].block <= block; ++word_) {
       const uint32_t type = journal_.words()[word_].type;
       covered = covered || type == kImageRecord || type == kDirectRecord;
-      marked = marked || type == kMarkRecord || type == kFreedRecord;
     }
-    // What the power destroyed while it was being marked is free, whatever it was; its part of the sum is lost.
-    if (block < length_ && marked && IsLost(bytes)) return changed_ = true;
     if (block < length_ && !covered) {
       sum_ -= BlockPart(block, bytes);
       return true;

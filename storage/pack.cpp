@@ -66,12 +66,6 @@ void MarkFree(uint8_t* block) {
   block[kPacketTypeOffset] = kFreeBlock;
 }
 
-bool IsLost(const uint8_t* block) {
-  uint8_t lost[kBlockSize] = {};
-  MarkFree(lost);
-  return !IsBlock(block, DecodeHeader(block)) || std::memcmp(block, lost, kBlockSize) == 0;
-}
-
 int32_t CheckPacket(const uint8_t* block) {
   const uint32_t dataLength = DecodeHeader(block).dataLength;
   if (dataLength > kPacketCapacity) return kBadData;

@@ -17,10 +17,7 @@ void PackItemData(uint32_t id, const uint8_t* data, uint32_t size, uint16_t pack
 // Makes a block free. What a medium has lost is still to be a block: the file would open no more.
 void MarkFree(uint8_t* block);
 
-// Whether a medium has lost what a block held before it was made free: it is no block, or what MarkFree makes of such.
-bool IsLost(const uint8_t* block);
-
-// Whether a block is wholly what a save makes of the packet that its header and data say; a free mark aside.
+// Whether a block is wholly what a save makes of the packet that its header and data say. A marked one is not.
 bool IsAsPacked(const uint8_t* block);
 
 // 0 when the block's checksum matches, kBadData when it does not or its dataLength does not fit a block.

@@ -8,7 +8,6 @@
 #include "storage/framewriter.h"
 #include "storage/journalmatch.h"
 #include "storage/names.h"
-#include "storage/pack.h"
 
 namespace storage {
 
@@ -54,7 +53,7 @@ class MarkedPages {
     const bool known = word < contents_.words().size() && contents_.words()[word].block == block;
     const bool isFree = known && contents_.lastWord(&word).isFree;
     // What the power destroyed while it was being marked is free, and nothing of it is to be kept.
-    if (isFree && IsLost(bytes)) return true;
+    if (isFree && !IsBlock(bytes, DecodeHeader(bytes))) return true;
     if (block < contents_.header().blockNum && !contents_.hasFound(block)) AddFound(frame_, block, bytes);
     std::copy(bytes, bytes + kBlockSize, frame_->add(kImageRecord, block));
     if (isFree) frame_->add(kFreedRecord, block);

@@ -47,6 +47,7 @@ bool TakeBlocks(File* file, uint32_t from, uint32_t to, uint32_t* roomEnd) {
 }  // namespace
 
 int32_t TakeRoom(FileInfo* file, uint32_t oldBlockNum, bool inBackup) {
+  file->isFlushed = false;  // there may be zeros
   if (!TakeBlocks(&file->file, oldBlockNum, file->blockNum, &file->roomEnd)) return kWriteFailed;
   if (!inBackup || file->blockNum <= std::max(oldBlockNum, file->backupRoomEnd)) return kOk;
   const bool taken = TakeBlocks(&file->backup, oldBlockNum, file->blockNum, &file->backupRoomEnd);

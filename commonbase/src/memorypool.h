@@ -1,5 +1,5 @@
-// The memory of what an open vault keeps, item bytes and records and tables, carved from pieces as large as the
-// system's large pages.
+// The memory of what an open vault keeps, item bytes and records and tables, carved from pieces, some of them as large as
+// the system's large pages.
 //
 // A page fresh from the system costs more than filling it, and a large page not much more than a few small ones. So
 // memory comes in large pages when most of one will be filled soon, which the caller says, and else in small pieces
