@@ -67,7 +67,7 @@ struct FrameHead {
 enum RecordType : uint32_t {
   kImageRecord = 1,  // 1024 bytes: the block as the change makes it
   kFoundRecord =
-      2,  // two half hashes and the part, of a block before the journal overwrites or cuts it first
+      2,  // two half hashes and the part, of a block before the journal first overwrites, marks or cuts it
   kDirectRecord = 3,  // two half hashes, of a block that the change wrote behind the end before the frame
   kAheadRecord = 4,   // the header hash of a block that is about to be written behind the end
   kMarkRecord = 5,    // nothing: the blocks get the free mark
