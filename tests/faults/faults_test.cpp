@@ -256,7 +256,10 @@ struct Scenario {
 
 const Scenario kScenarios[] = {
     {"a load behind the end", [](Session& s) { s.open(0), s.insert(0, 1, 1500); },
-     [](Session& s) { s.insert(0, 2, 270500, true), s.insert(0, 3, 280000), s.remove(0, 2), s.close(0); }},
+     [](Session& s) {
+       s.insert(0, 2, 270500, true), s.insert(0, 3, 280000), s.remove(0, 2), s.close(0);
+       s.open(0), s.insert(0, 4, 280000, true), s.close(0);
+     }},
     {"a journal that starts over",
      [](Session& s) {
        s.open(0), s.insert(0, 1, 400000), s.insert(0, 2, 1500);
