@@ -16,7 +16,7 @@ namespace {
 
 enum Refusal : int32_t {
   kBadHandle = -1,  // also: no current file
-  kNotOpen = -2,    // the engine does not hold the handle's data file
+  kNotHeld = -2,    // the engine does not hold the handle's data file
   kBadModifyId = -3,
   kBadId = -5,
 };
@@ -121,7 +121,7 @@ int32_t InserItemToDataBase(DataBaseHandle* handle, uint32_t id, const void* dat
   const bool committed = handle->committedIds.find(id) != nullptr;
   ItemIdRecord* pending = handle->pendingIds.find(id);
   if (!committed && pending == nullptr) return kBadId;
-  if (!Select(handle)) return kNotOpen;
+  if (!Select(handle)) return kNotHeld;
   if (committed)
     return Run(handle, syncNow, [&](int32_t sync) { return storage::InsertItem(id, data, size, sync); });
   return InsertPending(handle, pending, data, size, syncNow);
@@ -132,7 +132,7 @@ int32_t DeleteItemFromDataBase(DataBaseHandle* handle, uint32_t id, int32_t sync
   if (!IsValidDataBaseHandle(handle)) return kBadHandle;
   ItemIdRecord* record = handle->committedIds.find(id);
   if (record == nullptr) return kBadId;
-  if (!Select(handle)) return kNotOpen;
+  if (!Select(handle)) return kNotHeld;
   return Delete(handle, record, syncNow);
 }
 
@@ -140,7 +140,7 @@ int32_t PmModifyItem(DataBaseHandle* handle, uint32_t id, const void* data, int3
                      int32_t syncNow) {
   if (!IsValidDataBaseHandle(handle)) return kBadHandle;
   if (id == kIdTableItem) return kBadModifyId;
-  if (!Select(handle)) return kNotOpen;
+  if (!Select(handle)) return kNotHeld;
   return Run(handle, syncNow,
              [&](int32_t sync) { return storage::ModifyItem(id, data, offset, size, sync); });
 }

@@ -8,6 +8,7 @@
 #include "cli/mending.h"
 #include "storage/pack.h"
 #include "storage/packetchoice.h"
+#include "storage/result.h"
 
 namespace cli {
 
@@ -76,7 +77,7 @@ void Image::build() {
 void Image::judgeBlock(const uint8_t* bytes) {
   const auto number = static_cast<uint32_t>(blocks_.size());
   const PacketHeader header = storage::DecodeHeader(bytes);
-  const bool sound = storage::CheckPacket(bytes) == 0;
+  const bool sound = storage::CheckPacket(bytes) == storage::kOk;
   BlockState state = header.packetType == storage::kFreeBlock ? BlockState::kFree : BlockState::kUsed;
   if (header.packetFlag > 1 || header.formatVersion != storage::kFormatVersion) {
     state = BlockState::kMalformed;

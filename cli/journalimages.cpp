@@ -6,6 +6,7 @@
 
 #include "cli/text.h"
 #include "storage/pack.h"
+#include "storage/result.h"
 
 namespace cli {
 
@@ -24,7 +25,7 @@ class FrameSink : public storage::RecordSink {
       const uint8_t* unit = units == nullptr ? nullptr : units + size_t{i} * size;
       words_.push_back(
           {piece.first + i, 0, piece.type, offset + uint64_t{i} * size, HalvesOf(piece.type, unit)});
-      if (piece.type == storage::kImageRecord && storage::CheckPacket(unit) == 0)
+      if (piece.type == storage::kImageRecord && storage::CheckPacket(unit) == storage::kOk)
         intact_[piece.first + i] = words_.back().offset;
     }
     return true;

@@ -5,6 +5,7 @@
 #include "cli/mending.h"
 #include "cli/text.h"
 #include "storage/pack.h"
+#include "storage/result.h"
 
 namespace cli {
 
@@ -26,7 +27,7 @@ class Window {
     const uint8_t* block = look(at);
     return block[0] >> 4 == storage::kFormatVersion &&
            storage::LoadU32(block + storage::kTrailerOffset) == storage::kTrailerMagic &&
-           IsPossible(storage::DecodeHeader(block)) && storage::CheckPacket(block) == 0;
+           IsPossible(storage::DecodeHeader(block)) && storage::CheckPacket(block) == storage::kOk;
   }
 
  private:

@@ -6,6 +6,7 @@
 #include <set>
 
 #include "storage/pack.h"
+#include "storage/result.h"
 
 namespace cli {
 
@@ -155,7 +156,8 @@ std::map<uint32_t, Bytes> FreedPackets(const Image& image) {
     Bytes packet = image.readBlock(number);
     packet[storage::kPacketTypeOffset] =
         block.header.packetSeq == 0 ? storage::kSinglePacket : storage::kPartPacket;
-    if (IsPossible(storage::DecodeHeader(packet.data())) && storage::CheckPacket(packet.data()) == 0)
+    if (IsPossible(storage::DecodeHeader(packet.data())) &&
+        storage::CheckPacket(packet.data()) == storage::kOk)
       packets.emplace(number, std::move(packet));
   }
   return packets;

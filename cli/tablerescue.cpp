@@ -4,6 +4,7 @@
 #include <set>
 
 #include "storage/pack.h"
+#include "storage/result.h"
 
 namespace cli {
 
@@ -26,7 +27,7 @@ Remains Collect(const Image& image) {
     const storage::PacketHeader& header = image.blocks()[number].header;
     const Bytes block = image.readBlock(number);
     const uint64_t end = uint64_t{header.itemOffset} + header.dataLength;
-    if (storage::CheckPacket(block.data()) != 0 || end > storage::kMaxItemSize) continue;
+    if (storage::CheckPacket(block.data()) != storage::kOk || end > storage::kMaxItemSize) continue;
     if (end > remains.bytes.size()) {
       remains.bytes.resize(static_cast<size_t>(end));
       remains.intact.resize(static_cast<size_t>(end));

@@ -1,6 +1,7 @@
 // Everything the operating system does for us, on one interface.
 //
-// posix.cpp (with writewatch) and win32.cpp each implement the whole of it; no other file includes a system header.
+// posix.cpp (with writewatch) and win32.cpp each implement the whole of it; no other file of the
+// library includes a system header.
 // Paths are zero-terminated PmChar strings. On POSIX a path becomes UTF-8 (an unpaired surrogate is encoded
 // as its three bytes, so no two paths collide) and '\' separates folders as '/' does.
 //

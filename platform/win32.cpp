@@ -1,4 +1,4 @@
-// The platform on Windows. The only file that includes <windows.h>.
+// The platform on Windows. The only file of the library that includes <windows.h>.
 //
 // Names go to the system as they are, save that one that has grown past the classic limit of 260 characters
 // takes the extended form, so that the longest path the library accepts has its backup too.

@@ -5,6 +5,7 @@
 
 #include "storage/overlay.h"
 #include "storage/pack.h"
+#include "storage/scratch.h"
 
 namespace storage {
 
@@ -57,9 +58,9 @@ bool CopyBytes(const platform::File& from, platform::File* to, uint64_t position
 }
 
 bool ReadHeader(const FileInfo* file, uint32_t block, PacketHeader* header) {
-  uint8_t bytes[kBlockSize];
-  if (!ReadBlocks(file, block, bytes, 1)) return false;
-  *header = DecodeHeader(bytes);
+  Scratch<> scratch;
+  if (!ReadBlocks(file, block, scratch.bytes, 1)) return false;
+  *header = DecodeHeader(scratch.bytes);
   return true;
 }
 

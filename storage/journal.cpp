@@ -7,6 +7,7 @@
 #include "storage/framewriter.h"
 #include "storage/names.h"
 #include "storage/result.h"
+#include "storage/scratch.h"
 
 namespace storage {
 
@@ -85,9 +86,9 @@ bool Journal::write(Fresh* fresh, const File& data, const NumberSet& unmarked, c
   FrameWriter frame(file, kJournalPage, {fresh->header.salt, 1, fresh->blockNum, kChangeFrame});
   const uint64_t empty = frame.end();
   for (uint32_t block = fresh->blockNum; block < fresh->header.blockNum; ++block) {
-    uint8_t bytes[kBlockSize];
-    if (data.readAt(uint64_t{block} * kBlockSize, bytes, sizeof bytes) != sizeof bytes) return false;
-    fresh->header.blockSum += AddFound(&frame, block, bytes);
+    Scratch<> cut;
+    if (data.readAt(uint64_t{block} * kBlockSize, cut.bytes, kBlockSize) != kBlockSize) return false;
+    fresh->header.blockSum += AddFound(&frame, block, cut.bytes);
   }
   for (uint32_t block = unmarked.lowest(); block != NumberSet::kNone; block = unmarked.next(block + 1)) {
     if (!unlisted.contains(block)) frame.add(kFreedRecord, block);

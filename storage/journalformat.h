@@ -9,7 +9,7 @@
 //        0     8  magic and version           0     8  magic and version
 //        8     8  salt                        8     8  salt
 //       16     4  blockNum                   16     8  number, from 1
-//       20     4  0                          24     4  blockNum
+//       20     4  1: a restore's            24     4  blockNum
 //       24     8  blockSum                   28     4  kind
 //       32     8  hash of bytes 0 to 31      32        records, the last one of type kCommit
 //

@@ -4,6 +4,7 @@
 
 #include "storage/pack.h"
 #include "storage/result.h"
+#include "storage/scratch.h"
 
 namespace storage {
 
@@ -97,13 +98,14 @@ JournalMatch MatchJournal(const JournalContents& journal, const platform::File& 
   if (!journal.lengthUpTo(fileBlocks, &length)) return JournalMatch::kForeign;
   Judge judge(journal, length);
   constexpr uint32_t kWindow = 16;
-  uint8_t bytes[kWindow * kBlockSize];
+  Scratch<kWindow> window;
   for (uint32_t first = 0, count; first < fileBlocks; first += count) {
     count = std::min(kWindow, fileBlocks - first);
     const size_t size = size_t{count} * kBlockSize;
-    if (data.readAt(uint64_t{first} * kBlockSize, bytes, size) != size) return JournalMatch::kUnreadable;
+    if (data.readAt(uint64_t{first} * kBlockSize, window.bytes, size) != size)
+      return JournalMatch::kUnreadable;
     for (uint32_t i = 0; i < count; ++i) {
-      if (!judge.accepts(first + i, bytes + size_t{i} * kBlockSize)) return JournalMatch::kForeign;
+      if (!judge.accepts(first + i, window.bytes + size_t{i} * kBlockSize)) return JournalMatch::kForeign;
     }
   }
   return judge.isOurs() ? JournalMatch::kOurs : JournalMatch::kForeign;

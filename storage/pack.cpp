@@ -5,6 +5,7 @@
 #include "storage/checksum.h"
 #include "storage/format.h"
 #include "storage/result.h"
+#include "storage/scratch.h"
 
 namespace storage {
 
@@ -53,7 +54,8 @@ void PackItemData(uint32_t id, const uint8_t* data, uint32_t size, uint16_t pack
 bool IsAsPacked(const uint8_t* block) {
   const PacketHeader header = DecodeHeader(block);
   if (!IsBlock(block, header) || CheckPacket(block) != kOk) return false;
-  uint8_t anew[kBlockSize] = {};
+  Scratch<> scratch;
+  uint8_t* anew = scratch.bytes;
   const uint32_t used = kHeaderSize + header.dataLength;
   std::memcpy(anew, block, used);
   anew[kPacketTypeOffset] = header.packetSeq != 0 ? kPartPacket : kSinglePacket;

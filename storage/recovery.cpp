@@ -8,6 +8,7 @@
 #include "storage/framewriter.h"
 #include "storage/journalmatch.h"
 #include "storage/names.h"
+#include "storage/scratch.h"
 
 namespace storage {
 
@@ -47,8 +48,10 @@ class MarkedPages {
  private:
   bool addBlock(uint32_t block) {
     if (contents_.hasImage(block)) return true;
-    uint8_t bytes[kBlockSize];
-    if (file_->file.readAt(uint64_t{block} * kBlockSize, bytes, sizeof bytes) != sizeof bytes) return false;
+    Scratch<> scratch;
+    const uint8_t* bytes = scratch.bytes;
+    if (file_->file.readAt(uint64_t{block} * kBlockSize, scratch.bytes, kBlockSize) != kBlockSize)
+      return false;
     uint32_t word = contents_.firstWord(block);
     const bool known = word < contents_.words().size() && contents_.words()[word].block == block;
     const bool isFree = known && contents_.lastWord(&word).isFree;
@@ -92,14 +95,14 @@ bool ReplaceJournal(const FileInfo* file, File* journal, const JournalContents& 
 // Writes the last word on each block.
 bool WriteLastWords(FileInfo* file, const JournalContents& contents, const File& journal) {
   BlockWindow window(file->file);
+  Scratch<> image;
   for (uint32_t word = 0; word < contents.words().size();) {
     const uint32_t block = contents.words()[word].block;
     const LastWord last = contents.lastWord(&word);
     if (block >= contents.blockNum()) break;
-    uint8_t bytes[kBlockSize];
     if (last.imageAt != 0) {
-      if (journal.readAt(last.imageAt, bytes, sizeof bytes) != sizeof bytes) return false;
-      if (!WriteBlocks(file, block, bytes, 1)) return false;
+      if (journal.readAt(last.imageAt, image.bytes, kBlockSize) != kBlockSize) return false;
+      if (!WriteBlocks(file, block, image.bytes, 1)) return false;
       window.forget();
     }
     if (last.isFree && !WriteFreeMarks(file, block, 1, &window)) return false;

@@ -21,6 +21,7 @@
 #include "storage/pack.h"
 #include "storage/read.h"
 #include "storage/recovery.h"
+#include "storage/scratch.h"
 #include "storage/storage.h"
 
 namespace storage {
@@ -60,13 +61,13 @@ bool IsSound(const PmChar* path, TableCheck isWellFormed) {
 // The blocks of the backup that the data file does not hold.
 bool FindDifferences(const FileInfo* file, const File& backup, uint32_t backupBlocks, uint32_t fileBlocks,
                      GrowArray<BlockMove>* moves) {
-  uint8_t wanted[kBlockSize], held[kBlockSize];
+  Scratch<> wanted, held;
   for (uint32_t block = 0; block < backupBlocks; ++block) {
     const uint64_t offset = uint64_t{block} * kBlockSize;
-    if (backup.readAt(offset, wanted, kBlockSize) != kBlockSize) return false;
+    if (backup.readAt(offset, wanted.bytes, kBlockSize) != kBlockSize) return false;
     if (block < fileBlocks) {
-      if (file->file.readAt(offset, held, kBlockSize) != kBlockSize) return false;
-      if (std::equal(wanted, wanted + kBlockSize, held)) continue;
+      if (file->file.readAt(offset, held.bytes, kBlockSize) != kBlockSize) return false;
+      if (std::equal(wanted.bytes, wanted.bytes + kBlockSize, held.bytes)) continue;
     }
     if (!moves->reserve(moves->size() + 1)) return false;
     moves->add({block, block});

@@ -17,10 +17,6 @@ uint64_t Bit(uint32_t number) {
   return uint64_t{1} << (number % 64);
 }
 
-uint32_t LowestBit(uint64_t word) {
-  return platform::LowestBit(word);
-}
-
 }  // namespace
 
 NumberSet::~NumberSet() {
@@ -86,12 +82,12 @@ uint32_t NumberSet::next(uint32_t from) const {
     if (level == kLevels || position / 64 >= wordNum_[level]) return kNone;
     const uint64_t rest = words_[level][position / 64] & ~(Bit(position) - 1);
     if (rest == 0) continue;
-    position = position / 64 * 64 + LowestBit(rest);
+    position = position / 64 * 64 + platform::LowestBit(rest);
     break;
   }
   while (level > 0) {
     --level;
-    position = position * 64 + LowestBit(words_[level][position]);
+    position = position * 64 + platform::LowestBit(words_[level][position]);
   }
   return position;
 }
