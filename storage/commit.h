@@ -41,7 +41,7 @@ Naming WhatPathNames(const FileInfo* file);
 void StampDataFile(FileInfo* file);
 
 // Whether the file holds what it held when it was opened, or when a change here left it. Its length tells, and that nobody
-// has written into it, or its time; where these differ, its blocks.
+// has written into it, or its time; where these differ, its blocks, and the medium is not known to hold it any more.
 bool HoldsTheSame(FileInfo* file);
 
 // Locks the file and makes sure that it is as it was when it was opened. False, and not locked, when it is not ours to

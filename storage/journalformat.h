@@ -22,7 +22,7 @@
 //
 // A frame is whole when its kCommit record holds the hash of everything before that record's unit.
 //
-// The hashes of blocks leave out the byte that says whether a block is free: setting it needs no bookkeeping. All
+// The hashes of blocks leave out the byte that says whether a block is free: setting it changes none of them. All
 // numbers are little-endian.
 #pragma once
 

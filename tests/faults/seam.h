@@ -28,8 +28,7 @@ void Disarm();
 inline int struck = 0;                              // how often something failed since Arm
 inline std::map<std::string, int> failedFlushes{};  // how often a flush of each file has failed
 inline bool suspended = false;                      // nothing is struck or counted meanwhile
-inline bool obliges =
-    true;  // the system takes room for a file without changing its length, and tells who writes into one
+inline bool obliges = true;  // the system takes room for a file ahead, and tells who writes into one
 
 // A call that changed the medium, or carried changes to it.
 struct Change {
