@@ -70,7 +70,7 @@ void RemoveWhatIsBeside(FileInfo* file) {
     if (DeleteBackupFile(file)) file->journal.remove();
   } else if (naming == Naming::kOther && DeleteOwnBackup(file) && file->journal.isInPlace()) {
     file->journal.leave();
-    SetAside(file->journal.path(), ".pmo");
+    SetAside(file->journal.path(), kForeignJournalSuffix);
   }
 }
 

@@ -65,7 +65,7 @@ int32_t Journal::start(const File& data, uint32_t blockNum, uint64_t blockSum, c
   if (!covered_.reserve(fileBlocks) || !platform::Random(&fresh.header.salt, sizeof fresh.header.salt))
     return kWriteFailed;
   PmChar name[kMaxJournalPath + 1];
-  ChangeSuffix(name, path_, ".pmt");
+  ChangeSuffix(name, path_, kNewJournalSuffix);
   platform::Remove(name);
   if (!fresh.file.createNew(name)) return kCannotOpen;
   const bool written = write(&fresh, data, unmarked, unlisted);

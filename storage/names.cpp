@@ -8,7 +8,7 @@ namespace storage {
 
 namespace {
 
-constexpr uint32_t kSuffixLength = 4;
+constexpr uint32_t kSuffixLength = sizeof kBackupSuffix - 1;
 
 PmChar* Append(PmChar* end, const char* text) {
   while (*text != 0) *end++ = static_cast<PmChar>(*text++);
@@ -33,13 +33,13 @@ size_t GetFileNameOffset(const PmChar* path) {
 }
 
 void GetBackupFileName(PmChar* backup, const PmChar* path) {
-  GetNameBeside(backup, path, ".bak");
+  GetNameBeside(backup, path, kBackupSuffix);
 }
 
 bool GetJournalFileName(PmChar* journal, const PmChar* path) {
   PmChar real[platform::kMaxRealPath + 1];
   if (!platform::FollowLinks(path, real)) return false;
-  GetNameBeside(journal, real, ".pmj");
+  GetNameBeside(journal, real, kJournalSuffix);
   return true;
 }
 

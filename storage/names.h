@@ -1,11 +1,8 @@
 // The names of the files beside a data file. Each is the data file's own with a full stop before it and a suffix of
 // four characters behind it, so that a file system that takes one of them takes them all.
 //
-//   .NAME.bak   the backup, beside the path as the caller gives it
-//   .NAME.pmj   the journal, beside the file itself when the path is a symbolic link
-//   .NAME.pmt   a journal that is being made
-//   .NAME.pmo   a journal that was found beside a file that it is not the journal of
-//   .NAME.bko   the backup that stood beside it
+// The backup stands beside the path as the caller gives it, the others beside the file itself when the path is a
+// symbolic link.
 #pragma once
 
 #include <cstdint>
@@ -15,7 +12,13 @@
 
 namespace storage {
 
-constexpr size_t kAddedLength = 5;
+inline constexpr char kBackupSuffix[] = ".bak";
+inline constexpr char kJournalSuffix[] = ".pmj";
+inline constexpr char kNewJournalSuffix[] = ".pmt";      // a journal that is being made
+inline constexpr char kForeignJournalSuffix[] = ".pmo";  // one that was found beside a file that it is not of
+inline constexpr char kForeignBackupSuffix[] = ".bko";   // the backup that stood beside it
+
+constexpr size_t kAddedLength = sizeof kBackupSuffix;  // the full stop and the suffix
 constexpr size_t kMaxBackupPath = kMaxPath + kAddedLength;
 constexpr size_t kMaxJournalPath = platform::kMaxRealPath + kAddedLength;
 

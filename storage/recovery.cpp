@@ -20,7 +20,7 @@ using platform::File;
 // Names beside the journal's own.
 struct Unfinished {
   PmChar path[kMaxJournalPath + 1];
-  explicit Unfinished(const PmChar* journal) { ChangeSuffix(path, journal, ".pmt"); }
+  explicit Unfinished(const PmChar* journal) { ChangeSuffix(path, journal, kNewJournalSuffix); }
 };
 
 // Adds a frame with the pages of the blocks that a recovery marks: a page that the power destroys then is mended by the
@@ -118,7 +118,7 @@ bool CarryOutAll(FileInfo* file, const JournalContents& contents, const File& jo
 bool SetAsideBoth(const FileInfo* file) {
   PmChar backup[kMaxBackupPath + 1];
   GetBackupFileName(backup, file->path);
-  return SetAside(backup, ".bko") && SetAside(file->journal.path(), ".pmo") &&
+  return SetAside(backup, kForeignBackupSuffix) && SetAside(file->journal.path(), kForeignJournalSuffix) &&
          platform::SyncFolder(file->journal.path()) && platform::SyncFolder(file->path);
 }
 

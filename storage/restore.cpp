@@ -102,7 +102,7 @@ bool Restore(FileInfo* file, TableCheck isWellFormed) {
   bool hasJournal = !platform::IsMissing(file->journal.path());
   if (hasJournal && platform::IsMissing(file->path)) {
     // What it says is of a file that is gone; the backup is whole.
-    if (!SetAside(file->journal.path(), ".pmo")) return false;
+    if (!SetAside(file->journal.path(), kForeignJournalSuffix)) return false;
     hasJournal = false;
   }
   if (!hasJournal && !IsSound(backup, isWellFormed)) return false;
