@@ -13,10 +13,10 @@ struct BackupName {
   explicit BackupName(const PmChar* dataPath) { GetBackupFileName(path, dataPath); }
 };
 
-// Whether both files are still as this engine left them.
-bool BothAreOurs(const FileInfo* file, const PmChar* path) {
+// Whether the backup is still as this engine left it, under its name.
+bool IsOurs(const FileInfo* file, const PmChar* path) {
   platform::FileIdentity named;
-  return file->backup.isOpen() && file->file.isAs(file->dataStamp) && file->backup.isAs(file->backupStamp) &&
+  return file->backup.isOpen() && file->backup.isAs(file->backupStamp) &&
          platform::IdentityOf(path, &named) && named.sameFile(file->backupStamp);
 }
 
@@ -62,7 +62,7 @@ int32_t CopyWholeFile(FileInfo* file, const PmChar* path) {
 // Notes that both files are equal.
 int32_t NoteEqual(FileInfo* file) {
   while (!file->staleBlocks.empty()) file->staleBlocks.erase(file->staleBlocks.lowest());
-  if (!file->file.note(&file->dataStamp) || !file->backup.note(&file->backupStamp)) file->backup.close();
+  if (!file->backup.note(&file->backupStamp)) file->backup.close();
   return kOk;
 }
 
@@ -70,7 +70,7 @@ int32_t NoteEqual(FileInfo* file) {
 
 int32_t BackupDataFile(FileInfo* file) {
   const BackupName name(file->path);
-  if (BothAreOurs(file, name.path)) {
+  if (IsOurs(file, name.path)) {
     if (AreEqual(file)) return kOk;
     if (CopyStaleBlocks(file)) return NoteEqual(file);
     file->backup.close();

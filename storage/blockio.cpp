@@ -70,6 +70,13 @@ bool CutBlocks(FileInfo* file, uint32_t blockNum) {
   return file->file.setSize(OffsetOf(blockNum));
 }
 
+bool FlushDataFile(FileInfo* file) {
+  if (file->isFlushed) return true;
+  file->isFlushed = file->file.sync();
+  if (!file->isFlushed) file->journal.poison();
+  return file->isFlushed;
+}
+
 bool SumBlocks(const platform::File& file, uint32_t blockNum, uint64_t* sum) {
   *sum = 0;
   uint8_t* bytes = controller->blockBuffer;

@@ -1,4 +1,4 @@
-// Every read and write of a data file's blocks.
+// Every read, write and flush of a data file's blocks.
 //
 // Invariant: a write goes through here and is noted in staleBlocks, so that bringing the backup up to date
 // can copy just the blocks that changed.
@@ -32,6 +32,9 @@ bool ReadHeader(const FileInfo* file, uint32_t block, PacketHeader* header);
 
 // Cuts the file to `blockNum` blocks; false when that failed.
 bool CutBlocks(FileInfo* file, uint32_t blockNum);
+
+// Carries everything in the data file to the medium. A failure is never taken back: the journal is poisoned.
+bool FlushDataFile(FileInfo* file);
 
 // The sum of BlockPart over the file's blocks, as they stand. False when one cannot be read.
 bool SumBlocks(const platform::File& file, uint32_t blockNum, uint64_t* sum);

@@ -208,6 +208,13 @@ bool Change::header(const Write& write, BlockWindow* source, uint8_t* header) {
   return bytes != nullptr;
 }
 
+uint32_t Change::countWrites(uint32_t most) const {
+  uint32_t count = 0;
+  const auto one = [&](uint32_t) { return ++count < most; };
+  if (forEachWrite([&](uint32_t block, const Write&) { return one(block); })) forEachMark(one);
+  return count;
+}
+
 // ---- Undoing ----
 
 void Change::undo() {

@@ -91,6 +91,9 @@ class Change {
   template <typename Visit>
   bool forEachMark(Visit visit) const;
 
+  // How many blocks are written or marked; no more than `most`.
+  uint32_t countWrites(uint32_t most) const;
+
  private:
   static constexpr uint32_t kFetchedAhead = 16;
 

@@ -17,6 +17,7 @@
 #include "storage/commit.h"
 #include "storage/compact.h"
 #include "storage/names.h"
+#include "storage/ownership.h"
 #include "storage/room.h"
 #include "storage/storage.h"
 

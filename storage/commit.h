@@ -33,22 +33,4 @@ int32_t CommitChange();
 // Carries out what is behind; false when that failed.
 bool CarryOut(FileInfo* file);
 
-// Whether the path still names the file that was opened: another one put in its place is not ours to write for.
-enum class Naming { kSame, kOther, kUnknown };
-Naming WhatPathNames(const FileInfo* file);
-
-// Notes the file as it is now: what was written was written here.
-void StampDataFile(FileInfo* file);
-
-// Whether the file holds what it held when it was opened, or when a change here left it. Its length tells, and that nobody
-// has written into it, or its time; where these differ, its blocks, and the medium is not known to hold it any more.
-bool HoldsTheSame(FileInfo* file);
-
-// Locks the file and makes sure that it is as it was when it was opened. False, and not locked, when it is not ours to
-// change.
-bool TakeOver(FileInfo* file);
-
-// Carries everything in the data file to the medium. A failure is never taken back: the journal is poisoned.
-bool FlushDataFile(FileInfo* file);
-
 }  // namespace storage

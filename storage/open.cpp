@@ -5,7 +5,6 @@
 #include "platform/compiler.h"
 #include "platform/heap.h"
 #include "storage/backup.h"
-#include "storage/commit.h"
 #include "storage/freeblocks.h"
 #include "storage/leftovers.h"
 #include "storage/names.h"
@@ -143,9 +142,13 @@ int32_t OpenOrCreate(FileInfo* file) {
   const bool exists = !platform::IsMissing(file->path);
   if (!file->journal.setPath(file->path)) return exists ? kBadData : kCannotOpen;
   if (!platform::TakesName(backup) || !platform::TakesName(file->journal.path())) return kCannotOpen;
-  if (exists) return file->file.open(file->path, platform::Access::kReadWrite) ? kOk : kBadData;
+  if (exists) {
+    const bool opened = file->file.open(file->path, platform::Access::kReadWrite);
+    return opened && file->file.stamp(&file->dataStamp) ? kOk : kBadData;
+  }
   if (!SetStrayJournalAside(file)) return kCannotOpen;
-  return file->file.createNew(file->path) && platform::SyncFolder(file->path) ? kOk : kCannotOpen;
+  const bool made = file->file.createNew(file->path) && file->file.stamp(&file->dataStamp);
+  return made && platform::SyncFolder(file->path) ? kOk : kCannotOpen;
 }
 
 int32_t EnterDataFile(FileInfo* file) {

@@ -8,6 +8,7 @@
 #include "storage/framewriter.h"
 #include "storage/journalmatch.h"
 #include "storage/names.h"
+#include "storage/ownership.h"
 #include "storage/scratch.h"
 
 namespace storage {
