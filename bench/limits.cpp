@@ -15,7 +15,6 @@ namespace bench {
 namespace {
 
 constexpr size_t kPiece = size_t{1} << 20;
-constexpr int kOverwrites = 50;
 constexpr const char* kCopy = "copy";
 
 class Descriptor {
@@ -72,31 +71,35 @@ double Copy(const std::string& path) {
   }
 }
 
-// Overwrites 1 KiB at random places of the copy, each flushed; the median.
-double Overwrite() {
+}  // namespace
+
+void MeasureReading(const std::string& path, const Report& report) {
+  report.add("sequential read", ReadSequentially(path));
+}
+
+void MeasureChanges(const std::string& path, uint32_t count, const Report& report, const Turn& turn) {
+  turn.take();
+  report.add("unflushed copy", Copy(path));
   const Descriptor file(kCopy, O_RDWR);
   Descriptor::require(fsync(file.number()) == 0);
+  turn.give();
   const auto blocks = static_cast<uint32_t>(file.size() / 1024);
   const std::string block(1024, 'x');
   Random random(7);
   std::vector<double> seconds;
-  for (int i = 0; i < kOverwrites; ++i) {
+  for (uint32_t i = 0; i < count; ++i) {
     const off_t place = off_t{random.below(blocks)} * 1024;
+    if (i % kChangesATurn == 0) turn.take();
     const Stopwatch watch;
     Descriptor::require(pwrite(file.number(), block.data(), block.size(), place) == 1024);
     Descriptor::require(fdatasync(file.number()) == 0);
     seconds.push_back(watch.seconds());
+    if ((i + 1) % kChangesATurn == 0) turn.give();
   }
-  return Quantile(seconds, 0.5);
-}
-
-}  // namespace
-
-void MeasureLimits(const std::string& path, const Report& report) {
-  report.add("sequential read", ReadSequentially(path));
-  report.add("unflushed copy", Copy(path));
-  report.add("overwrite 1 KiB and fdatasync", Overwrite());
+  turn.take();
   unlink(kCopy);
+  turn.give();
+  report.add("overwrite 1 KiB and fdatasync", Quantile(seconds, 0.5));
 }
 
 double PlainWriteFlushRead(const std::string& bytes) {

@@ -5,12 +5,16 @@
 #include <string>
 
 #include "bench/measure.h"
+#include "bench/turns.h"
 
 namespace bench {
 
-// Over the file at `path`, which is in the cache: reading it into a buffer of 1 MiB that is in use already,
-// copying it so to a new file without a flush, and overwriting 1 KiB with a flush.
-void MeasureLimits(const std::string& path, const Report& report);
+// Over the file at `path`, which is in the cache: reading it into a buffer of 1 MiB that is in use already.
+void MeasureReading(const std::string& path, const Report& report);
+
+// Copying that file so to a new one, without a flush, in a turn of its own; then overwriting 1 KiB of the copy, `count`
+// times, each with a flush; and a turn to remove it.
+void MeasureChanges(const std::string& path, uint32_t count, const Report& report, const Turn& turn);
 
 // Writes `bytes` to a new file, flushes it and reads it back; the seconds.
 double PlainWriteFlushRead(const std::string& bytes);

@@ -35,21 +35,24 @@ void Report::add(const char* step, double value) const {
                label_.count, label_.repetition, label_.store.c_str(), step, value);
 }
 
-void RunInChild(const std::function<void()>& work) {
-  sync();
+pid_t StartChild(const std::function<void()>& work) {
   std::fflush(nullptr);
   const pid_t child = fork();
   if (child < 0) throw std::runtime_error("cannot fork");
-  if (child == 0) {
-    try {
-      work();
-      std::fflush(nullptr);
-      _exit(0);
-    } catch (const std::exception& failure) {
-      std::cerr << failure.what() << std::endl;
-    }
-    _exit(1);
+  if (child != 0) return child;
+  try {
+    work();
+    std::fflush(nullptr);
+    _exit(0);
+  } catch (const std::exception& failure) {
+    std::cerr << failure.what() << std::endl;
   }
+  _exit(1);
+}
+
+void RunInChild(const std::function<void()>& work) {
+  sync();
+  const pid_t child = StartChild(work);
   int status = 0;
   waitpid(child, &status, 0);
   if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) throw std::runtime_error("a measurement failed");

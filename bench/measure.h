@@ -4,6 +4,8 @@
 // or what the step's name says.
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -44,6 +46,9 @@ class Report {
   std::FILE* results_;
   Label label_;
 };
+
+// Begins `work` in a process of its own, which ends with 0 when nothing was thrown.
+pid_t StartChild(const std::function<void()>& work);
 
 // Runs `work` in a process of its own and waits for it; throws when it failed. Before, everything that other
 // work left to be written is written, so that nobody pays for it here.

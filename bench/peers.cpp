@@ -2,7 +2,7 @@
 // file.
 //
 // Stores take turns within a repetition and the first of them changes from one to the next; every phase of
-// every store runs in a process of its own, in an empty folder of its own.
+// every store runs in a process of its own, in the store's own folder. Single changes take turns ten by ten.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -17,6 +17,7 @@
 #include "bench/measure.h"
 #include "bench/shareduserdata.h"
 #include "bench/store.h"
+#include "bench/turns.h"
 #include "bench/vault.h"
 #include "bench/workload.h"
 
@@ -45,10 +46,10 @@ constexpr uint32_t kPeerNum = sizeof kPeers / sizeof kPeers[0];
 constexpr int kReadRuns = 3;  // cheap phases run several times in a repetition
 constexpr size_t kLargeItem = 65535000;
 
-// The bytes of all files; holes take none.
-uint64_t FolderBytes() {
+// The bytes of all files of a folder; holes take none.
+uint64_t FolderBytes(const char* folder) {
   uint64_t bytes = 0;
-  for (const auto& entry : fs::recursive_directory_iterator(".")) {
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
     struct stat status;
     if (!entry.is_regular_file() || stat(entry.path().c_str(), &status) != 0) continue;
     bytes += std::min<uint64_t>(static_cast<uint64_t>(status.st_size),
@@ -61,51 +62,96 @@ void EmptyFolder() {
   for (const auto& entry : fs::directory_iterator(".")) fs::remove_all(entry.path());
 }
 
-void RunPhase(const Peer& peer, Phase phase, Vault* vault, const Report& report,
-              const char* memoryStep = nullptr) {
-  RunInChild([&] {
-    const uint64_t before = ProcessMemory("VmRSS");
-    const std::unique_ptr<Store> store = peer.make();
-    phase(store.get(), vault, report);
-    if (memoryStep != nullptr) report.add(memoryStep, static_cast<double>(ProcessMemory("VmHWM") - before));
-  });
-}
+// A store with its vault, in a folder of its own.
+class Contender {
+ public:
+  Contender(const Peer& peer, uint32_t count, uint32_t repetition, std::FILE* results)
+      : peer_(peer),
+        vault_(count, kSingleChanges),
+        report_(results, {count, repetition, peer.name}),
+        machine_(results, {count, repetition, "machine"}) {
+    fs::create_directory(peer.name);
+  }
 
-void RunPeer(const Peer& peer, Vault* vault, std::FILE* results, uint32_t repetition) {
+  const Vault& vault() const { return vault_; }
+
+  void loadAndRead() {
+    run(Load, "peak memory, load");
+    report_.add("bytes on disk", static_cast<double>(FolderBytes(peer_.name)));
+    if (peer_.make == NewPmstore) {
+      for (int i = 0; i < kReadRuns; ++i) RunInChild([&] { measureReading(); });
+    }
+    for (int i = 0; i < kReadRuns; ++i) {
+      run(ReadOne);
+      run(ReadAll, "peak memory, read all");
+      run(LookUp);
+    }
+  }
+
+  void change(const Turn& turn) {
+    fs::current_path(peer_.name);
+    Change(peer_.make().get(), &vault_, report_, turn);
+  }
+
+  void changeManyAndDelete() {
+    run(ChangeMany);
+    run(Delete, "peak memory, delete");
+    report_.add("bytes on disk after the delete", static_cast<double>(FolderBytes(peer_.name)));
+    run(Verify);
+    fs::remove_all(peer_.name);
+  }
+
+ private:
+  void run(Phase phase, const char* memoryStep = nullptr) {
+    RunInChild([&] {
+      fs::current_path(peer_.name);
+      const uint64_t before = ProcessMemory("VmRSS");
+      const std::unique_ptr<Store> store = peer_.make();
+      phase(store.get(), &vault_, report_);
+      if (memoryStep != nullptr)
+        report_.add(memoryStep, static_cast<double>(ProcessMemory("VmHWM") - before));
+    });
+  }
+
+  void measureReading() const {
+    fs::current_path(peer_.name);
+    MeasureReading("vault", machine_);
+  }
+
+  const Peer& peer_;
+  Vault vault_;
+  Report report_;
+  Report machine_;
+};
+
+void RunRepetition(uint32_t count, uint32_t repetition, std::FILE* results) {
   EmptyFolder();
-  const Report report(results, {vault->count(), repetition, peer.name});
-  RunPhase(peer, Load, vault, report, "peak memory, load");
-  report.add("bytes on disk", static_cast<double>(FolderBytes()));
-  if (peer.make == NewPmstore) {
-    const Report machine(results, {vault->count(), repetition, "machine"});
-    for (int i = 0; i < kReadRuns; ++i) RunInChild([&] { MeasureLimits("vault", machine); });
+  std::vector<std::unique_ptr<Contender>> contenders;
+  for (uint32_t turn = 0; turn < kPeerNum; ++turn) {
+    const Peer& peer = kPeers[(repetition + turn) % kPeerNum];
+    contenders.push_back(std::make_unique<Contender>(peer, count, repetition, results));
   }
-  for (int i = 0; i < kReadRuns; ++i) {
-    RunPhase(peer, ReadOne, vault, report);
-    RunPhase(peer, ReadAll, vault, report, "peak memory, read all");
-    RunPhase(peer, LookUp, vault, report);
+  if (repetition == 0) {
+    const Report report(results, {count, 0, "vault"});
+    const Vault& vault = contenders[0]->vault();
+    report.add("payload", static_cast<double>(vault.payload()));
+    report.add("least size", static_cast<double>(vault.leastSize(vault.shuffled(0))));
   }
-  RunPhase(peer, Change, vault, report);
-  RunPhase(peer, ChangeMany, vault, report);
-  RunPhase(peer, Delete, vault, report, "peak memory, delete");
-  report.add("bytes on disk after the delete", static_cast<double>(FolderBytes()));
-  RunPhase(peer, Verify, vault, report);
+  for (const auto& contender : contenders) contender->loadAndRead();
+  std::vector<std::function<void(const Turn&)>> changes;
+  for (const auto& contender : contenders)
+    changes.push_back([&contender](const Turn& turn) { contender->change(turn); });
+  const Report machine(results, {count, repetition, "machine"});
+  changes.push_back(
+      [&machine](const Turn& turn) { MeasureChanges("pmstore/vault", 2 * kSingleChanges, machine, turn); });
+  RunInTurns(changes);
+  for (const auto& contender : contenders) contender->changeManyAndDelete();
 }
 
 void RunVault(uint32_t count, uint32_t repetitions, std::FILE* results) {
   for (uint32_t repetition = 0; repetition < repetitions; ++repetition) {
-    for (uint32_t turn = 0; turn < kPeerNum; ++turn) {
-      const Peer& peer = kPeers[(repetition + turn) % kPeerNum];
-      std::cerr << "N = " << count << ", repetition " << repetition + 1 << " of " << repetitions << ": "
-                << peer.name << std::endl;
-      Vault vault(count, kSingleChanges);
-      if (repetition == 0 && turn == 0) {
-        const Report report(results, {count, 0, "vault"});
-        report.add("payload", static_cast<double>(vault.payload()));
-        report.add("least size", static_cast<double>(vault.leastSize(vault.shuffled(0))));
-      }
-      RunPeer(peer, &vault, results, repetition);
-    }
+    std::cerr << "N = " << count << ", repetition " << repetition + 1 << " of " << repetitions << std::endl;
+    RunRepetition(count, repetition, results);
   }
 }
 

@@ -21,12 +21,14 @@ void Require(bool holds, const char* what) {
 
 // The seconds of each of `count` changes.
 template <typename ChangeOne>
-std::vector<double> Singly(uint32_t count, ChangeOne change) {
+std::vector<double> Singly(uint32_t count, const Turn& turn, ChangeOne change) {
   std::vector<double> seconds;
   for (uint32_t i = 0; i < count; ++i) {
+    if (i % kChangesATurn == 0) turn.take();
     const Stopwatch watch;
     change(i);
     seconds.push_back(watch.seconds());
+    if ((i + 1) % kChangesATurn == 0) turn.give();
   }
   return seconds;
 }
@@ -40,9 +42,9 @@ std::vector<uint32_t> ChangeItems(Vault* vault, uint64_t seed, uint32_t count) {
   return numbers;
 }
 
-std::vector<double> Replace(Store* store, Vault* vault, uint64_t seed, uint32_t count) {
+std::vector<double> Replace(Store* store, Vault* vault, uint64_t seed, uint32_t count, const Turn& turn) {
   const std::vector<uint32_t> numbers = ChangeItems(vault, seed, count);
-  return Singly(count, [&](uint32_t i) {
+  return Singly(count, turn, [&](uint32_t i) {
     const Item item = vault->item(numbers[i]);
     store->replace(item.id, item.bytes);
   });
@@ -127,25 +129,29 @@ void LookUp(Store* store, Vault* vault, const Report& report) {
   store->close();
 }
 
-void Change(Store* store, Vault* vault, const Report& report) {
+void Change(Store* store, Vault* vault, const Report& report, const Turn& turn) {
+  turn.take();
   store->open();
-  const std::vector<double> inserts = Singly(kSingleChanges, [&](uint32_t i) {
+  turn.give();
+  const std::vector<double> inserts = Singly(kSingleChanges, turn, [&](uint32_t i) {
     const uint32_t number = vault->count() + i;
     vault->setId(number, store->insert(vault->item(number)));
   });
-  const std::vector<double> replacements = Replace(store, vault, kChangeSeed, kSingleChanges);
+  const std::vector<double> replacements = Replace(store, vault, kChangeSeed, kSingleChanges, turn);
   report.add("single insert", Quantile(inserts, 0.5));
   report.add("worst of 50 single inserts", Worst(inserts));
   report.add("50 single inserts", Sum(inserts));
   report.add("single replacement", Quantile(replacements, 0.5));
   report.add("worst of 50 single replacements", Worst(replacements));
   report.add("50 single replacements", Sum(replacements));
+  turn.take();
   store->close();
+  turn.give();
 }
 
 void ChangeMany(Store* store, Vault* vault, const Report& report) {
   store->open();
-  const std::vector<double> seconds = Replace(store, vault, kManyChangeSeed, kManyChanges);
+  const std::vector<double> seconds = Replace(store, vault, kManyChangeSeed, kManyChanges, Turn());
   report.add("1,000 single replacements", Sum(seconds));
   report.add("99th percentile of 1,000 replacements / median",
              Quantile(seconds, 0.99) / Quantile(seconds, 0.5));

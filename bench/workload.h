@@ -9,7 +9,7 @@
 //   ReadAll    open and read all             open, every item by its ID in shuffled order, verified
 //   LookUp     look up all                   the ID of every item by kind and user data, after an open
 //              enumerate one kind            the IDs of kind 1
-//   Change     single insert                 the median of 50, each durable
+//   Change     single insert                 the median of 50, each durable; the stores take turns
 //              worst of 50 single inserts    mostly the first after the open
 //              50 single inserts             all of them
 //              ... replacement(s)            the same for 50 replacements of an item's bytes
@@ -22,6 +22,7 @@
 
 #include "bench/measure.h"
 #include "bench/store.h"
+#include "bench/turns.h"
 #include "bench/vault.h"
 
 namespace bench {
@@ -35,7 +36,7 @@ void Load(Store* store, Vault* vault, const Report& report);
 void ReadOne(Store* store, Vault* vault, const Report& report);
 void ReadAll(Store* store, Vault* vault, const Report& report);
 void LookUp(Store* store, Vault* vault, const Report& report);
-void Change(Store* store, Vault* vault, const Report& report);
+void Change(Store* store, Vault* vault, const Report& report, const Turn& turn);
 void ChangeMany(Store* store, Vault* vault, const Report& report);
 void Delete(Store* store, Vault* vault, const Report& report);
 
