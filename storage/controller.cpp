@@ -2,9 +2,9 @@
 
 #include <cstring>
 
-#include "commonbase/src/memorypool.h"
 #include "commonbase/src/pmstring.h"
 #include "platform/heap.h"
+#include "storage/itemmemory.h"
 #include "storage/overlay.h"
 #include "storage/result.h"
 #include "storage/storage.h"
@@ -72,21 +72,9 @@ FileInfo* NewFileInfo(const PmChar* path, uint32_t pathBytes) {
   return file;
 }
 
-void ReleaseItemBytes(uint8_t* data, uint32_t capacity) {
-  if (data == nullptr) return;
-  platform::Wipe(data, capacity);
-  commonbase::SharedMemory().give(data, capacity);
-}
-
-void ReleaseItem(FileInfo* file, ItemInfo* item) {
-  ReleaseItemBytes(item->data, item->capacity);
-  item->fragments.release();
-  file->itemPool.give(item);
-}
-
 void ReleaseFileInfo(FileInfo* file) {
   file->index.clear([file](ItemInfo* item) { ReleaseItem(file, item); });
-  commonbase::SharedMemory().expect(0);
+  ExpectItemBytes(0);
   platform::Destroy(file->overlay);
   platform::Destroy(file);
 }

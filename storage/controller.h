@@ -93,10 +93,4 @@ FileInfo* NewFileInfo(const PmChar* path, uint32_t pathBytes);
 // Releases a record with its items; item bytes are wiped. Writes nothing.
 void ReleaseFileInfo(FileInfo* file);
 
-// Gives an item's storage back.
-void ReleaseItem(FileInfo* file, ItemInfo* item);
-
-// Wipes item bytes and gives their memory back.
-void ReleaseItemBytes(uint8_t* data, uint32_t capacity);
-
 }  // namespace storage

@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "storage/dirty.h"
-#include "storage/open.h"
+#include "storage/itemmemory.h"
 #include "storage/read.h"
 #include "storage/storage.h"
 

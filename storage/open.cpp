@@ -1,11 +1,11 @@
 #include "storage/open.h"
 
-#include "commonbase/src/memorypool.h"
 #include "commonbase/src/pmstring.h"
 #include "platform/compiler.h"
 #include "platform/heap.h"
 #include "storage/backup.h"
 #include "storage/freeblocks.h"
+#include "storage/itemmemory.h"
 #include "storage/leftovers.h"
 #include "storage/names.h"
 #include "storage/overlay.h"
@@ -23,8 +23,8 @@ struct Scan {
   commonbase::GrowArray<ItemInfo*> suspects;  // items whose packets do not stand in order
 };
 
-// The item of that ID, made new when it is missing; null when there is no memory.
-ItemInfo* FindOrMakeItem(FileInfo* file, uint32_t id) {
+// The item of that ID, made new and listed when it is missing; null when there is no memory.
+ItemInfo* FindOrListItem(FileInfo* file, uint32_t id) {
   ItemInfo* item = file->index.find(id);
   if (item != nullptr) return item;
   item = NewItemInfo(file, id);
@@ -37,7 +37,7 @@ ItemInfo* FindOrMakeItem(FileInfo* file, uint32_t id) {
 // Counts a packet into its item. False when there is no memory.
 bool InsertPacket(Scan* scan, uint32_t block, const PacketHeader& header) {
   ItemInfo* item = scan->last;
-  if (item == nullptr || item->id != header.itemId) item = FindOrMakeItem(scan->file, header.itemId);
+  if (item == nullptr || item->id != header.itemId) item = FindOrListItem(scan->file, header.itemId);
   if (item == nullptr || !item->fragments.reserve(item->fragments.count + 1)) return false;
   if (item->inOrder && !GoesOnInOrder(item, header)) {
     if (!scan->suspects.reserve(scan->suspects.size() + 1)) return false;
@@ -65,7 +65,7 @@ bool InsertBlock(Scan* scan, uint32_t block, const PacketHeader& header) {
 // Makes ready for the items of a file of that size. All that is kept of it takes about as much memory; most items
 // take one block or two.
 void ExpectItems(FileInfo* file, uint32_t size) {
-  commonbase::SharedMemory().expect(size);
+  ExpectItemBytes(size);
   file->index.expect(size / kBlockSize / 2);
 }
 
@@ -117,12 +117,6 @@ bool AppendToOpenFiles(FileInfo* file) {
 
 }  // namespace
 
-ItemInfo* NewItemInfo(FileInfo* file, uint32_t id) {
-  ItemInfo* item = file->itemPool.take();
-  if (item != nullptr) item->id = id;
-  return item;
-}
-
 int32_t ReadDataFile(FileInfo* file) {
   Scan scan{file, nullptr, {}};
   if (!file->file.stamp(&file->dataStamp)) return kBadData;
@@ -146,6 +140,7 @@ int32_t OpenOrCreate(FileInfo* file) {
     const bool opened = file->file.open(file->path, platform::Access::kReadWrite);
     return opened && file->file.stamp(&file->dataStamp) ? kOk : kBadData;
   }
+  file->isFlushed = true;  // nothing of an empty file has to be, and its name is
   if (!SetStrayJournalAside(file)) return kCannotOpen;
   const bool made = file->file.createNew(file->path) && file->file.stamp(&file->dataStamp);
   return made && platform::SyncFolder(file->path) ? kOk : kCannotOpen;

@@ -20,7 +20,4 @@ int32_t ReadDataFile(FileInfo* file);
 // failed.
 int32_t EnterDataFile(FileInfo* file);
 
-// A record for an item of the file, all zeros but for its ID; null when there is no memory.
-ItemInfo* NewItemInfo(FileInfo* file, uint32_t id);
-
 }  // namespace storage

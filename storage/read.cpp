@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
-#include "commonbase/src/memorypool.h"
 #include "platform/compiler.h"
 #include "storage/blockio.h"
+#include "storage/itemmemory.h"
 #include "storage/leftovers.h"
 #include "storage/overlay.h"
 #include "storage/pack.h"
@@ -17,10 +17,6 @@ namespace {
 
 constexpr int64_t kAlongPerAsked = 3;
 constexpr int64_t kFirstWindow = 4 * kBufferBlocks;
-
-uint8_t* TakeBytes(uint32_t size) {
-  return static_cast<uint8_t*>(commonbase::SharedMemory().take(size));
-}
 
 // Puts one block's bytes at their place in the item. False when the block is no sound part of it, or when it
 // does not go on at `covered`, where the ones before it ended, though the item was found in order.
@@ -89,8 +85,7 @@ int32_t Build(FileInfo* file, ItemInfo* item, Place place) {
   // have numbers be an item: its next save would cut it.
   if (item->size > uint64_t{item->fragments.count} * kPacketCapacity || item->fragments.count > kMaxPackets)
     return kIncomplete;
-  commonbase::SharedMemory().expect(file->unreadBytes);
-  item->data = TakeBytes(item->size);
+  item->data = NewBytesToRead(file, item->size);
   if (item->data == nullptr) return kNoItem;
   item->capacity = item->size;
   // What the packets of an item out of order leave uncovered stays zero; in order, they cover every byte.
@@ -167,12 +162,6 @@ void ReadAround(FileInfo* file, const ItemInfo* item) {
 
 }  // namespace
 
-uint8_t* NewItemBytes(uint32_t size) {
-  // Whoever stores items may store a good many more.
-  commonbase::SharedMemory().expect(commonbase::SharedMemory().taken() / 2);
-  return TakeBytes(size);
-}
-
 int32_t BuildItemData(FileInfo* file, ItemInfo* item) {
   const int64_t blocks = item->fragments.count;
   if (item->isUnasked) {
@@ -184,13 +173,6 @@ int32_t BuildItemData(FileInfo* file, ItemInfo* item) {
   file->readCredit += blocks * kAlongPerAsked;
   item->isUnasked = false;
   return kOk;
-}
-
-void DropItemBytes(ItemInfo* item) {
-  ReleaseItemBytes(item->data, item->capacity);
-  item->data = nullptr;
-  item->capacity = 0;
-  item->isUnasked = false;
 }
 
 void ForgetItemBytes(uint32_t id) {

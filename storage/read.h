@@ -22,10 +22,4 @@ namespace storage {
 // item. Needs !HasBytes.
 int32_t BuildItemData(FileInfo* file, ItemInfo* item);
 
-// A buffer for item bytes, never null for a size of 0; null when there is no memory.
-uint8_t* NewItemBytes(uint32_t size);
-
-// Wipes an item's bytes and gives their memory back.
-void DropItemBytes(ItemInfo* item);
-
 }  // namespace storage

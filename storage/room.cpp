@@ -18,7 +18,7 @@ constexpr uint32_t kSmall = 256;
 
 // Not in the page that the file ends in: it is there already, and nothing that stands in it may be lost with the power
 // before the change is in the journal.
-bool WriteZeros(File* file, uint32_t from, uint32_t to) {
+bool FillWithZeros(File* file, uint32_t from, uint32_t to) {
   from = (from + kPageBlocks - 1) / kPageBlocks * kPageBlocks;
   static const uint8_t kZeros[16 * kBlockSize] = {};
   for (uint64_t at = uint64_t{from} * kBlockSize, end = uint64_t{to} * kBlockSize; at < end;) {
@@ -41,7 +41,7 @@ bool TakeBlocks(File* file, uint32_t from, uint32_t to, uint32_t* roomEnd) {
   }
   const File::Room room = take(to);
   if (room == File::Room::kTaken) *roomEnd = to;
-  return room == File::Room::kTaken || (room == File::Room::kUnknown && WriteZeros(file, from, to));
+  return room == File::Room::kTaken || (room == File::Room::kUnknown && FillWithZeros(file, from, to));
 }
 
 }  // namespace
