@@ -38,6 +38,7 @@ bool CopyStaleBlocks(FileInfo* file) {
       return false;
     block = next;
   }
+  // Room that was taken by writing zeros for a change that then failed stands behind the end.
   const uint64_t size = uint64_t{file->blockNum} * kBlockSize;
   return file->backupStamp.size <= size || file->backup.setSize(size);
 }

@@ -46,9 +46,9 @@ bool PacketIsOnDisk(const ItemInfo* item, uint32_t index) {
   const uint32_t packets = PacketsFor(item->size);
   const uint32_t savedPackets = PacketsFor(item->savedSize);
   if (!item->inOrder || index >= savedPackets || (packets == 1) != (savedPackets == 1)) return false;
-  if (index + 1 == packets) return false;  // the last one carries filler, which no reader has checked
-  const uint32_t from = index * kPacketCapacity;
+  // One that was not full carries filler, which no reader has checked, or is full by now.
   if (PacketLength(item->savedSize, index) != kPacketCapacity) return false;
+  const uint32_t from = index * kPacketCapacity;
   return from + kPacketCapacity <= item->changedFrom || from >= item->changedTo;
 }
 

@@ -107,6 +107,10 @@ def damage(path, offset):
     os.utime(path, ns=(times.st_atime_ns, times.st_mtime_ns))
 
 
+def packet(path, at):
+    return pathlib.Path(path).read_bytes()[at:at + 1024]
+
+
 def here():
     return sorted(file.name for file in pathlib.Path().iterdir() if file != STATES)
 
