@@ -1,7 +1,7 @@
 // Writing a change into the journal, and its many new blocks straight into the data file.
 //
 // Invariants:
-//  1. Blocks are written directly only behind the file's old end, on pages of their own, behind a durable frame that names
+//  1. Blocks are written directly only behind the file's old end, on pages of their own, once a durable frame names
 //     them; and they are durable before the change's own frame is.
 //  2. Every block that the change overwrites, marks or cuts off is noted in the frame as it was found, once a journal.
 #pragma once

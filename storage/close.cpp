@@ -1,14 +1,14 @@
 // Closing a data file.
 //
 //   sync       as ever; inside a transaction nothing is written, and its changes are dropped with the file
-//   compact    when the file holds an item; not while blocks are free in memory whose items the file still lists,
-//              since a sync failed: those that an open transaction freed go
+//   compact    when the file holds an item. Blocks that an open transaction freed are squeezed out, too; but not
+//              while others are free in memory alone, since a sync failed: the file still lists their items
 //   flush      the data file, into which everything was carried out
 //   backup     deleted, durably; then the journal
 //
 // Invariants:
-//  1. Where a step fails, or a flush failed before, backup and journal stay: the next open recovers. So it is when blocks
-//     that were given up could be neither squeezed out nor marked.
+//  1. Where a step fails, or a flush failed before, backup and journal stay: the next open recovers. So it is when
+//     blocks that were given up could be neither squeezed out nor marked.
 //  2. A file that another program holds, or has changed, keeps what stands beside it.
 //  3. Where the path names another file by now, only what is ours by its identity goes; the journal is set aside.
 

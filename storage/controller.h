@@ -1,4 +1,4 @@
-// The engine's records: the controller of the process, one open data file, one item of a data file.
+// The engine's records: the controller of the process, and one open data file.
 //
 // Exactly one open file at a time is the current one; the operations on items work on it. Nothing of the
 // index is stored: it is rebuilt from the block headers whenever a file is opened.

@@ -41,7 +41,8 @@ class FrameWriter {
   bool failed_ = false;
 };
 
-// Notes what a block holds before the journal overwrites, marks or cuts it for the first time; its part in the file's sum.
+// Notes what a block holds before the journal overwrites, marks or cuts it for the first time; its part in the
+// file's sum.
 uint64_t AddFound(FrameWriter* frame, uint32_t block, const uint8_t* bytes);
 
 // Notes a block that was written directly.

@@ -1,9 +1,9 @@
 // Whether a journal is that of the data file beside it.
 //
-// Either may have been copied, replaced or restored from elsewhere. A journal is the file's own when everything that it
-// covers is explained: each half of a block holds what the journal found there or what a frame put there, or the block
-// is torn, no packet as a save makes it; and when the sum over all other blocks is the one that it notes, or some covered block
-// has been changed as a frame says already.
+// Either may have been copied, replaced or restored from elsewhere. A journal is the file's own when everything that
+// it covers is explained: each half of a block holds what the journal found there or what a frame put there, or the
+// block is torn, no packet as a save makes it; and when the sum over all other blocks is the one that it notes, or
+// some covered block has been changed as a frame says already.
 //
 //   covered blocks                            sum of the others
 //   all explained                             right    ours

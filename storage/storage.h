@@ -54,9 +54,9 @@ void CloseCurrentFile();
 
 // Recovers the data file of that path, or copies the backup over it where there is nothing to recover; opens it and
 // makes it current. kNoItem when there is neither, when the backup is no valid data file or has a damaged packet or a
-// table that is not well formed by the caller's word (the data file is untouched then), when another program holds the
-// file, or when it cannot be copied or opened. The backup stands, but for one beside a journal of another file: both are
-// set aside.
+// table that is not well formed by the caller's word (the data file is untouched then), when another program holds
+// the file, or when it cannot be copied or opened. The backup stands, but for one beside a journal of another file:
+// both are set aside.
 using TableCheck = bool (*)(const uint8_t* bytes, uint32_t size);
 int32_t RestoreDataFile(const PmChar* path, TableCheck isWellFormed);
 
