@@ -124,7 +124,7 @@ bool BlockFile::hasChanged() const {
   if (!platform::StampOf(path_.c_str(), &now)) return true;
   // What the journal says counts, wherever its last changes stand already.
   if (journal_.overlay) return !now.sameFile(stamp_) || !journal_.overlay->isCurrent();
-  return !(now == stamp_) || (journal_.state == JournalState::kNone && !journal_.path.empty() &&
+  return !(now == stamp_) || (journal_.state == JournalRole::kNone && !journal_.path.empty() &&
                               platform::SizeOf(journal_.path.c_str()) > 0);
 }
 

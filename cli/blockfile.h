@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "cli/blockplaces.h"
+#include "cli/bytes.h"
 #include "cli/journalbeside.h"
-#include "cli/text.h"
 #include "platform/platform.h"
 
 namespace cli {
@@ -27,7 +27,7 @@ class BlockFile {
 
   const PmString& path() const { return path_; }
   const std::string& shown() const { return shown_; }
-  JournalState journal() const { return journal_.state; }
+  JournalRole journal() const { return journal_.state; }
   // Whether the journal is laid over it, and says no more than that a restore was begun.
   bool isUndoneRestore() const { return journal_.overlay && journal_.overlay->isUndoneRestore(); }
   const std::string& whyUnreadable() const { return journal_.whyUnreadable; }  // of the journal

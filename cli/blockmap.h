@@ -1,4 +1,4 @@
-// The block map of a vault, to be drawn.
+// The block map: what each block of a vault is, and the sign and colour that stand for it wherever it is drawn.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cli/console.h"
-#include "cli/inspect.h"
+#include "cli/image.h"
 
 namespace cli {
 
@@ -37,15 +37,5 @@ const TileStyle& StyleOf(Tile tile);
 constexpr Tile kTilesInLegend[] = {Tile::kTable, Tile::kItem, Tile::kFree, Tile::kLeftOver, Tile::kDamaged};
 
 size_t CountTiles(const std::vector<MapBlock>& map, Tile tile);
-
-struct SvgOptions {
-  bool byItem = false;  // a colour for each item
-  bool names = true;    // in the tool tips
-  bool alone =
-      true;  // with title, legend and a white ground; otherwise just the cells, for a page that has them
-};
-
-// The map as a picture of a few thousand cells at most, with a tool tip for every run of equal cells.
-std::string DrawSvg(const Image& image, const std::vector<MapBlock>& map, const SvgOptions& options);
 
 }  // namespace cli

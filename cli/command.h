@@ -11,7 +11,7 @@
 #include <string>
 
 #include "cli/console.h"
-#include "cli/inspect.h"
+#include "cli/image.h"
 
 namespace cli {
 

@@ -1,13 +1,10 @@
 #include "cli/console.h"
 
-#include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 
 #include "cli/host.h"
-#include "platform/platform.h"
 
 namespace cli {
 
@@ -48,25 +45,7 @@ void WriteOutput(const void* data, size_t size) {
   if (size > 0) Note(std::fwrite(data, 1, size, stdout) == size);
 }
 
-void WriteMessage(const std::string& text) {
-  static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));  // nobody is left to be told
-  std::fflush(stderr);                                                  // not everywhere by itself
-}
-
 }  // namespace
-
-void AddName(Json& json, const std::optional<PmString>& name) {
-  if (!name || IsWellFormed(*name)) {
-    json["name"] = name ? Json(ToUtf8(*name)) : Json();
-    return;
-  }
-  Bytes units;
-  for (const auto unit : *name) {
-    units.push_back(static_cast<uint8_t>(unit));
-    units.push_back(static_cast<uint8_t>(unit >> 8));
-  }
-  json["name16"] = ToBase64(units);
-}
 
 void Console::text(const std::string& value) {
   WriteOutput(value.data(), value.size());
@@ -78,7 +57,12 @@ void Console::writeLine(const std::string& text) {
 
 void Console::message(const std::string& text) {
   FlushOutput();
-  WriteMessage(text + "\n");
+  draw(text + "\n");
+}
+
+void Console::draw(const std::string& text) {
+  static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));  // nobody is left to be told
+  std::fflush(stderr);                                                  // not everywhere by itself
 }
 
 // A console is spoken to, whether or not what is said needs to know its state.
@@ -120,63 +104,6 @@ std::string Console::paint(Colour colour, const std::string& text) const {
   if (!kColoured || json) return text;
   constexpr const char* kCodes[] = {"31", "32", "33", "34", "2", "1"};
   return fmt::format("\x1b[{}m{}\x1b[0m", kCodes[static_cast<int>(colour)], text);
-}
-
-Progress::Progress(const Console& console, std::string label, uint64_t total)
-    : label_(std::move(label)),
-      total_(total),
-      active_(!console.quiet && !console.noProgress && total > 0 && ObeysEscapes(stderr)) {}
-
-Progress::~Progress() {
-  if (active_ && shown_ >= 0) WriteMessage("\r\x1b[K");
-}
-
-void Progress::advance(uint64_t amount) {
-  done_ += amount;
-  if (active_) draw();
-}
-
-void Progress::draw() {
-  constexpr int kWidth = 30;
-  const int percent = static_cast<int>(done_ >= total_ ? 100 : done_ * 100 / total_);
-  if (percent == shown_) return;
-  shown_ = percent;
-  const int full = percent * kWidth / 100;
-  WriteMessage(fmt::format("\r{:<10} [{}{}] {:3}%", label_, std::string(static_cast<size_t>(full), '#'),
-                           std::string(static_cast<size_t>(kWidth - full), '.'), percent));
-}
-
-WriteProgress::WriteProgress(const Console& console, std::vector<PmString> files, uint64_t expected)
-    : files_(std::move(files)), progress_(console, "writing", expected), begin_(size()) {
-  if (progress_.isActive()) watcher_ = std::thread([this] { watch(); });
-}
-
-WriteProgress::~WriteProgress() {
-  if (!watcher_.joinable()) return;
-  {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    isEnded_ = true;
-  }
-  ended_.notify_one();
-  watcher_.join();
-}
-
-void WriteProgress::watch() {
-  constexpr auto kInterval = std::chrono::milliseconds(100);
-  uint64_t seen = 0;
-  std::unique_lock<std::mutex> lock(mutex_);
-  while (!ended_.wait_for(lock, kInterval, [this] { return isEnded_; })) {
-    const uint64_t now = std::max(size(), begin_) - begin_;
-    if (now > seen) progress_.advance(now - seen);
-    seen = std::max(seen, now);
-  }
-}
-
-uint64_t WriteProgress::size() const {
-  uint64_t sum = 0;
-  for (const PmString& file : files_)
-    sum += static_cast<uint64_t>(std::max<int64_t>(0, platform::SizeOf(file.c_str())));
-  return sum;
 }
 
 }  // namespace cli

@@ -4,32 +4,22 @@
 // Invariants:
 //  1. With --json, standard output carries JSON only: one document, or one object a line for lists. An error
 //     is a document (a last line) of its own: {"error": {...}}.
-//  2. --quiet silences notes, never warnings and errors. Progress is drawn only on a terminal that obeys
-//     escape codes.
-//  3. Colour is used only on such a terminal and never when NO_COLOR is set.
+//  2. --quiet silences notes, never warnings and errors.
+//  3. Colour is used only on a terminal that obeys escape codes and never when NO_COLOR is set.
 #pragma once
 
 #include <fmt/format.h>
 
-#include <condition_variable>
-#include <cstdint>
-#include <mutex>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
-#include <thread>
-#include <vector>
 
+#include "cli/bytes.h"
 #include "cli/failure.h"
 #include "cli/text.h"
 
 namespace cli {
 
 using Json = nlohmann::ordered_json;
-
-// Adds a name to an object: null for none, "name", or "name16", the base64 of its code units (little-endian),
-// for a name that is not well-formed UTF-16.
-void AddName(Json& json, const std::optional<PmString>& name);
 
 enum class Colour { kRed, kGreen, kYellow, kBlue, kDim, kBold };
 
@@ -67,52 +57,14 @@ class Console {
   // Carries standard output to its reader; a failure to do so is an I/O error.
   static void flush();
 
+  // Text on standard error as it is, which the next text overwrites: a progress bar.
+  static void draw(const std::string& text);
+
   std::string paint(Colour colour, const std::string& text) const;
 
  private:
   static void writeLine(const std::string& text);
   static void message(const std::string& text);
-};
-
-// A progress bar on standard error while it lives; nothing at all where it cannot be erased.
-class Progress {
- public:
-  Progress(const Console& console, std::string label, uint64_t total);
-  ~Progress();
-  Progress(const Progress&) = delete;
-  Progress& operator=(const Progress&) = delete;
-  void advance(uint64_t amount);
-  bool isActive() const { return active_; }
-
- private:
-  void draw();
-
-  std::string label_;
-  uint64_t total_;
-  uint64_t done_ = 0;
-  int shown_ = -1;  // the percentage on the screen
-  bool active_;
-};
-
-// A progress bar while somebody else writes files: how much they have grown by, of an expected amount.
-class WriteProgress {
- public:
-  WriteProgress(const Console& console, std::vector<PmString> files, uint64_t expected);
-  ~WriteProgress();
-  WriteProgress(const WriteProgress&) = delete;
-  WriteProgress& operator=(const WriteProgress&) = delete;
-
- private:
-  void watch();
-  uint64_t size() const;
-
-  std::vector<PmString> files_;
-  Progress progress_;
-  uint64_t begin_;
-  std::mutex mutex_;
-  std::condition_variable ended_;
-  bool isEnded_ = false;
-  std::thread watcher_;
 };
 
 }  // namespace cli

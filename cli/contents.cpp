@@ -1,7 +1,9 @@
 #include "cli/contents.h"
 
-#include "cli/files.h"
-#include "cli/findings.h"
+#include "cli/bytes.h"
+#include "cli/itemjson.h"
+#include "cli/progress.h"
+#include "cli/unlisted.h"
 
 namespace cli {
 
@@ -52,13 +54,13 @@ std::vector<Difference> Compare(const Contents& before, const Contents& after) {
   for (const auto& [id, old] : before) {
     const auto found = after.find(id);
     if (found == after.end()) {
-      differences.push_back({id, Change::kRemoved, old, {}});
+      differences.push_back({id, DifferenceKind::kRemoved, old, {}});
     } else if (!Reason(old, found->second).empty()) {
-      differences.push_back({id, Change::kChanged, old, found->second});
+      differences.push_back({id, DifferenceKind::kChanged, old, found->second});
     }
   }
   for (const auto& [id, added] : after) {
-    if (before.count(id) == 0) differences.push_back({id, Change::kAdded, {}, added});
+    if (before.count(id) == 0) differences.push_back({id, DifferenceKind::kAdded, {}, added});
   }
   return differences;
 }
@@ -67,10 +69,11 @@ void Print(const std::vector<Difference>& differences, Console& console) {
   constexpr const char* kNames[] = {"added", "removed", "changed"};
   constexpr Colour kColours[] = {Colour::kGreen, Colour::kRed, Colour::kYellow};
   for (const Difference& difference : differences) {
-    const auto change = static_cast<size_t>(difference.change);
-    const Content& content = difference.change == Change::kRemoved ? difference.before : difference.after;
+    const auto change = static_cast<size_t>(difference.kind);
+    const Content& content =
+        difference.kind == DifferenceKind::kRemoved ? difference.before : difference.after;
     const std::string reason =
-        difference.change == Change::kChanged ? Reason(difference.before, difference.after) : "";
+        difference.kind == DifferenceKind::kChanged ? Reason(difference.before, difference.after) : "";
     if (console.json) {
       Json json{{"change", kNames[change]}, {"id", IdText(difference.id)}, {"kind", content.kind}};
       AddName(json, content.name);

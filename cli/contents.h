@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "cli/console.h"
-#include "cli/inspect.h"
+#include "cli/image.h"
 
 namespace cli {
 
@@ -24,11 +24,11 @@ struct Content {
 using Contents = std::map<uint32_t, Content>;
 Contents ContentsOf(const Image& image, Console& console);
 
-enum class Change { kAdded, kRemoved, kChanged };
+enum class DifferenceKind { kAdded, kRemoved, kChanged };
 
 struct Difference {
   uint32_t id = 0;
-  Change change{};
+  DifferenceKind kind{};
   Content before;  // empty for kAdded
   Content after;   // empty for kRemoved
 };

@@ -52,7 +52,8 @@ class NewFile {
   bool isFinished_ = false;
 };
 
-void Copy(const Image& from, const PmString& to, const std::string& toShown, const PmString& accessRightsOf) {
+void CopyImage(const Image& from, const PmString& to, const std::string& toShown,
+               const PmString& accessRightsOf) {
   NewFile file(UnfinishedName(to), accessRightsOf);
   const auto count = static_cast<uint32_t>(from.blocks().size());
   for (uint32_t first = 0; first < count; first += kPiece)
@@ -78,7 +79,7 @@ void Finish(const PmString& unfinished, const PmString& to, const std::string& t
 
 void CopyToNewFile(const Image& from, const PmString& to, const std::string& toShown) {
   RequireUnused(to, toShown);
-  Copy(from, to, toShown, from.file().path());
+  CopyImage(from, to, toShown, from.file().path());
 }
 
 void CopyToNewFile(const PmString& from, const PmString& to, const std::string& toShown) {
@@ -97,22 +98,22 @@ void CopyToNewFile(const PmString& from, const PmString& to, const std::string& 
 }
 
 void CopyOver(const Image& from, const PmString& to, const std::string& toShown) {
-  Copy(from, to, toShown, platform::Exists(to.c_str()) ? to : from.file().path());
+  CopyImage(from, to, toShown, platform::Exists(to.c_str()) ? to : from.file().path());
 }
 
 PmString UnusedName(const PmString& path, const std::string& suffix) {
-  PmString name = path + RequireUtf8(suffix, "suffix");
+  PmString name = WithSuffix(path, suffix);
   for (int i = 2; platform::Exists(name.c_str()); ++i)
-    name = path + RequireUtf8(fmt::format("{}.{}", suffix, i), "suffix");
+    name = WithSuffix(path, fmt::format("{}.{}", suffix, i));
   return name;
 }
 
 PmString UnfinishedName(const PmString& path) {
-  const VaultPath left(ToUtf8(path + RequireUtf8(".unfinished", "suffix")));
+  const VaultPath left(ToUtf8(WithSuffix(path, kUnfinishedSuffix)));
   if (left.exists() && !left.isLocked()) {
     for (const PmString& file : {left.journal, left.backup, left.file}) platform::Remove(file.c_str());
   }
-  return UnusedName(path, ".unfinished");
+  return UnusedName(path, kUnfinishedSuffix);
 }
 
 }  // namespace cli

@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "cli/inspect.h"
+#include "cli/image.h"
 
 namespace cli {
 

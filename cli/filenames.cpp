@@ -83,7 +83,7 @@ bool IsLong(const std::string& path) {
   return path.size() > kLongestPath;
 }
 
-class Names {
+class TakenNames {
  public:
   std::string take(const Record& record) {
     std::string path = record.name ? Encode(*record.name) : "";
@@ -114,7 +114,7 @@ class Names {
 }  // namespace
 
 std::vector<std::string> FileNames(const std::vector<const Record*>& records) {
-  Names names;
+  TakenNames names;
   for (const Record* record : records) names.addFolders(*record);
   std::vector<std::string> paths;
   paths.reserve(records.size());

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "cli/inspect.h"
+#include "cli/image.h"
 
 namespace cli {
 

@@ -2,7 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -21,39 +20,7 @@ namespace {
   throw Failure(ExitCode::kIoError, fmt::format("cannot {} {}{}", doing, path.u8string(), why));
 }
 
-void Take(const fs::directory_entry& entry, const std::string& name, Walk& walk) {
-  std::error_code error;
-  if (entry.is_regular_file(error)) {
-    walk.files.push_back({entry.path(), name, entry.file_size(error)});
-  } else if (entry.is_symlink(error) || !entry.is_directory(error)) {
-    walk.skipped.push_back(entry.path().u8string());
-  }
-}
-
 }  // namespace
-
-Walk FindFiles(const std::string& typed) {
-  const fs::path root = fs::u8path(typed);
-  Walk walk;
-  std::error_code error;
-  const fs::file_status status = fs::status(root, error);
-  if (!fs::exists(status))
-    throw Failure(ExitCode::kMissing, fmt::format("there is no file or folder {}", typed));
-  if (!fs::is_directory(status)) {
-    Take(fs::directory_entry(root), root.filename().u8string(), walk);
-    return walk;
-  }
-  fs::recursive_directory_iterator it(root, error);
-  while (!error && it != fs::recursive_directory_iterator()) {
-    Take(*it, it->path().lexically_relative(root).generic_u8string(), walk);
-    it.increment(error);
-  }
-  if (error)
-    throw Failure(ExitCode::kIoError, fmt::format("cannot read folder {}: {}", typed, error.message()));
-  std::sort(walk.files.begin(), walk.files.end(),
-            [](const FoundFile& a, const FoundFile& b) { return a.name < b.name; });
-  return walk;
-}
 
 int64_t ModifiedTime(const fs::path& path) {
   std::error_code error;
@@ -110,12 +77,6 @@ void WriteWholeFile(const fs::path& path, const Bytes& bytes, bool overwrite) {
   if (isNew) fs::remove(path, error);
   errno = reason;
   FailIo("write", path);
-}
-
-uint64_t Fingerprint(const Bytes& bytes) {
-  uint64_t sum = 0xCBF29CE484222325;
-  for (uint8_t byte : bytes) sum = (sum ^ byte) * 0x100000001B3;
-  return sum ^ bytes.size();
 }
 
 }  // namespace cli

@@ -5,15 +5,12 @@
 #include <algorithm>
 #include <map>
 
-#include "cli/failure.h"
 #include "cli/owner.h"
+#include "cli/unlisted.h"
 
 namespace cli {
 
 namespace {
-
-constexpr char kVaultEmpty[] = "vault-empty";
-constexpr char kNoVault[] = "no-vault";
 
 class Examination {
  public:
@@ -27,11 +24,11 @@ class Examination {
 
   std::vector<Finding> run() {
     if (!image_.looksLikeVault() && mended_.empty()) {
-      add(kNoVault, Weight::kDamage,
+      add(kNoVaultCode, Weight::kDamage,
           "it does not look like a vault at all: not one block in it begins or ends as one", {}, {});
       return std::move(findings_);
     }
-    if (image_.file().journal() == JournalState::kLaidOnRest)
+    if (image_.file().journal() == JournalRole::kLaidOnRest)
       add("journal-refused", Weight::kDamage,
           "the file is not as its journal left it: a program that opens it sets the journal aside, and finds "
           "less",
@@ -125,8 +122,8 @@ class Examination {
         add("record-zero", Weight::kDamage, "the ID table has a record for ID 0, which is its own", 0, {});
     }
     if (image_.items().empty() && image_.fileProblems().empty())
-      add(kVaultEmpty, Weight::kNote, "it holds no item: it is new, or all were deleted, or all are lost", {},
-          {});
+      add(kVaultEmptyCode, Weight::kNote, "it holds no item: it is new, or all were deleted, or all are lost",
+          {}, {});
     const size_t unlisted = unlisted_.size();
     if (unlisted == 0) return;
     if (table == nullptr)
@@ -203,80 +200,10 @@ class Examination {
   std::vector<Finding> findings_;
 };
 
-size_t CountOf(const std::vector<Finding>& findings, Weight weight) {
-  return static_cast<size_t>(
-      std::count_if(findings.begin(), findings.end(),
-                    [weight](const Finding& finding) { return finding.weight == weight; }));
-}
-
 }  // namespace
-
-std::vector<uint32_t> UnlistedItems(const Image& image) {
-  std::vector<uint32_t> ids;
-  for (const auto& [id, item] : image.items()) {
-    if (id != 0 && image.findRecord(id) == nullptr && image.hasSoundPacket(id)) ids.push_back(id);
-  }
-  return ids;
-}
-
-bool NamesEveryItem(const Image& image, const std::vector<uint32_t>& unlisted) {
-  const Item* table = image.findItem(0);
-  if (table == nullptr || !image.tableProblem().empty()) return false;
-  return unlisted.empty() || !table->endsFull;
-}
-
-void RequireAllNamed(const Image& image) {
-  const std::vector<uint32_t> unlisted = UnlistedItems(image);
-  if (image.items().empty() || NamesEveryItem(image, unlisted)) return;
-  const size_t left = image.findItem(0) == nullptr ? image.items().size() : unlisted.size();
-  throw Failure(ExitCode::kRefused,
-                fmt::format("the ID table of {} is lost, or its end, and {} {} left without it",
-                            image.fileShown(), CountText(left, "item"), left == 1 ? "is" : "are"),
-                "Nothing was changed. \"pmstore salvage\" saves what is left into a new vault.");
-}
 
 std::vector<Finding> Examine(const Image& image, bool names) {
   return Examination(image, names).run();
-}
-
-Mistrust MistrustOf(const Image& image) {
-  Mistrust mistrust;
-  for (const Finding& finding : Examine(image)) {
-    if (finding.weight == Weight::kNote) continue;
-    const bool isDamage = finding.weight == Weight::kDamage;
-    mistrust.isDamaged = mistrust.isDamaged || isDamage;
-    if (finding.item) (isDamage ? mistrust.damage : mistrust.doubts).emplace(*finding.item, finding.what);
-  }
-  return mistrust;
-}
-
-Verdict VerdictOf(const std::vector<Finding>& findings) {
-  Verdict verdict = Verdict::kSound;
-  for (const Finding& finding : findings) {
-    if (finding.code == kNoVault) return Verdict::kNoVault;
-    if (finding.weight == Weight::kDamage) return Verdict::kDamaged;
-    if (finding.weight == Weight::kSuspicion) verdict = Verdict::kSuspect;
-    if (finding.code == kVaultEmpty) verdict = Verdict::kEmpty;
-  }
-  return verdict;
-}
-
-const char* Text(Verdict verdict) {
-  constexpr const char* kTexts[] = {"sound", "empty", "suspect", "damaged", "no vault"};
-  return kTexts[static_cast<int>(verdict)];
-}
-
-std::string Shown(const std::vector<Finding>& findings, const Console& console) {
-  const Verdict verdict = VerdictOf(findings);
-  constexpr Colour kColours[] = {Colour::kGreen, Colour::kYellow, Colour::kYellow, Colour::kRed,
-                                 Colour::kRed};
-  std::string text = console.paint(kColours[static_cast<int>(verdict)], Text(verdict));
-  if (verdict == Verdict::kNoVault) return text;
-  if (const size_t damage = CountOf(findings, Weight::kDamage); damage > 0)
-    text += ", " + CountText(damage, "problem");
-  if (const size_t doubts = CountOf(findings, Weight::kSuspicion); doubts > 0)
-    text += ", " + CountText(doubts, "doubt");
-  return text;
 }
 
 Json ToJson(const Finding& finding) {

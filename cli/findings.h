@@ -26,15 +26,17 @@
 //     vault-empty          there is no item; nothing shows whether there ever was one
 #pragma once
 
-#include <map>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "cli/console.h"
-#include "cli/inspect.h"
+#include "cli/image.h"
 
 namespace cli {
+
+constexpr char kVaultEmptyCode[] = "vault-empty";  // the codes that decide a verdict by themselves
+constexpr char kNoVaultCode[] = "no-vault";
 
 enum class Weight { kDamage, kSuspicion, kNote };
 
@@ -48,43 +50,10 @@ struct Finding {
   bool mendable = false;          // that block can be mended
 };
 
-// kEmpty: a new vault, or one of which nothing is left. kNoVault: nothing in the file looks like a part of one.
-enum class Verdict { kSound, kEmpty, kSuspect, kDamaged, kNoVault };
-
 // Looks at every block, every item and every record: the damage first, packets with a wrong checksum before
 // all, then what is suspected, then notes. Without `names` items go by their IDs alone.
 std::vector<Finding> Examine(const Image& image, bool names = true);
 
-inline bool IsDamaged(Verdict verdict) {
-  return verdict >= Verdict::kDamaged;
-}
-
-Verdict VerdictOf(const std::vector<Finding>& findings);
-const char* Text(Verdict verdict);
-
-// The verdict in words and colour: "sound", "suspect, 2 doubts", "damaged, 3 problems".
-std::string Shown(const std::vector<Finding>& findings, const Console& console);
-
 Json ToJson(const Finding& finding);
-
-// What keeps items from being trusted as they are read: by ID, the first thing that is wrong with them. Item 0 is the ID
-// table.
-struct Mistrust {
-  std::map<uint32_t, std::string> damage;
-  std::map<uint32_t, std::string> doubts;
-  bool isDamaged = false;  // the vault is, wherever
-};
-
-Mistrust MistrustOf(const Image& image);
-
-// The items that no record names and that have a sound packet.
-std::vector<uint32_t> UnlistedItems(const Image& image);
-
-// Whether the ID table names every item there is, as far as anybody can tell. Items that it does not name are
-// then left over and to be forgotten; otherwise they are what is left of its loss.
-bool NamesEveryItem(const Image& image, const std::vector<uint32_t>& unlisted);
-
-// Fails for a vault whose ID table has lost items: with the next change they would be forgotten.
-void RequireAllNamed(const Image& image);
 
 }  // namespace cli

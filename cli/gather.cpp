@@ -8,14 +8,60 @@
 #include "cli/filenames.h"
 #include "cli/files.h"
 #include "cli/host.h"
-#include "cli/jsonlines.h"
-#include "cli/names.h"
+#include "cli/itemjson.h"
+#include "cli/itemnames.h"
 
 namespace cli {
 
 namespace fs = std::filesystem;
 
 namespace {
+
+// A file to store: where it is, and its path relative to what was named, with '/' between folders.
+struct FoundFile {
+  std::filesystem::path path;
+  std::string name;
+  uint64_t size = 0;
+};
+
+struct Walk {
+  std::vector<FoundFile> files;      // in the order of their names, folder by folder
+  std::vector<std::string> skipped;  // entries that are neither files nor folders
+};
+
+void AddFile(const fs::directory_entry& entry, const std::string& name, Walk& walk) {
+  std::error_code error;
+  if (entry.is_regular_file(error)) {
+    walk.files.push_back({entry.path(), name, entry.file_size(error)});
+  } else if (entry.is_symlink(error) || !entry.is_directory(error)) {
+    walk.skipped.push_back(entry.path().u8string());
+  }
+}
+
+// A file by itself, or every file in and under a folder. A link to a file counts as the file; a link to a
+// folder is skipped. Fails when `typed` does not exist.
+Walk FindFiles(const std::string& typed) {
+  const fs::path root = fs::u8path(typed);
+  Walk walk;
+  std::error_code error;
+  const fs::file_status status = fs::status(root, error);
+  if (!fs::exists(status))
+    throw Failure(ExitCode::kMissing, fmt::format("there is no file or folder {}", typed));
+  if (!fs::is_directory(status)) {
+    AddFile(fs::directory_entry(root), root.filename().u8string(), walk);
+    return walk;
+  }
+  fs::recursive_directory_iterator it(root, error);
+  while (!error && it != fs::recursive_directory_iterator()) {
+    AddFile(*it, it->path().lexically_relative(root).generic_u8string(), walk);
+    it.increment(error);
+  }
+  if (error)
+    throw Failure(ExitCode::kIoError, fmt::format("cannot read folder {}: {}", typed, error.message()));
+  std::sort(walk.files.begin(), walk.files.end(),
+            [](const FoundFile& a, const FoundFile& b) { return a.name < b.name; });
+  return walk;
+}
 
 // Keeps entries apart that would become one item.
 class Uniqueness {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cli/console.h"
-#include "cli/inspect.h"
+#include "cli/image.h"
 
 namespace cli {
 

@@ -6,9 +6,11 @@
 #include <filesystem>
 #include <map>
 
-#include "cli/blockmap.h"
+#include "cli/blocksvg.h"
 #include "cli/host.h"
-#include "cli/names.h"
+#include "cli/itemnames.h"
+#include "cli/text.h"
+#include "cli/verdict.h"
 
 namespace cli {
 
@@ -71,7 +73,7 @@ std::string VerdictCard(const ReportData& data) {
       "<div class=\"verdict {0}\"><strong>{1}{2}</strong><p>{3}</p><p class=\"dim\">Salvage would give: {4} "
       "of {5} "
       "saved, {6} mended, {7} doubtful, {8} lost.</p></div>\n",
-      Text(verdict), static_cast<char>(Text(verdict)[0] - 'a' + 'A'), Text(verdict) + 1,
+      VerdictText(verdict), static_cast<char>(VerdictText(verdict)[0] - 'a' + 'A'), VerdictText(verdict) + 1,
       kMeanings[static_cast<int>(verdict)], rescue.count(FateKind::kSaved),
       CountText(rescue.fates().size(), "item"), rescue.count(FateKind::kMended),
       rescue.count(FateKind::kDoubtful), rescue.count(FateKind::kLost));

@@ -20,13 +20,13 @@ void JournalBeside::lay(const platform::File& data, uint64_t size, Reading readi
     outcome = overlay->open(path.c_str(), data);
   }
   if (outcome == storage::Overlay::kLaid) {
-    state = JournalState::kLaid;
+    state = JournalRole::kLaid;
     endsTorn = reading == Reading::kForRescue && file.open(path.c_str(), platform::Access::kRead) &&
                !ReadJournalImages(file).torn.empty();
     return;
   }
   overlay.reset();
-  state = JournalState::kForeign;
+  state = JournalRole::kForeign;
   if (reading == Reading::kForRescue) return layOnRest(data, size);
   if (outcome == storage::Overlay::kUnreadable) {
     throw Failure(ExitCode::kIoError,
@@ -39,11 +39,11 @@ void JournalBeside::layOnRest(const platform::File& data, uint64_t size) {
   const SystemCall call;
   if (!file.open(path.c_str(), platform::Access::kRead)) {
     whyUnreadable = call.reason();
-    state = JournalState::kUnreadable;
+    state = JournalRole::kUnreadable;
     return;
   }
   places = FindPlacesWithJournal(data, size, file);
-  if (places) state = JournalState::kLaidOnRest;
+  if (places) state = JournalRole::kLaidOnRest;
 }
 
 }  // namespace cli

@@ -7,13 +7,13 @@
 #include <string>
 
 #include "cli/blockplaces.h"
-#include "cli/text.h"
+#include "cli/unicode.h"
 #include "platform/platform.h"
 #include "storage/overlay.h"
 
 namespace cli {
 
-enum class JournalState {
+enum class JournalRole {
   kNone,        // there is none
   kLaid,        // it is the file's own, and laid over it
   kLaidOnRest,  // for a rescue: the file's own, and laid over what is left of a file that a program would refuse it
@@ -26,7 +26,7 @@ enum class Reading { kAsPrograms, kForRescue };
 
 struct JournalBeside {
   PmString path;  // empty for none
-  JournalState state = JournalState::kNone;
+  JournalRole state = JournalRole::kNone;
   std::string whyUnreadable;                  // ": Permission denied"
   std::unique_ptr<storage::Overlay> overlay;  // when it is laid
   std::optional<BlockPlaces> places;          // when it is laid on the rest of the file

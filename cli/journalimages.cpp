@@ -4,7 +4,7 @@
 #include <iterator>
 #include <optional>
 
-#include "cli/text.h"
+#include "cli/bytes.h"
 #include "storage/pack.h"
 #include "storage/result.h"
 

@@ -19,7 +19,7 @@
 #include <optional>
 #include <vector>
 
-#include "cli/text.h"
+#include "cli/bytes.h"
 #include "storage/format.h"
 
 namespace cli {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "cli/bytes.h"
 #include "cli/mending.h"
-#include "cli/text.h"
 #include "storage/pack.h"
 #include "storage/result.h"
 
@@ -14,9 +14,9 @@ namespace {
 using storage::kBlockSize;
 
 // The file, one block's bytes at a time, from any offset on; offsets mostly go up.
-class Window {
+class SlidingBytes {
  public:
-  explicit Window(const platform::File& file) : file_(file), bytes_(kSize) {}
+  explicit SlidingBytes(const platform::File& file) : file_(file), bytes_(kSize) {}
 
   // Whether a block begins at `at`; whether a packet with a right checksum does.
   bool isBlock(uint64_t at) {
@@ -50,7 +50,7 @@ class Window {
 }  // namespace
 
 std::vector<uint64_t> FindOutOfStep(const platform::File& file, uint64_t size) {
-  Window window(file);
+  SlidingBytes window(file);
   std::vector<uint64_t> blocks;
   bool isInStep = true;
   for (uint64_t at = 0; at + kBlockSize <= size;) {

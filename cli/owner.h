@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "cli/repair.h"
+#include "cli/mendedblocks.h"
 
 namespace cli {
 

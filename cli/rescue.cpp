@@ -5,9 +5,11 @@
 #include <algorithm>
 #include <set>
 
-#include "cli/findings.h"
+#include "cli/kinship.h"
 #include "cli/owner.h"
 #include "cli/tablerescue.h"
+#include "cli/text.h"
+#include "cli/unlisted.h"
 
 namespace cli {
 
@@ -74,8 +76,8 @@ bool RescueSource::restsOnGuess(uint32_t id) const {
 Rescue::Rescue(std::vector<std::unique_ptr<Image>> files, const Policy& policy) {
   const bool isAlone = files.size() == 1 && !files[0]->isBackup();
   for (std::unique_ptr<Image>& image : files) {
-    const JournalState journal = image->file().journal();
-    const bool isLaid = journal == JournalState::kLaid || journal == JournalState::kLaidOnRest;
+    const JournalRole journal = image->file().journal();
+    const bool isLaid = journal == JournalRole::kLaid || journal == JournalRole::kLaidOnRest;
     const bool isAtRest = isLaid || isAlone || image->file().isJournal();
     sources_.push_back(std::make_unique<RescueSource>(std::move(*image), policy.mend, isAtRest));
   }
@@ -250,18 +252,7 @@ void Rescue::decide(Fate& fate, bool partial) const {
 
 Bytes Rescue::bytesOf(const Fate& fate) {
   const uint32_t id = fate.record.id;
-  const Item* item = fate.image->findItem(id);
-  if (fate.kind != FateKind::kPartial) return fate.image->readItem(id).bytes;
-  Bytes bytes;
-  for (uint32_t number : item->blocks) {
-    const storage::PacketHeader& header = fate.image->blocks()[number].header;
-    const uint64_t end = uint64_t{header.itemOffset} + header.dataLength;
-    if (!fate.image->blocks()[number].sound || end > storage::kMaxItemSize) continue;
-    const Bytes block = fate.image->readBlock(number);
-    bytes.resize(std::max(bytes.size(), static_cast<size_t>(end)));
-    std::copy_n(block.begin() + storage::kHeaderSize, header.dataLength, bytes.begin() + header.itemOffset);
-  }
-  return bytes;
+  return fate.kind == FateKind::kPartial ? fate.image->readRemains(id).bytes : fate.image->readItem(id).bytes;
 }
 
 size_t Rescue::partsLeft() const {
@@ -287,6 +278,26 @@ size_t Rescue::unknownBlocks() const {
 size_t Rescue::count(FateKind kind) const {
   return static_cast<size_t>(
       std::count_if(fates_.begin(), fates_.end(), [kind](const Fate& fate) { return fate.kind == kind; }));
+}
+
+std::vector<std::unique_ptr<Image>> OpenForRescue(const VaultPath& path, Source source,
+                                                  std::vector<Warning>& warnings) {
+  std::vector<std::unique_ptr<Image>> files;
+  files.push_back(std::make_unique<Image>(path, source, Reading::kForRescue));
+  if (source != Source::kAuto) return files;
+  const Image& vault = *files[0];
+  warnings = WarnOfNeighbours(path, vault);
+  const auto take = [&](std::unique_ptr<Image> image) {
+    if (image == nullptr) return;
+    if (!IsForeign(vault, *image)) return files.push_back(std::move(image));
+    warnings.push_back(
+        {"left-aside",
+         fmt::format("{} has no item in common with the vault and is left aside.", image->fileShown())});
+  };
+  if (vault.file().journal() == JournalRole::kForeign)
+    take(std::make_unique<Image>(VaultPath(path.journalShown), Source::kFile, Reading::kForRescue));
+  if (path.hasBackup() && !vault.isBackup()) take(OpenBackup(path, warnings));
+  return files;
 }
 
 }  // namespace cli

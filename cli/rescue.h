@@ -8,7 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "cli/repair.h"
+#include "cli/mendedblocks.h"
+#include "cli/neighbours.h"
 
 namespace cli {
 
@@ -109,5 +110,10 @@ class Rescue {
   std::vector<Record> onlyInBackup_;
   size_t leftOut_ = 0;
 };
+
+// The vault, then what else stands beside it and is of the same vault, read for a rescue: its journal, where that
+// cannot be laid over it, and its backup. What is left aside is warned of.
+std::vector<std::unique_ptr<Image>> OpenForRescue(const VaultPath& path, Source source,
+                                                  std::vector<Warning>& warnings);
 
 }  // namespace cli

@@ -24,6 +24,8 @@ const char* ComplaintOf(catalogue::RecordResult result) {
   }
 }
 
+}  // namespace
+
 Record ToRecord(const catalogue::StoredRecord& stored) {
   Record record{stored.itemId, stored.kind, std::nullopt};
   if (stored.userDataSize == 0) return record;
@@ -33,8 +35,6 @@ Record ToRecord(const catalogue::StoredRecord& stored) {
   record.name->resize(std::char_traits<PmChar>::length(record.name->c_str()));
   return record;
 }
-
-}  // namespace
 
 std::string ParseIdTable(const Bytes& table, std::vector<Record>& records) {
   const auto size = static_cast<uint32_t>(table.size());

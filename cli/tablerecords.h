@@ -6,7 +6,12 @@
 #include <string>
 #include <vector>
 
-#include "cli/text.h"
+#include "cli/bytes.h"
+#include "cli/unicode.h"
+
+namespace catalogue {
+struct StoredRecord;
+}
 
 namespace cli {
 
@@ -16,6 +21,9 @@ struct Record {
   uint32_t kind = 0;
   std::optional<PmString> name;  // the user data
 };
+
+// A record as the library reads it from a table's bytes.
+Record ToRecord(const catalogue::StoredRecord& stored);
 
 // Reads an ID table; records up to the first that makes no sense. The complaint, empty when there is none.
 std::string ParseIdTable(const Bytes& table, std::vector<Record>& records);

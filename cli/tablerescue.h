@@ -1,9 +1,9 @@
-// Reading what is left of a damaged ID table.
+// What a rescue reads of an ID table that is damaged; tablerecords.h reads one that is whole.
 #pragma once
 
 #include <vector>
 
-#include "cli/inspect.h"
+#include "cli/image.h"
 
 namespace cli {
 

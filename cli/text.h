@@ -1,35 +1,13 @@
-// Text between the vault (UTF-16), the command line (UTF-8) and the terminal (printable characters only).
-//
-// Invariant: ToUtf8 and FromUtf8 are inverse to each other for every sequence of code units; an unpaired
-// surrogate is carried as its three bytes.
+// How the tool writes what it has to say: IDs, sizes and counts in words, lines that fit the terminal, and words that
+// go into a shell's command or into XML.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
-
-#include "pmtypes.h"
 
 namespace cli {
-
-using PmString = std::basic_string<PmChar>;
-using Bytes = std::vector<uint8_t>;
-
-std::string ToUtf8(const PmString& units);
-
-// Nothing when the bytes are not UTF-8.
-std::optional<PmString> FromUtf8(const std::string& bytes);
-
-// FromUtf8 for what a person typed: bytes that are not UTF-8 are a usage failure that names `what`.
-PmString RequireUtf8(const std::string& bytes, const char* what);
-
-// Whether the units hold no unpaired surrogate, so that their UTF-8 is plain UTF-8.
-bool IsWellFormed(const PmString& units);
-
-// A name as a terminal may show it: control characters and unpaired surrogates are escaped.
-std::string Printable(const PmString& name);
 
 // "0x1A2B3C4D"
 std::string IdText(uint32_t id);
@@ -55,10 +33,5 @@ std::string ForShell(const std::string& path);
 
 // Text as it may stand in XML and HTML.
 std::string EscapeXml(const std::string& text);
-
-std::string ToBase64(const Bytes& bytes);
-
-// Nothing when the text is not base64.
-std::optional<Bytes> FromBase64(const std::string& text);
 
 }  // namespace cli

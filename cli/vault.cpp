@@ -8,7 +8,10 @@
 #include <random>
 
 #include "cli/failure.h"
-#include "cli/findings.h"
+#include "cli/progress.h"
+#include "cli/text.h"
+#include "cli/unlisted.h"
+#include "storage/result.h"
 
 namespace cli {
 
@@ -16,7 +19,7 @@ namespace {
 
 constexpr int kDraws = 8;  // a draw fails once in four thousand million times
 
-const PmChar* Text(const std::optional<PmString>& name) {
+const PmChar* UserData(const std::optional<PmString>& name) {
   return name ? name->c_str() : nullptr;
 }
 
@@ -32,7 +35,7 @@ Vault::Vault(const VaultPath& path, Opening opening)
     throw Failure(ExitCode::kMissing, fmt::format("there is no vault {}", path_.shown));
   }
   std::srand(std::random_device{}());  // item IDs are drawn from rand()
-  if (InitPmTotalDataController() != 1) throw Failure(ExitCode::kIoError, "not enough memory");
+  if (InitPmTotalDataController() == 0) throw Failure(ExitCode::kIoError, "not enough memory");
   handle_ = OpenDataBaseFile(path.file.c_str());
   if (handle_ == nullptr) {
     const std::string reason = call_.reason();
@@ -49,7 +52,7 @@ Vault::Vault(const VaultPath& path, Opening opening)
 
 void Vault::refuse(int32_t result, const std::string& doing) const {
   const std::string reason = call_.reason();
-  if (result != -2 && result != -4) {
+  if (result != storage::kCannotOpen && result != storage::kWriteFailed) {
     throw Failure(ExitCode::kRefused,
                   fmt::format("{}: cannot {}: the library gives {}", path_.shown, doing, result),
                   "Nothing was changed: what was begun is dropped.");
@@ -78,19 +81,19 @@ void Vault::store(uint32_t id, const Bytes& bytes) {
   const void* data = bytes.empty() ? &kNothing : bytes.data();
   const int32_t result = InserItemToDataBase(handle_, id, data, static_cast<uint32_t>(bytes.size()), 0);
   toWrite_ += uint64_t{storage::PacketsFor(static_cast<uint32_t>(bytes.size()))} * storage::kBlockSize;
-  if (result != 0) refuse(result, fmt::format("store item {}", IdText(id)));
+  if (result != storage::kOk) refuse(result, fmt::format("store item {}", IdText(id)));
 }
 
 uint32_t Vault::add(uint32_t kind, const std::optional<PmString>& name, const Bytes& bytes) {
   uint32_t id = 0;
-  for (int i = 0; i < kDraws && id == 0; ++i) id = CreateNewItemID(handle_, kind, Text(name));
+  for (int i = 0; i < kDraws && id == 0; ++i) id = CreateNewItemID(handle_, kind, UserData(name));
   if (id == 0) throw Failure(ExitCode::kRefused, fmt::format("{}: no ID for a new item", path_.shown));
   store(id, bytes);
   return id;
 }
 
 void Vault::add(uint32_t id, uint32_t kind, const std::optional<PmString>& name, const Bytes& bytes) {
-  if (RetainID(handle_, id, kind, Text(name)) != 1) {
+  if (RetainID(handle_, id, kind, UserData(name)) == 0) {
     throw Failure(ExitCode::kRefused, fmt::format("{}: the ID {} is in use", path_.shown, IdText(id)));
   }
   store(id, bytes);
@@ -102,11 +105,12 @@ void Vault::replace(uint32_t id, const Bytes& bytes) {
 
 void Vault::remove(uint32_t id) {
   int32_t result = DeleteItemFromDataBase(handle_, id, 0);
-  if (result == -1) {  // an item of no bytes has nothing in the file to delete until it is stored again
+  if (result ==
+      storage::kNoItem) {  // an item of no bytes has nothing in the file to delete until it is stored again
     store(id, {});
     result = DeleteItemFromDataBase(handle_, id, 0);
   }
-  if (result != 0) refuse(result, fmt::format("delete item {}", IdText(id)));
+  if (result != storage::kOk) refuse(result, fmt::format("delete item {}", IdText(id)));
 }
 
 void Vault::removeUnlisted(uint32_t id) {
@@ -117,8 +121,9 @@ void Vault::removeUnlisted(uint32_t id) {
 void Vault::commit(Console& console) {
   const WriteProgress progress(console, {path_.file, path_.journal}, toWrite_);
   call_ = SystemCall();
-  if (const int32_t result = PmStopTransaction(); result != 0) refuse(result, "write the changes");
-  if (const int32_t result = CloseDataBaseFile(handle_); result != 0) refuse(result, "close the vault");
+  if (const int32_t result = PmStopTransaction(); result != storage::kOk) refuse(result, "write the changes");
+  if (const int32_t result = CloseDataBaseFile(handle_); result != storage::kOk)
+    refuse(result, "close the vault");
   isNew_ = false;
   ReleasePmTotalDataController();
   for (const std::string& file : path_.setAside()) {
@@ -130,9 +135,7 @@ void Vault::commit(Console& console) {
 }
 
 std::string WhyRefused(const VaultPath& path, const std::string& reason) {
-  PmString making = path.journal;
-  making.back() = 't';  // the name of a journal that is being made
-  for (const PmString& file : {path.journal, making, path.backup}) {
+  for (const PmString& file : {path.journal, path.newJournal, path.backup}) {
     std::error_code ignored;
     if (std::filesystem::is_directory(std::filesystem::u8path(ToUtf8(file)), ignored)) {
       return fmt::format(": {} is a folder, where the vault's {} has to stand", ToUtf8(file),

@@ -11,8 +11,7 @@
 
 #include "cli/console.h"
 #include "cli/host.h"
-#include "cli/inspect.h"
-#include "cli/text.h"
+#include "cli/image.h"
 #include "pmstore.h"
 
 namespace cli {

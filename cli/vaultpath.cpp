@@ -5,22 +5,17 @@
 
 #include "cli/failure.h"
 #include "platform/platform.h"
+#include "storage/names.h"
 
 namespace cli {
 
 namespace {
 
-size_t NameBegin(const PmString& path) {
-  size_t name = path.size();
-  while (name > 0 && !platform::IsFolderSeparator(path[name - 1])) --name;
-  return name;
-}
-
 // The hidden file beside `path` whose name ends in `suffix`.
 PmString Beside(const PmString& path, const std::string& suffix) {
-  const size_t name = NameBegin(path);
-  return path.substr(0, name) + static_cast<PmChar>('.') + path.substr(name) +
-         PmString(suffix.begin(), suffix.end());
+  PmString beside = WithSuffix(path, suffix);
+  beside.insert(storage::GetFileNameOffset(path.c_str()), 1, '.');
+  return beside;
 }
 
 // The path of the file itself.
@@ -33,17 +28,22 @@ PmString RealPath(const PmString& path) {
 
 }  // namespace
 
+PmString WithSuffix(const PmString& path, const std::string& suffix) {
+  return path + PmString(suffix.begin(), suffix.end());
+}
+
 VaultPath::VaultPath(std::string typed) : shown(std::move(typed)) {
   if (shown.empty()) throw Failure(ExitCode::kUsage, "the vault's path is empty");
 #if defined(_WIN32)
   std::replace(shown.begin(), shown.end(), '/', '\\');
 #endif
   file = RequireUtf8(shown, "vault's path");
-  backup = Beside(file, ".bak");
+  backup = Beside(file, storage::kBackupSuffix);
   backupShown = ToUtf8(backup);
   real = RealPath(file);
-  journal = Beside(real, ".pmj");
+  journal = Beside(real, storage::kJournalSuffix);
   journalShown = ToUtf8(journal);
+  newJournal = Beside(real, storage::kNewJournalSuffix);
 }
 
 bool VaultPath::exists() const {
@@ -69,7 +69,7 @@ namespace {
 std::vector<std::string> Numbered(const PmString& path, const std::vector<PmString>& files) {
   namespace fs = std::filesystem;
   std::vector<std::string> found;
-  const std::string folder = ToUtf8(path.substr(0, NameBegin(path)));
+  const std::string folder = ToUtf8(path.substr(0, storage::GetFileNameOffset(path.c_str())));
   std::error_code error;
   for (const auto& entry : fs::directory_iterator(fs::u8path(folder.empty() ? "." : folder), error)) {
     const std::string name = folder + entry.path().filename().u8string();
@@ -86,11 +86,12 @@ std::vector<std::string> Numbered(const PmString& path, const std::vector<PmStri
 }  // namespace
 
 std::vector<std::string> VaultPath::setAside() const {
-  return Numbered(real, {Beside(real, ".pmo"), Beside(real, ".bko")});
+  return Numbered(
+      real, {Beside(real, storage::kForeignJournalSuffix), Beside(real, storage::kForeignBackupSuffix)});
 }
 
 std::vector<std::string> VaultPath::unfinished() const {
-  return Numbered(real, {real + RequireUtf8(".unfinished", "suffix")});
+  return Numbered(real, {WithSuffix(real, kUnfinishedSuffix)});
 }
 
 }  // namespace cli

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "cli/findings.h"
-#include "cli/names.h"
-#include "cli/pair.h"
+#include "cli/itemnames.h"
+#include "cli/kinship.h"
+#include "cli/verdict.h"
 #include "include/pmsharing.hpp"
 #include "platform/platform.h"
 
@@ -68,13 +68,13 @@ void RequireNothingOnlyIn(const Image& backup, const Image& vault, const VaultPa
     throw Failure(
         ExitCode::kRefused,
         fmt::format("{} is {} ({}), and the change would destroy its backup {}, which may hold what is lost",
-                    path.shown, Text(verdict), findings[0].what, path.backupShown),
+                    path.shown, VerdictText(verdict), findings[0].what, path.backupShown),
         fmt::format(
             "Nothing was changed. \"pmstore salvage {0} NEW-VAULT\" takes the best of both, \"pmstore "
             "restore {0}\" brings the backup back; --force gives it up.",
             ForShell(path.shown)));
   }
-  if (vault.file().journal() == JournalState::kLaid) return;
+  if (vault.file().journal() == JournalRole::kLaid) return;
   const std::vector<Record> only = OnlyInBackup(vault, backup);
   if (only.empty()) return;
   throw Failure(
@@ -96,7 +96,7 @@ void RequireBackupSpared(const VaultPath& path, const WriteOptions& options) {
   const bool hasBackup = platform::SizeOf(path.backup.c_str()) > 0;
   if (options.force || options.dryRun || !path.exists() || (!hasBackup && !path.hasJournal())) return;
   const Image vault(path, Source::kAuto, Reading::kForRescue);
-  if (vault.file().journal() == JournalState::kLaidOnRest) {
+  if (vault.file().journal() == JournalRole::kLaidOnRest) {
     throw Failure(
         ExitCode::kRefused,
         fmt::format("{} is not as its journal {} left it, and the change would set that aside", path.shown,

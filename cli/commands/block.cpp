@@ -1,5 +1,5 @@
 // block: one block, decoded.
-#include "cli/names.h"
+#include "cli/itemnames.h"
 #include "cli/reading.h"
 #include "storage/checksum.h"
 

@@ -1,5 +1,5 @@
 // blocks: the block map as a picture, in the terminal or as an SVG file.
-#include "cli/blockmap.h"
+#include "cli/blocksvg.h"
 #include "cli/files.h"
 #include "cli/host.h"
 #include "cli/reading.h"

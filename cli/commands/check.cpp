@@ -2,10 +2,11 @@
 #include <algorithm>
 
 #include "cli/contents.h"
-#include "cli/findings.h"
-#include "cli/names.h"
-#include "cli/pair.h"
+#include "cli/itemnames.h"
+#include "cli/kinship.h"
+#include "cli/neighbours.h"
 #include "cli/reading.h"
+#include "cli/verdict.h"
 
 namespace cli {
 
@@ -53,8 +54,8 @@ std::vector<Finding> Find(const Image& image, const Options& options) {
 
 Judged Judge(const Image& image, const Options& options, Console& console) {
   const std::vector<Finding> findings = Find(image, options);
-  const JournalState journal = image.file().journal();
-  const bool withJournal = journal == JournalState::kLaid || journal == JournalState::kLaidOnRest;
+  const JournalRole journal = image.file().journal();
+  const bool withJournal = journal == JournalRole::kLaid || journal == JournalRole::kLaidOnRest;
   Judged judged{image.fileShown(), VerdictOf(findings), ContentsOf(image, console), false, "", {}};
   Json found = Json::array();
   for (const Finding& finding : findings) {
@@ -63,13 +64,16 @@ Judged Judge(const Image& image, const Options& options, Console& console) {
     if (finding.weight == Weight::kSuspicion && finding.item.value_or(0) != 0)
       judged.doubted += (judged.doubted.empty() ? " --accept " : " ") + IdText(*finding.item);
   }
-  judged.json = {{"file", image.fileShown()},       {"journal", withJournal},
-                 {"verdict", Text(judged.verdict)}, {"blocks", image.blocks().size()},
-                 {"items", image.records().size()}, {"findings", found}};
+  judged.json = {{"file", image.fileShown()},
+                 {"journal", withJournal},
+                 {"verdict", VerdictText(judged.verdict)},
+                 {"blocks", image.blocks().size()},
+                 {"items", image.records().size()},
+                 {"findings", found}};
   RequireUnchanged(image);
   if (console.json) return judged;
   console.line("{}{}: {}; {}, {} in the ID table", image.fileShown(), withJournal ? " with its journal" : "",
-               Shown(findings, console), CountText(image.blocks().size(), "block"),
+               ShownVerdict(findings, console), CountText(image.blocks().size(), "block"),
                CountText(image.records().size(), "item"));
   for (const Finding& finding : findings) {
     const char* lead = finding.weight == Weight::kNote ? "note: " : "";
@@ -114,7 +118,7 @@ std::string AdviceFor(const Judged& judged, const VaultPath& path, bool hasMore)
 
 // What to do where the vault's file is "gone" or "empty", and `left` is what stands beside it.
 std::string AdviceForLoss(const Judged& left, const Image& image, const VaultPath& path, const char* what) {
-  const bool isWhole = image.isBackup() && image.file().journal() != JournalState::kForeign;
+  const bool isWhole = image.isBackup() && image.file().journal() != JournalRole::kForeign;
   const bool isFit = isWhole && !IsDamaged(left.verdict);
   return fmt::format("The vault's file is {}; \"pmstore {} {}{}\" {} {}.", what,
                      isFit ? "restore" : "salvage", ForShell(path.shown), isFit ? "" : " NEW-VAULT",
@@ -159,15 +163,15 @@ ExitCode CheckOne(const VaultPath& path, const Image& image, std::vector<Warning
   const Judged only = Judge(image, options, console);
   Json document{{"files", {only.json}}};
   const bool isLost = options.read.source == Source::kAuto && image.fileShown() != path.shown;
-  const JournalState journal = image.file().journal();
+  const JournalRole journal = image.file().journal();
   std::string advice = isLost ? AdviceForLoss(only, image, path, "gone")
                        : image.file().isJournal()
                            ? fmt::format(
                                  "\"pmstore salvage {} NEW-VAULT\" saves every item that is intact in this "
                                  "journal.",
                                  ForShell(path.shown))
-                           : AdviceFor(only, path, journal == JournalState::kForeign);
-  if (advice.empty() && journal == JournalState::kLaid) advice = kGoesOn;
+                           : AdviceFor(only, path, journal == JournalRole::kForeign);
+  if (advice.empty() && journal == JournalRole::kLaid) advice = kGoesOn;
   const bool isWarned = Conclude(document, warnings, advice, console);
   return IsFine(only, options) && !isLost && !isWarned ? ExitCode::kFine : ExitCode::kProblems;
 }
@@ -179,12 +183,12 @@ ExitCode CheckBoth(const VaultPath& path, const Image& fileImage, const Image& b
   const size_t differences = Compare(file.contents, backup.contents).size();
   const bool isEmptied = fileImage.blocks().empty() && differences > 0;
   if (!isEmptied) {
-    for (Warning& warning : WarnOfPair(fileImage, backupImage, differences > 0))
+    for (Warning& warning : WarnOfBackup(fileImage, backupImage, differences > 0))
       warnings.push_back(std::move(warning));
   }
   Json document{{"files", {file.json, backup.json}}, {"differingItems", differences}};
   if (!console.json) console.line("The vault and its backup differ in {}.", CountText(differences, "item"));
-  const bool isLaid = fileImage.file().journal() == JournalState::kLaid;
+  const bool isLaid = fileImage.file().journal() == JournalRole::kLaid;
   const bool asItShouldBe = differences == 0 || (isLaid && !isEmptied);
   const bool isForeign = IsForeign(fileImage, backupImage);
   std::string advice = AdviceFor(file, path, !isForeign);
@@ -209,7 +213,7 @@ ExitCode Check(const Options& options, Console& console) {
   for (const std::string& word : options.accept)
     FindItem(image, word, std::nullopt);  // fails when there is none
   if (options.read.source != Source::kAuto) return CheckOne(path, image, {}, options, console);
-  std::vector<Warning> warnings = WarnOf(path, image);
+  std::vector<Warning> warnings = WarnOfNeighbours(path, image);
   std::unique_ptr<Image> backup;
   if (path.hasBackup() && !image.isBackup()) backup = OpenBackup(path, warnings);
   return backup == nullptr ? CheckOne(path, image, std::move(warnings), options, console)

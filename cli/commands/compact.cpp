@@ -1,8 +1,9 @@
 // compact: squeezes the free blocks out of a vault, in place.
 #include "cli/contents.h"
-#include "cli/findings.h"
 #include "cli/reading.h"
+#include "cli/unlisted.h"
 #include "cli/vault.h"
+#include "cli/verdict.h"
 #include "cli/writing.h"
 
 namespace cli {

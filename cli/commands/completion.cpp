@@ -70,7 +70,7 @@ std::string Quoted(const std::string& text, const std::string& special = "") {
   return out;
 }
 
-std::string Names(const std::vector<Option>& options) {
+std::string OptionNames(const std::vector<Option>& options) {
   std::string names;
   for (const Option& option : options) names += (names.empty() ? "" : " ") + option.name;
   return names;
@@ -82,7 +82,7 @@ std::string ForBash(const CLI::App& app) {
   std::string choices;
   for (const Command& command : DescribeCommands(app)) {
     names += (names.empty() ? "" : " ") + command.name;
-    options += fmt::format("    {}) options=\"{}\" ;;\n", command.name, Names(command.options));
+    options += fmt::format("    {}) options=\"{}\" ;;\n", command.name, OptionNames(command.options));
     ForEachChoice(command, [&](const std::string& behind, const std::string& words) {
       choices += fmt::format("    {}:{}) choices=\"{}\" ;;\n", command.name, behind, words);
     });
@@ -105,7 +105,7 @@ std::string ForBash(const CLI::App& app) {
       "  COMPREPLY=($(compgen -W \"$choices\" -- \"$word\"))\n"
       "}}\n"
       "complete -o default -F _pmstore pmstore\n",
-      Names(Describe(app).options), names, options, choices);
+      OptionNames(Describe(app).options), names, options, choices);
 }
 
 // The options as _arguments takes them, one a line.
@@ -177,12 +177,12 @@ std::string PowerShellList(const std::string& words) {
 // Where nothing is offered, the shell itself completes the names of files.
 std::string ForPowerShell(const CLI::App& app) {
   std::string names;
-  std::string options = fmt::format("    '' = {}\n", PowerShellList(Names(Describe(app).options)));
+  std::string options = fmt::format("    '' = {}\n", PowerShellList(OptionNames(Describe(app).options)));
   std::string choices;
   for (const Command& command : DescribeCommands(app)) {
     names += " " + command.name;
     if (!command.options.empty())
-      options += fmt::format("    '{}' = {}\n", command.name, PowerShellList(Names(command.options)));
+      options += fmt::format("    '{}' = {}\n", command.name, PowerShellList(OptionNames(command.options)));
     ForEachChoice(command, [&](const std::string& behind, const std::string& words) {
       choices += fmt::format("    '{} {}' = {}\n", command.name, behind, PowerShellList(words));
     });

@@ -1,7 +1,7 @@
 // copy: a verified byte copy of a vault.
 #include "cli/copying.h"
-#include "cli/findings.h"
 #include "cli/reading.h"
+#include "cli/verdict.h"
 
 namespace cli {
 
@@ -39,7 +39,7 @@ ExitCode Copy(const Options& options, Console& console) {
     throw Failure(ExitCode::kRefused, fmt::format("{} is damaged: {}", image.fileShown(), findings[0].what),
                   "\"pmstore salvage\" saves what is intact; --force copies the file as it is.");
   }
-  if (IsDamaged(verdict) && image.file().journal() != JournalState::kLaid) {
+  if (IsDamaged(verdict) && image.file().journal() != JournalRole::kLaid) {
     CopyToNewFile(image.file().path(), target.file, target.shown);
   } else {
     CopyToNewFile(image, target.file, target.shown);
@@ -54,10 +54,10 @@ ExitCode Copy(const Options& options, Console& console) {
     console.document({{"file", image.fileShown()},
                       {"copy", target.shown},
                       {"size", image.file().size()},
-                      {"verdict", Text(verdict)}});
+                      {"verdict", VerdictText(verdict)}});
   } else {
     if (verdict == Verdict::kSuspect || verdict == Verdict::kEmpty)
-      console.warn("{} is {}: {}", image.fileShown(), Text(verdict), findings[0].what);
+      console.warn("{} is {}: {}", image.fileShown(), VerdictText(verdict), findings[0].what);
     console.note("{} copied to {} and compared, {}{}", image.fileShown(), target.shown,
                  SizeText(image.file().size()), IsDamaged(verdict) ? ", its damage with it" : "");
   }

@@ -1,10 +1,11 @@
 // export: items become files in a new folder, or JSON Lines.
 #include "cli/filenames.h"
 #include "cli/files.h"
-#include "cli/findings.h"
-#include "cli/jsonlines.h"
-#include "cli/names.h"
+#include "cli/itemjson.h"
+#include "cli/itemnames.h"
+#include "cli/progress.h"
 #include "cli/reading.h"
+#include "cli/verdict.h"
 
 namespace cli {
 

@@ -2,11 +2,11 @@
 #include <cstdio>
 
 #include "cli/files.h"
-#include "cli/findings.h"
 #include "cli/host.h"
-#include "cli/jsonlines.h"
-#include "cli/names.h"
+#include "cli/itemjson.h"
+#include "cli/itemnames.h"
 #include "cli/reading.h"
+#include "cli/verdict.h"
 
 namespace cli {
 

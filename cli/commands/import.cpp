@@ -5,7 +5,8 @@
 #include "cli/contents.h"
 #include "cli/files.h"
 #include "cli/gather.h"
-#include "cli/names.h"
+#include "cli/itemnames.h"
+#include "cli/progress.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
 #include "cli/writing.h"
@@ -92,7 +93,7 @@ void StoreOne(Vault& vault, Entry& entry, const std::set<uint32_t>& storedIds, C
   expected[record.id] = {record.kind, record.name, bytes.size(), Fingerprint(bytes), false};
 }
 
-void Verify(const VaultPath& path, const Contents& expected, Console& console) {
+void RequireStored(const VaultPath& path, const Contents& expected, Console& console) {
   Contents found = ContentsOf(Image(path), console);
   Contents imported;
   for (const auto& [id, content] : expected) {
@@ -101,8 +102,8 @@ void Verify(const VaultPath& path, const Contents& expected, Console& console) {
   RequireSame(expected, imported, path.shown);
 }
 
-Outcome Store(const VaultPath& path, std::vector<Entry>& entries, const std::set<uint32_t>& storedIds,
-              Console& console) {
+Outcome StoreAll(const VaultPath& path, std::vector<Entry>& entries, const std::set<uint32_t>& storedIds,
+                 Console& console) {
   Outcome outcome;
   Contents expected;
   uint64_t total = 0;
@@ -116,7 +117,7 @@ Outcome Store(const VaultPath& path, std::vector<Entry>& entries, const std::set
     }
   }
   vault.commit(console);
-  Verify(path, expected, console);
+  RequireStored(path, expected, console);
   return outcome;
 }
 
@@ -133,7 +134,7 @@ ExitCode Import(const Options& options, Console& console) {
   const std::set<uint32_t> storedIds = CollectStoredIds(path, entries);
   Outcome outcome;
   if (!options.write.dryRun) {
-    outcome = Store(path, entries, storedIds, console);
+    outcome = StoreAll(path, entries, storedIds, console);
   } else if (!console.json) {
     for (const Entry& entry : entries)
       console.line("would store {} ({})", ShownName(entry.record), SizeText(entry.size));

@@ -20,8 +20,8 @@ void Declare(CLI::App& command, Options& options) {
 }
 
 // What the person at the keyboard makes of all this.
-const char* MeaningOf(bool isInUse, bool isDamaged, JournalState journal) {
-  if (journal == JournalState::kForeign && !isDamaged)
+const char* MeaningOf(bool isInUse, bool isDamaged, JournalRole journal) {
+  if (journal == JournalRole::kForeign && !isDamaged)
     return "The journal beside the vault is not its own. \"pmstore check\" says what to do.";
   if (isInUse && !isDamaged) {
     return "A program has the vault open, or the last one ended without closing it. The next one that opens "
@@ -109,7 +109,7 @@ ExitCode Info(const Options& options, Console& console) {
     for (const auto& [kind, count] : kinds)
       console.line("  kind {:<6} {}, {}", kind, count.items, SizeText(count.bytes));
     console.line("Backup       {}", path.hasBackup() ? path.backupShown : "none");
-    const bool isForeign = image.file().journal() == JournalState::kForeign;
+    const bool isForeign = image.file().journal() == JournalRole::kForeign;
     if (path.hasJournal())
       console.line("Journal      {}{}", path.journalShown, isForeign ? ", not this file's or damaged" : "");
     for (const std::string& file : path.setAside()) console.line("Set aside    {}", file);

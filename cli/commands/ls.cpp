@@ -1,7 +1,8 @@
 // ls: the items of a vault.
 #include <algorithm>
 
-#include "cli/names.h"
+#include "cli/itemjson.h"
+#include "cli/itemnames.h"
 #include "cli/reading.h"
 
 namespace cli {

@@ -2,7 +2,7 @@
 #include "cli/contents.h"
 #include "cli/files.h"
 #include "cli/host.h"
-#include "cli/names.h"
+#include "cli/itemnames.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
 #include "cli/writing.h"

@@ -3,8 +3,8 @@
 
 #include "cli/files.h"
 #include "cli/htmlreport.h"
-#include "cli/pair.h"
 #include "cli/reading.h"
+#include "storage/names.h"
 
 namespace cli {
 
@@ -30,14 +30,15 @@ void Declare(CLI::App& command, Options& options) {
 // What a file at the vault's place is, empty when it is none of the vault's.
 std::string WhatIs(const std::string& file, const std::string& name) {
   const auto begins = [&file](const std::string& with) { return file.compare(0, with.size(), with) == 0; };
+  const std::string hidden = "." + name;
   if (file == name) return "the vault's file";
-  if (file == "." + name + ".bak") return "its backup";
-  if (file == "." + name + ".pmj") return "its journal";
-  if (file == "." + name + ".pmt") return "a journal that was being made";
-  if (begins("." + name + ".pmo")) return "a journal that was set aside";
-  if (begins("." + name + ".bko")) return "a backup that was set aside";
-  if (begins(name + ".damaged")) return "a file that was replaced by a restore";
-  if (begins(name + ".unfinished")) return "a copy that was being made";
+  if (file == hidden + storage::kBackupSuffix) return "its backup";
+  if (file == hidden + storage::kJournalSuffix) return "its journal";
+  if (file == hidden + storage::kNewJournalSuffix) return "a journal that was being made";
+  if (begins(hidden + storage::kForeignJournalSuffix)) return "a journal that was set aside";
+  if (begins(hidden + storage::kForeignBackupSuffix)) return "a backup that was set aside";
+  if (begins(name + kReplacedSuffix)) return "a file that was replaced by a restore";
+  if (begins(name + kUnfinishedSuffix)) return "a copy that was being made";
   return "";
 }
 

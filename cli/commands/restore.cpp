@@ -1,17 +1,20 @@
 // restore: the vault as its backup, or a named copy, holds it.
 //
 // What is restored is verified before anything is touched, and the file that is replaced is kept beside the vault
-// as ".damaged". A journal that stands beside the vault comes first: it holds the state that the program reached
-// that did not close the vault, and the library carries it out, whatever the backup holds. A named copy takes the
-// file's place in one step; what stood beside the old file is set aside then, since it speaks of that one.
+// as ".damaged". Where a program ended without closing the vault, its journal comes before the backup: it holds the
+// later state, and the library carries it out. A named copy takes the file's place in one step; the journal and the
+// backup of the old file are set aside then.
 #include "cli/contents.h"
 #include "cli/copying.h"
-#include "cli/findings.h"
 #include "cli/host.h"
-#include "cli/pair.h"
+#include "cli/kinship.h"
+#include "cli/neighbours.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
+#include "cli/verdict.h"
 #include "cli/writing.h"
+#include "storage/names.h"
+#include "storage/result.h"
 
 namespace cli {
 
@@ -29,7 +32,7 @@ void Declare(CLI::App& command, Options& options) {
 
 Image OpenSource(const VaultPath& path, const Options& options, const Image* present) {
   if (!options.from.empty()) return Image(VaultPath(options.from));
-  if (present != nullptr && present->file().journal() == JournalState::kLaid &&
+  if (present != nullptr && present->file().journal() == JournalRole::kLaid &&
       !present->file().isUndoneRestore())
     return Image(path);
   if (present == nullptr && path.hasBackup()) return Image(path, Source::kAuto, Reading::kForRescue);
@@ -52,7 +55,7 @@ Contents Verify(const Image& source, const Image* present, const Options& option
         "Nothing was changed. \"pmstore salvage\" saves what is intact in the vault and its backup.");
   }
   if (VerdictOf(findings) != Verdict::kSound)
-    console.warn("{} is {}: {}", source.fileShown(), Text(VerdictOf(findings)), findings[0].what);
+    console.warn("{} is {}: {}", source.fileShown(), VerdictText(VerdictOf(findings)), findings[0].what);
   if (present != nullptr && source.isBackup()) {
     if (!options.write.force && IsForeign(*present, source)) {
       throw Failure(
@@ -61,7 +64,7 @@ Contents Verify(const Image& source, const Image* present, const Options& option
                       source.fileShown(), present->fileShown()),
           "Nothing was changed. Move it away, to the vault that it belongs to, or say --force.");
     }
-    for (const Warning& warning : WarnOfPair(*present, source, true)) console.warn("{}", warning.what);
+    for (const Warning& warning : WarnOfBackup(*present, source, true)) console.warn("{}", warning.what);
   }
   return ContentsOf(source, console);
 }
@@ -84,16 +87,19 @@ Contents ReadPresent(const Image* image, const Contents& expected, Console& cons
 
 // Keeps a copy of what is to be replaced: the file, or, where its journal is set aside, both in one.
 void Keep(const Image& present, const VaultPath& path, bool isReplaced, Console& console) {
-  const PmString kept = UnusedName(path.file, ".damaged");
-  isReplaced&& present.file().journal() == JournalState::kLaid ? CopyToNewFile(present, kept, ToUtf8(kept))
-                                                               : CopyToNewFile(path.file, kept, ToUtf8(kept));
+  const PmString kept = UnusedName(path.file, kReplacedSuffix);
+  if (isReplaced && present.file().journal() == JournalRole::kLaid) {
+    CopyToNewFile(present, kept, ToUtf8(kept));
+  } else {
+    CopyToNewFile(path.file, kept, ToUtf8(kept));
+  }
   console.note("the replaced file is kept as {}", ToUtf8(kept));
 }
 
 void RestoreBackup(const VaultPath& path) {
   const SystemCall call;
-  if (InitPmTotalDataController() != 1) throw Failure(ExitCode::kIoError, "not enough memory");
-  if (PmRestoreBackupFile(path.file.c_str()) != 0) {
+  if (InitPmTotalDataController() == 0) throw Failure(ExitCode::kIoError, "not enough memory");
+  if (PmRestoreBackupFile(path.file.c_str()) != storage::kOk) {
     throw Failure(ExitCode::kIoError,
                   fmt::format("cannot restore {}{}", path.shown, WhyRefused(path, call.reason())),
                   fmt::format("The backup {} is untouched.", path.backupShown));
@@ -102,9 +108,9 @@ void RestoreBackup(const VaultPath& path) {
 }
 
 // Renames what stands beside a vault for another file, as the library does it.
-void SetAside(const PmString& file, const char* suffix, Console& console) {
+void KeepAside(const PmString& file, const char* suffix, Console& console) {
   if (!platform::Exists(file.c_str())) return;
-  constexpr size_t kSuffixLength = 4;
+  constexpr size_t kSuffixLength = sizeof storage::kJournalSuffix - 1;
   const PmString aside = UnusedName(file.substr(0, file.size() - kSuffixLength), suffix);
   const SystemCall call;
   if (!platform::Rename(file.c_str(), aside.c_str()) || !platform::SyncFolder(aside.c_str())) {
@@ -118,8 +124,8 @@ void SetAside(const PmString& file, const char* suffix, Console& console) {
 void RestoreCopy(const VaultPath& path, std::optional<Image>& source, Console& console) {
   CopyOver(*source, path.real, path.shown);
   source.reset();  // it may be the backup that is set aside
-  SetAside(path.journal, ".pmo", console);
-  SetAside(path.backup, ".bko", console);
+  KeepAside(path.journal, storage::kForeignJournalSuffix, console);
+  KeepAside(path.backup, storage::kForeignBackupSuffix, console);
 }
 
 // Makes the vault's file anew of its backup and the journal of both, which then are not needed any more.
@@ -133,7 +139,7 @@ void RestoreBoth(const VaultPath& path, std::optional<Image>& source, const Cont
   platform::Remove(path.journal.c_str());
 }
 
-ExitCode Run(const Options& options, Console& console) {
+ExitCode Restore(const Options& options, Console& console) {
   const VaultPath path(options.write.vault);
   RequireAlone(path, options.write);
   std::optional<Image> present;
@@ -142,7 +148,7 @@ ExitCode Run(const Options& options, Console& console) {
   std::optional<Image> source = OpenSource(path, options, now);
   const Contents expected = Verify(*source, now, options, console);
   const std::vector<Difference> differences = Compare(ReadPresent(now, expected, console), expected);
-  const bool byJournal = source->file().journal() == JournalState::kLaid && options.from.empty();
+  const bool byJournal = source->file().journal() == JournalRole::kLaid && options.from.empty();
   if (byJournal) {
     console.note(
         "{}", Wrapped(fmt::format("{} {} carried out: it is later than any backup. An older state comes back "
@@ -155,9 +161,8 @@ ExitCode Run(const Options& options, Console& console) {
     return ExitCode::kFine;
   }
   const bool fromBackup = source->isBackup();
-  const JournalState journal = source->file().journal();
-  const bool isOfBoth =
-      fromBackup && (journal == JournalState::kLaid || journal == JournalState::kLaidOnRest);
+  const JournalRole journal = source->file().journal();
+  const bool isOfBoth = fromBackup && (journal == JournalRole::kLaid || journal == JournalRole::kLaidOnRest);
   const bool isCopied = !options.from.empty();
   const std::string shown =
       fromBackup || isCopied ? source->fileShown() + (isOfBoth ? " and its journal" : "") : path.journalShown;
@@ -169,7 +174,8 @@ ExitCode Run(const Options& options, Console& console) {
     RestoreBoth(path, source, expected, console);
   } else {
     source.reset();
-    if (fromBackup) SetAside(path.journal, ".pmo", console);  // the library would set both aside
+    if (fromBackup)
+      KeepAside(path.journal, storage::kForeignJournalSuffix, console);  // the library would set both aside
     RestoreBackup(path);
   }
   RequireSame(expected, ContentsOf(Image(path), console), path.shown);
@@ -182,7 +188,7 @@ ExitCode Run(const Options& options, Console& console) {
 }  // namespace
 
 void RegisterRestore(Tool& tool) {
-  AddCommand<Options>(tool, "restore", "Bring back the state of the backup or of a copy", Declare, Run);
+  AddCommand<Options>(tool, "restore", "Bring back the state of the backup or of a copy", Declare, Restore);
 }
 
 }  // namespace cli

@@ -1,7 +1,8 @@
 // rm: deletes items, all of them or none.
 #include <set>
 
-#include "cli/names.h"
+#include "cli/itemjson.h"
+#include "cli/itemnames.h"
 #include "cli/reading.h"
 #include "cli/vault.h"
 #include "cli/writing.h"

@@ -2,9 +2,10 @@
 #include "cli/contents.h"
 #include "cli/copying.h"
 #include "cli/files.h"
-#include "cli/findings.h"
-#include "cli/names.h"
-#include "cli/pair.h"
+#include "cli/itemjson.h"
+#include "cli/itemnames.h"
+#include "cli/neighbours.h"
+#include "cli/progress.h"
 #include "cli/reading.h"
 #include "cli/rescue.h"
 #include "cli/vault.h"
@@ -42,9 +43,9 @@ Rescue Prepare(const Options& options, bool& isWarned, Console& console) {
   if (first.shown() != path.shown && options.read.source == Source::kAuto) {
     console.note("the vault's file is gone; reading {} {}{}",
                  first.isJournal() ? "what is in its journal" : "its backup", first.shown(),
-                 first.journal() != JournalState::kNone ? " and its journal"
-                 : first.isJournal()                    ? ""
-                                                        : ", which may be older than the file was");
+                 first.journal() != JournalRole::kNone ? " and its journal"
+                 : first.isJournal()                   ? ""
+                                                       : ", which may be older than the file was");
   }
   for (const Warning& warning : warnings) {
     if (!warning.isNote) console.warn("{}", warning.what);
@@ -92,9 +93,8 @@ Words WordsOf(FateKind kind) {
   return kWords[static_cast<int>(kind)];
 }
 
-Json ToJson(const Fate& fate, const RescueSource& source) {
-  Json json{{"id", IdText(fate.record.id)}, {"kind", fate.record.kind}};
-  AddName(json, fate.record.name);
+Json FateJson(const Fate& fate, const RescueSource& source) {
+  Json json = ToJson(fate.record);
   json["fate"] = WordsOf(fate.kind).text;
   json["record"] = fate.hasRecord;
   if (fate.image != nullptr) json["from"] = fate.image->fileShown();
@@ -120,10 +120,10 @@ void PrintFate(const Fate& fate, const RescueSource& source, Console& console) {
     console.line("         {}: {}", source.plain.blockText(block), ProofText(source.mended.at(block)));
 }
 
-void Report(const Rescue& rescue, Console& console) {
+void PrintFates(const Rescue& rescue, Console& console) {
   for (const Fate& fate : rescue.fates()) {
     const RescueSource& source = rescue.sourceOf(fate);
-    console.json ? console.record(ToJson(fate, source)) : PrintFate(fate, source, console);
+    console.json ? console.record(FateJson(fate, source)) : PrintFate(fate, source, console);
   }
   if (console.json) return;
   for (const Record& record : rescue.onlyInBackup())
@@ -170,7 +170,7 @@ ExitCode Salvage(const Options& options, Console& console) {
   const bool isEmpty = all == 0 && read.items().empty();
   const bool isHopeless = isEmpty || (lost == all && (lost > 0 || unknown > 0));
   if (!options.dryRun && !isHopeless) Store(rescue, target, console);
-  Report(rescue, console);
+  PrintFates(rescue, console);
   if (unknown > 0 && read.looksLikeVault())
     console.warn("lost with all that was in it: {}", CountText(unknown, "unreadable block"));
   if (const uint32_t missing = read.file().missing(); missing > 0)

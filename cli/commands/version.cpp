@@ -7,7 +7,7 @@ namespace {
 
 struct Options {};
 
-std::string Text() {
+std::string VersionText() {
   return fmt::format("pmstore {} (data file format {})", PMSTORE_VERSION, storage::kFormatVersion);
 }
 
@@ -17,7 +17,7 @@ ExitCode Version(const Options&, Console& console) {
   if (console.json) {
     console.document({{"version", PMSTORE_VERSION}, {"formatVersion", storage::kFormatVersion}});
   } else {
-    console.line("{}", Text());
+    console.line("{}", VersionText());
   }
   return ExitCode::kFine;
 }
@@ -25,7 +25,7 @@ ExitCode Version(const Options&, Console& console) {
 }  // namespace
 
 void RegisterVersion(Tool& tool) {
-  tool.app->set_version_flag("--version", Text(), "Print the version");
+  tool.app->set_version_flag("--version", VersionText(), "Print the version");
   AddCommand<Options>(tool, "version", "Print the version", Declare, Version);
 }
 

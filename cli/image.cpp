@@ -1,4 +1,4 @@
-#include "cli/inspect.h"
+#include "cli/image.h"
 
 #include <fmt/format.h>
 
@@ -6,6 +6,7 @@
 
 #include "cli/failure.h"
 #include "cli/mending.h"
+#include "cli/text.h"
 #include "storage/pack.h"
 #include "storage/packetchoice.h"
 #include "storage/result.h"
@@ -185,6 +186,26 @@ ItemBytes Image::readItem(uint32_t id) const {
     }
   }
   return result;
+}
+
+ItemRemains Image::readRemains(uint32_t id) const {
+  ItemRemains remains;
+  const Item* item = findItem(id);
+  if (item == nullptr) return remains;
+  for (uint32_t number : item->blocks) {
+    const PacketHeader& header = blocks_[number].header;
+    const uint64_t end = uint64_t{header.itemOffset} + header.dataLength;
+    if (!blocks_[number].sound || end > storage::kMaxItemSize) continue;
+    const Bytes block = readBlock(number);
+    if (end > remains.bytes.size()) {
+      remains.bytes.resize(static_cast<size_t>(end));
+      remains.isThere.resize(static_cast<size_t>(end));
+    }
+    std::copy_n(block.begin() + storage::kHeaderSize, header.dataLength,
+                remains.bytes.begin() + header.itemOffset);
+    std::fill_n(remains.isThere.begin() + header.itemOffset, header.dataLength, true);
+  }
+  return remains;
 }
 
 bool Image::isIntact(uint32_t id) const {

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "cli/inspect.h"
+#include "cli/image.h"
 
 namespace cli {
 

@@ -1,9 +1,9 @@
-// A vault read without being touched: its files are opened for reading only, nothing beside them is made or
-// changed.
+// An Image is what one file of a vault holds, read without being touched: which items, of which blocks, with which
+// records. Everything that only looks at a vault looks at its Image; a Vault (vault.h) is for what changes one.
 //
-// The index is rebuilt from the block headers as the library does on opening, and kept apart from any
-// judgement: a damaged vault can be looked at as well as a sound one. What is wrong is said by block and byte
-// offset.
+// The index is rebuilt from the block headers as the library does on opening, and kept apart from any judgement: a
+// damaged vault can be looked at as well as a sound one. What is wrong is said by block and byte offset. Files are
+// opened for reading only, nothing beside them is made or changed.
 //
 // Invariants:
 //  1. blocks() has one entry for each block of the file, in file order.
@@ -57,6 +57,12 @@ struct ItemBytes {
   std::vector<Problem> problems;  // empty when the item is intact
 };
 
+// What is left of an item that is not whole: the bytes of its sound packets, each at its place.
+struct ItemRemains {
+  Bytes bytes;                // zeros in the gaps
+  std::vector<bool> isThere;  // of each byte
+};
+
 class Image {
  public:
   // Opens the file that `source` names. Fails when there is none or it cannot be read; a file that is not a
@@ -99,6 +105,7 @@ class Image {
 
   // The item's bytes; an ID without blocks is an item of no bytes.
   ItemBytes readItem(uint32_t id) const;
+  ItemRemains readRemains(uint32_t id) const;
 
   // Whether every packet of the item is there, once, with a right checksum.
   bool isIntact(uint32_t id) const;

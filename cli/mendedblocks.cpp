@@ -1,4 +1,4 @@
-#include "cli/repair.h"
+#include "cli/mendedblocks.h"
 
 #include <fmt/format.h>
 

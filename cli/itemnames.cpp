@@ -1,8 +1,9 @@
-#include "cli/names.h"
+#include "cli/itemnames.h"
 
 #include <fmt/format.h>
 
 #include "cli/failure.h"
+#include "cli/text.h"
 
 namespace cli {
 

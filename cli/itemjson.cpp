@@ -1,4 +1,4 @@
-#include "cli/jsonlines.h"
+#include "cli/itemjson.h"
 
 namespace cli {
 
@@ -51,6 +51,19 @@ auto ReadLine(const std::string& line, size_t number, const char* what, const ch
 }
 
 }  // namespace
+
+void AddName(Json& json, const std::optional<PmString>& name) {
+  if (!name || IsWellFormed(*name)) {
+    json["name"] = name ? Json(ToUtf8(*name)) : Json();
+    return;
+  }
+  Bytes units;
+  for (const auto unit : *name) {
+    units.push_back(static_cast<uint8_t>(unit));
+    units.push_back(static_cast<uint8_t>(unit >> 8));
+  }
+  json["name16"] = ToBase64(units);
+}
 
 Json ToJson(const Record& record) {
   Json json{{"id", IdText(record.id)}, {"kind", record.kind}};

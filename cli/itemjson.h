@@ -1,4 +1,4 @@
-// Items as JSON Lines: one object a line, everything that an item is.
+// An item as JSON, which every command writes alike and "import" reads from the lines of an export.
 //
 //   {"id":"0x1A2B3C4D","kind":1,"name":"mail","data":"aGVsbG8="}
 //
@@ -10,17 +10,20 @@
 #include <string>
 
 #include "cli/console.h"
-#include "cli/inspect.h"
+#include "cli/tablerecords.h"
 
 namespace cli {
+
+// Adds a name to an object: "name", which is null for none, or "name16".
+void AddName(Json& json, const std::optional<PmString>& name);
+
+Json ToJson(const Record& record);
+Json ToJson(const Record& record, const Bytes& bytes);
 
 struct ItemLine {
   Record record;  // the ID is 0 where the line has none
   Bytes bytes;
 };
-
-Json ToJson(const Record& record);
-Json ToJson(const Record& record, const Bytes& bytes);
 
 // Reads one line; a failure names the line's number.
 ItemLine ParseItemLine(const std::string& line, size_t number);

@@ -10,7 +10,7 @@
 #include <cstdint>
 #include <map>
 
-#include "cli/inspect.h"
+#include "cli/image.h"
 #include "cli/mending.h"
 
 namespace cli {
