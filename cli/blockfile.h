@@ -1,5 +1,6 @@
-// The blocks of one vault file, opened for reading only: as they stand, or as the journal beside the file lays
-// itself over them, which is what a program that opens the vault would find; or, for a rescue, all that can be found.
+// The blocks of one vault file, wherever they stand, opened for reading only: those of the file with its journal laid
+// over it, which is what a program that opens the vault would find; or, for a rescue, all that can be found. What the
+// blocks make together is the Image's to say (image.h).
 #pragma once
 
 #include <cstdint>

@@ -24,8 +24,8 @@ struct BlockPlaces {
   bool endsTorn = false;            // the journal ends in a frame that is not whole
 };
 
-// Of a file of `size` bytes into which bytes were inserted or from which some are missing. Nothing when its blocks are in
-// step.
+// Of a file of `size` bytes into which bytes were inserted or from which some are missing. Nothing when its blocks
+// are in step.
 std::optional<BlockPlaces> FindShiftedPlaces(const platform::File& file, uint64_t size);
 
 // Of what is left of a file, with its journal laid over it. Nothing when the journal is not the file's own, or lacks a

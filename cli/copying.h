@@ -28,8 +28,8 @@ void Finish(const PmString& unfinished, const PmString& to, const std::string& t
 // `path` with `suffix`, and with a number behind that when the name is in use.
 PmString UnusedName(const PmString& path, const std::string& suffix);
 
-// The name that a file to be called `path` has while it is made. What another command has left under it, that was ended,
-// is removed.
+// The name that a file to be called `path` has while it is made. What a command that was ended has left under it is
+// removed.
 PmString UnfinishedName(const PmString& path);
 
 }  // namespace cli

@@ -1,4 +1,5 @@
-// Names of files for items: every name becomes one, on every system, and no two the same.
+// Names of files for items, which "export" gives them: every item's name becomes one, on every system, and no two the
+// same. (What people call an item is in itemnames.h.)
 //
 // A '/' in an item's name makes a folder. What no system takes as it is is written as "%" and two hexadecimal
 // digits, of a byte of the UTF-8; an unpaired surrogate as "%u" and four. That is

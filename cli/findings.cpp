@@ -184,8 +184,7 @@ class Examination {
     if (!isListed(item.id) && image_.hasSoundPacket(item.id) && namesAll_)
       add("unlisted-packets", Weight::kNote,
           fmt::format(
-              "{} of {}, which the ID table does not name: deleted, or never finished, when a program "
-              "ended",
+              "{} of {}, which the ID table does not name: deleted, or never finished, when a program ended",
               CountText(item.blocks.size(), "packet"), itemText(item.id)),
           item.id, item.blocks[0]);
   }

@@ -10,11 +10,11 @@
 
 namespace cli {
 
-// Files are read one at a time, when their turn comes.
+// What is to become one item.
 struct Entry {
-  Record record;  // the ID is 0 where the library is to draw one
-  std::filesystem::path file;
-  Bytes bytes;  // of an entry without a file
+  Record record;               // the ID is 0 where the library is to draw one
+  std::filesystem::path file;  // to be read when its turn comes
+  Bytes bytes;                 // of an entry without a file
   uint64_t size = 0;
 };
 

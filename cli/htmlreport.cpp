@@ -71,8 +71,7 @@ std::string VerdictCard(const ReportData& data) {
   const Rescue& rescue = data.rescue;
   return fmt::format(
       "<div class=\"verdict {0}\"><strong>{1}{2}</strong><p>{3}</p><p class=\"dim\">Salvage would give: {4} "
-      "of {5} "
-      "saved, {6} mended, {7} doubtful, {8} lost.</p></div>\n",
+      "of {5} saved, {6} mended, {7} doubtful, {8} lost.</p></div>\n",
       VerdictText(verdict), static_cast<char>(VerdictText(verdict)[0] - 'a' + 'A'), VerdictText(verdict) + 1,
       kMeanings[static_cast<int>(verdict)], rescue.count(FateKind::kSaved),
       CountText(rescue.fates().size(), "item"), rescue.count(FateKind::kMended),
@@ -163,8 +162,7 @@ std::string Sizes(const ReportData& data) {
   };
   std::map<uint32_t, Counts> kinds;
   for (const Record& record : data.image.records()) {
-    const Item* item = data.image.findItem(record.id);
-    const uint32_t size = item == nullptr ? 0 : item->size;
+    const uint32_t size = data.image.sizeOf(record.id);
     const auto* place = std::find_if(std::begin(kClasses), std::end(kClasses),
                                      [size](const Class& c) { return size <= c.upTo; });
     Counts& counts = kinds[record.kind];
@@ -188,13 +186,11 @@ std::string Names(const ReportData& data) {
   if (!data.names) return "";
   std::string html =
       "<h2>Names</h2>\n<div class=\"wide\"><table>\n<tr><th>ID</th><th class=\"n\">Kind</th><th "
-      "class=\"n\">Size</th>"
-      "<th>Name</th></tr>\n";
+      "class=\"n\">Size</th><th>Name</th></tr>\n";
   for (const Record& record : data.image.records()) {
-    const Item* item = data.image.findItem(record.id);
     html += fmt::format(
         "<tr><td><code>{}</code></td><td class=\"n\">{}</td><td class=\"n\">{}</td><td>{}</td></tr>\n",
-        IdText(record.id), record.kind, item == nullptr ? 0 : item->size, EscapeXml(ShownName(record)));
+        IdText(record.id), record.kind, data.image.sizeOf(record.id), EscapeXml(ShownName(record)));
   }
   return html + "</table></div>\n";
 }
@@ -219,8 +215,7 @@ std::string Map(const ReportData& data) {
 std::string Files(const ReportData& data) {
   std::string html =
       "<h2>Files</h2>\n<div class=\"wide\"><table>\n<tr><th>Name</th><th>What it is</th><th "
-      "class=\"n\">Bytes</th>"
-      "<th>Last change</th></tr>\n";
+      "class=\"n\">Bytes</th><th>Last change</th></tr>\n";
   for (const NeighbourFile& file : data.files)
     html += fmt::format("<tr><td><code>{}</code></td><td>{}</td><td class=\"n\">{}</td><td>{}</td></tr>\n",
                         EscapeXml(file.name), EscapeXml(file.what), file.size, UtcTime(file.modified));
@@ -236,8 +231,7 @@ std::string HtmlReport(const ReportData& data) {
              "content=\"width=device-width, initial-scale=1\">\n<title>Vault report: "
              "{}</title>\n<style>{}</style>\n"
              "</head>\n<body>\n<h1>Vault report: {}</h1>\n<p class=\"dim\">{}; pmstore {}, data file format "
-             "{}, {}. "
-             "No bytes of items{} are in this page.</p>\n",
+             "{}, {}. No bytes of items{} are in this page.</p>\n",
              name, kStyle, name, UtcTime(data.now), data.version, storage::kFormatVersion, SystemName(),
              data.names ? "" : " and none of their names") +
          VerdictCard(data) + Facts(data) + Findings(data) + Map(data) + Sizes(data) + Files(data) +

@@ -253,6 +253,11 @@ const Item* Image::findItem(uint32_t id) const {
   return found == items_.end() ? nullptr : &found->second;
 }
 
+uint32_t Image::sizeOf(uint32_t id) const {
+  const Item* item = findItem(id);
+  return item == nullptr ? 0 : item->size;
+}
+
 size_t Image::freeBlockCount() const {
   return static_cast<size_t>(std::count_if(
       blocks_.begin(), blocks_.end(), [](const Block& block) { return block.state == BlockState::kFree; }));

@@ -84,6 +84,7 @@ class Image {
   const std::vector<Block>& blocks() const { return blocks_; }
   const std::map<uint32_t, Item>& items() const { return items_; }
   const Item* findItem(uint32_t id) const;
+  uint32_t sizeOf(uint32_t id) const;  // of an item, 0 when it has no block
   size_t freeBlockCount() const;
 
   // The ID table in stored order; what is wrong with it is in tableProblem().

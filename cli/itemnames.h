@@ -1,4 +1,4 @@
-// Which item a word on the command line means.
+// What people call an item: which one a word on the command line means, and how the tool shows its name.
 #pragma once
 
 #include <optional>

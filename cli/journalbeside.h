@@ -14,12 +14,16 @@
 namespace cli {
 
 enum class JournalRole {
-  kNone,        // there is none
-  kLaid,        // it is the file's own, and laid over it
-  kLaidOnRest,  // for a rescue: the file's own, and laid over what is left of a file that a program would refuse it
+  kNone,  // there is none
+  kLaid,  // it is the file's own, and laid over it
+  kLaidOnRest,  // for a rescue: the file's own, and laid over what is left of the file; a program would set it aside
   kForeign,     // it is not the file's own, or damaged: a program that opens the vault sets it aside
   kUnreadable,  // for a rescue: the system does not give it
 };
+
+inline bool IsLaid(JournalRole journal) {
+  return journal == JournalRole::kLaid || journal == JournalRole::kLaidOnRest;
+}
 
 // As a program would find the file; or with everything that can be found, for whoever rescues it.
 enum class Reading { kAsPrograms, kForRescue };

@@ -1,4 +1,4 @@
-// Whether two files can be of one vault, and what goes when one of them does.
+// Whether two files can be of one vault, and what the one holds that is nowhere in the other.
 #pragma once
 
 #include <vector>

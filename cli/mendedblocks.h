@@ -1,4 +1,4 @@
-// Which blocks of a vault can be had otherwise than as they stand, and the vault as it is then.
+// The damaged blocks of a vault that can be mended, and the vault as it reads with them mended. Nothing is written.
 //
 // Invariants:
 //  1. A block is live when nobody can have freed it: it still says what kind of packet it is, its item lacks

@@ -1,4 +1,5 @@
-// Mending a damaged block from what it says twice. Nothing here knows of files or vaults: bytes in, bytes out.
+// Mending one damaged block from what it says twice. Nothing here knows of files or vaults: bytes in, bytes out.
+// (mendedblocks.h does it with those of a vault.)
 //
 // A packet's filler repeats it: filler word i is word i of the block plus i * i. Packets of up to 492 bytes
 // stand in their block twice as a whole, shorter ones many times over; of longer ones the header and the first
@@ -52,8 +53,8 @@ bool IsPossible(const storage::PacketHeader& header);
 // was cut. `missing` are the headers of packets that the vault lacks, one of which this may be.
 std::optional<Mended> MendBlock(const Bytes& found, const std::vector<storage::PacketHeader>& missing);
 
-// Mends a block into which bytes were inserted or from which some are missing, nobody knows where: `begin` are 1,024 bytes
-// from its begin on, `end` those up to its end.
+// Mends a block into which bytes were inserted or from which some are missing, nobody knows where: `begin` are 1,024
+// bytes from its begin on, `end` those up to its end.
 std::optional<Mended> MendSplit(const Bytes& begin, const Bytes& end,
                                 const std::vector<storage::PacketHeader>& missing);
 

@@ -1,4 +1,4 @@
-// Whose a damaged block most likely is.
+// Which item a damaged block most likely belongs to: what it still says itself, or what the blocks around it say.
 #pragma once
 
 #include <map>

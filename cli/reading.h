@@ -1,4 +1,4 @@
-// What every command that only looks shares: which file it reads, and what it says about that.
+// What every command that only looks shares: its options, and the checks around its reading.
 #pragma once
 
 #include <string>

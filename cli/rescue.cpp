@@ -76,9 +76,7 @@ bool RescueSource::restsOnGuess(uint32_t id) const {
 Rescue::Rescue(std::vector<std::unique_ptr<Image>> files, const Policy& policy) {
   const bool isAlone = files.size() == 1 && !files[0]->isBackup();
   for (std::unique_ptr<Image>& image : files) {
-    const JournalRole journal = image->file().journal();
-    const bool isLaid = journal == JournalRole::kLaid || journal == JournalRole::kLaidOnRest;
-    const bool isAtRest = isLaid || isAlone || image->file().isJournal();
+    const bool isAtRest = IsLaid(image->file().journal()) || isAlone || image->file().isJournal();
     sources_.push_back(std::make_unique<RescueSource>(std::move(*image), policy.mend, isAtRest));
   }
   listItems(policy.kindOfLost);

@@ -1,7 +1,8 @@
-// What can be got out of a damaged vault, item by item.
+// What can be got out of a damaged vault, item by item: what "pmstore salvage" saves.
 //
 // The files to draw from are the vault, its journal where that cannot be laid over it, and its backup (OpenForRescue).
-// Each is read as it stands, with its damaged blocks mended where that is proven, and with guesses.
+// Each is read as it stands, with its damaged blocks mended where that is proven, and with guesses. The records come
+// from the files' ID tables, the backup's for what the vault's has lost.
 #pragma once
 
 #include <memory>

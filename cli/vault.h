@@ -53,8 +53,8 @@ class Vault {
   SystemCall call_;
 };
 
-// Why the library did not open or write a vault, to stand behind a sentence: what bars the place of one of its files, the
-// system's reason, or what is left when there is none.
+// Why the library did not open or write a vault, to stand behind a sentence: what bars the place of one of its files,
+// the system's reason, or what is left when there is none.
 std::string WhyRefused(const VaultPath& path, const std::string& reason);
 
 }  // namespace cli

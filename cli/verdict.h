@@ -24,8 +24,8 @@ const char* VerdictText(Verdict verdict);
 // The verdict in words and colour: "sound", "suspect, 2 doubts", "damaged, 3 problems".
 std::string ShownVerdict(const std::vector<Finding>& findings, const Console& console);
 
-// What keeps items from being trusted as they are read: by ID, the first thing that is wrong with them. Item 0 is the ID
-// table.
+// What keeps items from being trusted as they are read: by ID, the first thing that is wrong with them. Item 0 is the
+// ID table.
 struct Mistrust {
   std::map<uint32_t, std::string> damage;
   std::map<uint32_t, std::string> doubts;

@@ -36,7 +36,8 @@ void RequireAlone(const VaultPath& path, const WriteOptions& options) {
 
 namespace {
 
-void RequireNotAlone(const VaultPath& path) {
+// Fails where the vault's file is gone or empty, and its backup or its journal is all that is left of it.
+void RequireNotLost(const VaultPath& path) {
   const bool isEmpty = path.exists() && !path.hasJournal() && platform::SizeOf(path.file.c_str()) == 0;
   const bool hasBackup = platform::SizeOf(path.backup.c_str()) > 0;
   const bool hasJournal = platform::SizeOf(path.journal.c_str()) > 0;
@@ -92,7 +93,7 @@ void RequireNothingOnlyIn(const Image& backup, const Image& vault, const VaultPa
 }  // namespace
 
 void RequireBackupSpared(const VaultPath& path, const WriteOptions& options) {
-  RequireNotAlone(path);
+  RequireNotLost(path);
   const bool hasBackup = platform::SizeOf(path.backup.c_str()) > 0;
   if (options.force || options.dryRun || !path.exists() || (!hasBackup && !path.hasJournal())) return;
   const Image vault(path, Source::kAuto, Reading::kForRescue);

@@ -1,4 +1,4 @@
-// What every command that changes a vault shares: the vault, the rehearsal, and whether somebody else has it.
+// What every command that changes a vault shares: its options, and what must hold before it begins.
 #pragma once
 
 #include <string>
@@ -20,8 +20,9 @@ void DeclareWriting(CLI::App& command, WriteOptions& options, const char* vault,
 // called before the tool opens the vault itself. What cannot be found out counts as no.
 void RequireAlone(const VaultPath& path, const WriteOptions& options);
 
-// Fails when a change would cost a backup, or set a journal aside, that may hold what is lost: the vault's file is gone or
-// empty, or damaged, or the backup is another vault's or holds what the vault lacks. All but the first can be forced.
+// Fails when a change would cost a backup, or set a journal aside, that may hold what is lost: the vault's file is gone
+// or empty, or damaged, or the backup is another vault's or holds what the vault lacks. All but the first can be
+// forced.
 void RequireBackupSpared(const VaultPath& path, const WriteOptions& options);
 
 }  // namespace cli

@@ -95,8 +95,9 @@ ExitCode ShowBlock(const Options& options, Console& console) {
                  : fits   ? "fits"
                  : canSum ? fmt::format("should be 0x{:08X}", sum)
                           : "cannot be computed");
-    console.line("  trailer        0x{:08X}{}", trailer,
-                 trailer == storage::kTrailerMagic ? "" : ", should be 0x89ABCDEF");
+    console.line(
+        "  trailer        0x{:08X}{}", trailer,
+        trailer == storage::kTrailerMagic ? "" : fmt::format(", should be 0x{:08X}", storage::kTrailerMagic));
     if (options.bytes) PrintBytes(bytes, console);
   }
   const bool sound = isFree || (block.state != BlockState::kMalformed && fits);

@@ -54,8 +54,7 @@ std::vector<Finding> Find(const Image& image, const Options& options) {
 
 Judged Judge(const Image& image, const Options& options, Console& console) {
   const std::vector<Finding> findings = Find(image, options);
-  const JournalRole journal = image.file().journal();
-  const bool withJournal = journal == JournalRole::kLaid || journal == JournalRole::kLaidOnRest;
+  const bool withJournal = IsLaid(image.file().journal());
   Judged judged{image.fileShown(), VerdictOf(findings), ContentsOf(image, console), false, "", {}};
   Json found = Json::array();
   for (const Finding& finding : findings) {
@@ -86,8 +85,7 @@ std::string AdviceForDoubt(const Judged& judged, const VaultPath& path, const st
   constexpr size_t kMostWords = 200;  // of characters on a command line that somebody is to type
   std::string text = fmt::format(
       "All that is there is intact. It may be all there was; but a file that was cut between two blocks "
-      "looks like "
-      "this, too. \"pmstore diff COPY {0}\" compares it with an older copy, {1}. ",
+      "looks like this, too. \"pmstore diff COPY {0}\" compares it with an older copy, {1}. ",
       ForShell(path.shown), salvage);
   if (judged.doubted.empty()) return text + "--damage-only makes of a mere doubt no problem.";
   const bool isShort = judged.doubted.size() <= kMostWords;
@@ -150,8 +148,7 @@ bool Conclude(Json& document, const std::vector<Warning>& warnings, std::string 
 // What is to be done about a vault that no program may have closed.
 constexpr char kGoesOn[] =
     "A program has the vault open, or the last one ended without closing it. Nothing is to be done: the next "
-    "one that "
-    "opens the vault goes on from here.";
+    "one that opens the vault goes on from here.";
 
 bool IsFine(const Judged& judged, const Options& options) {
   return judged.verdict == Verdict::kSound || judged.verdict == Verdict::kEmpty ||

@@ -25,8 +25,7 @@ const char* MeaningOf(bool isInUse, bool isDamaged, JournalRole journal) {
     return "The journal beside the vault is not its own. \"pmstore check\" says what to do.";
   if (isInUse && !isDamaged) {
     return "A program has the vault open, or the last one ended without closing it. The next one that opens "
-           "it "
-           "goes on from here.";
+           "it goes on from here.";
   }
   return isDamaged ? "\"pmstore check\" says all that is wrong, and what to do."
                    : "The vault was closed properly, or nothing was written to it since it was opened.";
@@ -36,9 +35,8 @@ std::map<uint32_t, Count> CountKinds(const Image& image) {
   std::map<uint32_t, Count> kinds;
   for (const Record& record : image.records()) {
     Count& count = kinds[record.kind];
-    const auto item = image.items().find(record.id);
     ++count.items;
-    count.bytes += item == image.items().end() ? 0 : item->second.size;
+    count.bytes += image.sizeOf(record.id);
   }
   return kinds;
 }

@@ -87,8 +87,7 @@ ExitCode List(const Options& options, Console& console) {
   for (const Record& record : image.records()) {
     if (options.kind && record.kind != *options.kind) continue;
     if (!pattern.empty() && !Matches(record.name.value_or(PmString()), pattern)) continue;
-    const auto item = image.items().find(record.id);
-    rows.push_back({&record, item == image.items().end() ? 0 : item->second.size});
+    rows.push_back({&record, image.sizeOf(record.id)});
     total += rows.back().size;
   }
   Sort(rows, options.sort);

@@ -45,6 +45,15 @@ Image OpenSource(const VaultPath& path, const Options& options, const Image* pre
                 "A vault that was closed properly has no backup. Restore an older copy with --from.");
 }
 
+// Where the state comes from that the vault is to have again.
+enum class Origin { kCopy, kBackup, kJournal, kBackupAndJournal };
+
+Origin OriginOf(const Image& source, const Options& options) {
+  if (!options.from.empty()) return Origin::kCopy;
+  if (!source.isBackup()) return Origin::kJournal;
+  return IsLaid(source.file().journal()) ? Origin::kBackupAndJournal : Origin::kBackup;
+}
+
 // What the source holds, when it is fit to be restored.
 Contents Verify(const Image& source, const Image* present, const Options& options, Console& console) {
   source.requireVault();
@@ -96,7 +105,8 @@ void Keep(const Image& present, const VaultPath& path, bool isReplaced, Console&
   console.note("the replaced file is kept as {}", ToUtf8(kept));
 }
 
-void RestoreBackup(const VaultPath& path) {
+// Carries out the vault's own journal or, without one, copies its backup back.
+void RestoreByLibrary(const VaultPath& path) {
   const SystemCall call;
   if (InitPmTotalDataController() == 0) throw Failure(ExitCode::kIoError, "not enough memory");
   if (PmRestoreBackupFile(path.file.c_str()) != storage::kOk) {
@@ -160,23 +170,29 @@ ExitCode Restore(const Options& options, Console& console) {
     console.note("{} would change", CountText(differences.size(), "item"));
     return ExitCode::kFine;
   }
-  const bool fromBackup = source->isBackup();
-  const JournalRole journal = source->file().journal();
-  const bool isOfBoth = fromBackup && (journal == JournalRole::kLaid || journal == JournalRole::kLaidOnRest);
-  const bool isCopied = !options.from.empty();
+  const Origin origin = OriginOf(*source, options);
   const std::string shown =
-      fromBackup || isCopied ? source->fileShown() + (isOfBoth ? " and its journal" : "") : path.journalShown;
-  if (present) Keep(*present, path, isCopied, console);
+      origin == Origin::kJournal
+          ? path.journalShown
+          : source->fileShown() + (origin == Origin::kBackupAndJournal ? " and its journal" : "");
+  if (present) Keep(*present, path, origin == Origin::kCopy, console);
   present.reset();  // not every system replaces or removes a file that is open
-  if (isCopied) {
-    RestoreCopy(path, source, console);
-  } else if (isOfBoth) {
-    RestoreBoth(path, source, expected, console);
-  } else {
-    source.reset();
-    if (fromBackup)
+  switch (origin) {
+    case Origin::kCopy:
+      RestoreCopy(path, source, console);
+      break;
+    case Origin::kBackupAndJournal:
+      RestoreBoth(path, source, expected, console);
+      break;
+    case Origin::kBackup:
+      source.reset();
       KeepAside(path.journal, storage::kForeignJournalSuffix, console);  // the library would set both aside
-    RestoreBackup(path);
+      RestoreByLibrary(path);
+      break;
+    case Origin::kJournal:
+      source.reset();
+      RestoreByLibrary(path);
+      break;
   }
   RequireSame(expected, ContentsOf(Image(path), console), path.shown);
   Print(differences, console);  // now, so that a reader who stops listening does not stop the work

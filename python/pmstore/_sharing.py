@@ -28,7 +28,8 @@ if sys.platform == "win32":
     _kernel = ctypes.WinDLL("kernel32", use_last_error=True)
     _kernel.CreateFileW.restype = ctypes.c_void_p
     _kernel.CreateFileW.argtypes = (
-        ctypes.c_wchar_p, ctypes.c_uint32, ctypes.c_uint32, ctypes.c_void_p, ctypes.c_uint32, ctypes.c_uint32, ctypes.c_void_p
+        ctypes.c_wchar_p, ctypes.c_uint32, ctypes.c_uint32, ctypes.c_void_p, ctypes.c_uint32, ctypes.c_uint32,
+        ctypes.c_void_p,
     )
     _kernel.CloseHandle.argtypes = (ctypes.c_void_p,)
 

@@ -47,8 +47,8 @@ class Vault:
     `alone`, a vault that any program has open, this one included, is not opened: VaultInUse.
 
     An item is a run of bytes under an ID. IDs, kinds and sizes are numbers of 32 bits; others raise OverflowError. By
-    ID a vault is used as a mapping: `vault[item]`, `vault[item] = data`, `del vault[item]`, `item in vault`. The library
-    lists items by kind: kind() gives those of one.
+    ID a vault is used as a mapping: `vault[item]`, `vault[item] = data`, `del vault[item]`, `item in vault`. The
+    library lists items by kind: kind() gives those of one.
     """
 
     __iter__ = None  # list(vault) is refused: which kind?
@@ -67,7 +67,7 @@ class Vault:
             try:
                 handle: int | None = library.OpenDataBaseFile(text(name))
                 if handle is None:
-                    raise Error(*_why_not_opened(self.path))
+                    raise _refusal(self.path)
             except BaseException:
                 library.ReleasePmTotalDataController()
                 raise
@@ -125,8 +125,8 @@ class Vault:
             item: int = library.CreateNewItemID(handle, word(kind), text(name))
             if item == 0:
                 known = self.find(kind, name) if name is not None else None
-                used = f"{name!r} is stored already, as item {known:#010x}" if known else "no memory, or too long a name"
-                raise Error(f"no ID of kind {kind}: {used}", self.path)
+                why = f"{name!r} is stored already, as item {known:#010x}" if known else "no memory, or too long a name"
+                raise Error(f"no ID of kind {kind}: {why}", self.path)
             self[item] = content
             return item
 
@@ -319,27 +319,31 @@ def _bytes(data: Data) -> bytes:
     return bytes(data)
 
 
-def _why_not_opened(path: str) -> tuple[str, str, int, int | None]:
-    """The library gives no reason; the system gives it once more."""
+def _refusal(path: str) -> Error:
+    """Why a vault was not opened. The library gives no reason; what it does is tried once more, for the system's."""
     what = "cannot be opened as a vault"
+    try:
+        obstacle = _obstacle(path)
+    except OSError as error:
+        return Error(what, path, number=error.errno)
+    return Error(f"{what}: {obstacle}" if obstacle else what, path)
+
+
+def _obstacle(path: str) -> str | None:
+    """What keeps a vault from being opened or made, in words; an OSError where the system has a word for it."""
     if len(path.encode("utf-16-le", "surrogatepass")) // 2 > _LONGEST_PATH:
-        return f"{what}: more than {_LONGEST_PATH} characters", path, 0, None
+        return f"more than {_LONGEST_PATH} characters"
     folder, name = os.path.split(path)
     folder = folder or os.curdir
-    try:
-        if not os.path.isdir(folder):
-            return f"{what}: there is no folder {folder}", path, 0, None
-        if not os.path.exists(path) and not os.access(folder, os.W_OK):
-            return what, path, 0, errno.EACCES
-        if os.path.lexists(path):
-            os.close(os.open(path, os.O_RDWR))
-            place, file = os.path.split(os.path.realpath(path))
-            if os.path.lexists(os.path.join(place, f".{file}.pmj")):
-                return f"{what}: a crash left its journal, and the recovery cannot be written, for want of room perhaps", path, 0, None
-            return f"{what}: it is none, it is damaged, or there is no memory", path, 0, None
-        os.lstat(os.path.join(folder, f".{name}.bak"))  # a name as long has to be possible beside it
-        return what, path, 0, None
-    except FileNotFoundError:
-        return what, path, 0, None
-    except OSError as error:
-        return what, path, 0, error.errno
+    if not os.path.isdir(folder):
+        return f"there is no folder {folder}"
+    if not os.path.exists(path) and not os.access(folder, os.W_OK):
+        raise PermissionError(errno.EACCES, os.strerror(errno.EACCES))
+    if not os.path.lexists(path):
+        os.lstat(os.path.join(folder, f".{name}.bak"))  # fails where so long a name is not possible
+        return None
+    os.close(os.open(path, os.O_RDWR))
+    place, file = os.path.split(os.path.realpath(path))
+    if os.path.lexists(os.path.join(place, f".{file}.pmj")):
+        return "a crash left its journal, and the recovery cannot be written, for want of room perhaps"
+    return "it is none, it is damaged, or there is no memory"
