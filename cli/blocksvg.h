@@ -11,8 +11,7 @@ namespace cli {
 struct SvgOptions {
   bool byItem = false;  // a colour for each item
   bool names = true;    // in the tool tips
-  bool alone =
-      true;  // with title, legend and a white ground; otherwise just the cells, for a page that has them
+  bool alone = true;    // with title, legend and a white ground, which a page has for all
 };
 
 // A picture of a few thousand cells at most, with a tool tip for every run of equal cells.

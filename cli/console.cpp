@@ -57,12 +57,12 @@ void Console::writeLine(const std::string& text) {
 
 void Console::message(const std::string& text) {
   FlushOutput();
-  draw(text + "\n");
+  errorText(text + "\n");
 }
 
-void Console::draw(const std::string& text) {
-  static_cast<void>(std::fwrite(text.data(), 1, text.size(), stderr));  // nobody is left to be told
-  std::fflush(stderr);                                                  // not everywhere by itself
+void Console::errorText(const std::string& value) {
+  static_cast<void>(std::fwrite(value.data(), 1, value.size(), stderr));  // nobody is left to be told
+  std::fflush(stderr);                                                    // not everywhere by itself
 }
 
 // A console is spoken to, whether or not what is said needs to know its state.

@@ -49,16 +49,14 @@ class Console {
   void document(const Json& value);
   void record(const Json& value);
   static void bytes(const Bytes& value);
-  static void text(const std::string& value);  // as it is, without a line end
+  static void text(const std::string& value);       // as it is, without a line end
+  static void errorText(const std::string& value);  // the same on standard error
 
   // Reports a failure on the stream that the mode asks for; on standard error too when standard output fails.
   void report(const Failure& failure);
 
   // Carries standard output to its reader; a failure to do so is an I/O error.
   static void flush();
-
-  // Text on standard error as it is, which the next text overwrites: a progress bar.
-  static void draw(const std::string& text);
 
   std::string paint(Colour colour, const std::string& text) const;
 

@@ -26,9 +26,11 @@ int64_t ModifiedTime(const fs::path& path) {
   std::error_code error;
   const fs::file_time_type time = fs::last_write_time(path, error);
   if (error) return 0;
-  // The file clock's epoch is its own; its distance from now is the same on every clock.
-  const auto age = std::chrono::duration_cast<std::chrono::seconds>(fs::file_time_type::clock::now() - time);
-  return std::chrono::system_clock::to_time_t(std::chrono::system_clock::now()) - age.count();
+  // The file clock's epoch is its own, whole seconds from the system's.
+  using std::chrono::seconds;
+  const auto apart = std::chrono::round<seconds>(std::chrono::system_clock::now().time_since_epoch() -
+                                                 fs::file_time_type::clock::now().time_since_epoch());
+  return (std::chrono::floor<seconds>(time.time_since_epoch()) + apart).count();
 }
 
 Bytes ReadWholeFile(const fs::path& path) {

@@ -14,9 +14,9 @@
 namespace cli {
 
 enum class JournalRole {
-  kNone,  // there is none
-  kLaid,  // it is the file's own, and laid over it
-  kLaidOnRest,  // for a rescue: the file's own, and laid over what is left of the file; a program would set it aside
+  kNone,        // there is none
+  kLaid,        // it is the file's own, and laid over it
+  kLaidOnRest,  // for a rescue: laid over what is left of its file, for which a program would set it aside
   kForeign,     // it is not the file's own, or damaged: a program that opens the vault sets it aside
   kUnreadable,  // for a rescue: the system does not give it
 };

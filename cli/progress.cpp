@@ -14,7 +14,7 @@ Progress::Progress(const Console& console, std::string label, uint64_t total)
       active_(!console.quiet && !console.noProgress && total > 0 && ObeysEscapes(stderr)) {}
 
 Progress::~Progress() {
-  if (active_ && shown_ >= 0) Console::draw("\r\x1b[K");
+  if (active_ && shown_ >= 0) Console::errorText("\r\x1b[K");
 }
 
 void Progress::advance(uint64_t amount) {
@@ -28,8 +28,8 @@ void Progress::draw() {
   if (percent == shown_) return;
   shown_ = percent;
   const int full = percent * kWidth / 100;
-  Console::draw(fmt::format("\r{:<10} [{}{}] {:3}%", label_, std::string(static_cast<size_t>(full), '#'),
-                            std::string(static_cast<size_t>(kWidth - full), '.'), percent));
+  Console::errorText(fmt::format("\r{:<10} [{}{}] {:3}%", label_, std::string(static_cast<size_t>(full), '#'),
+                                 std::string(static_cast<size_t>(kWidth - full), '.'), percent));
 }
 
 WriteProgress::WriteProgress(const Console& console, std::vector<PmString> files, uint64_t expected)

@@ -36,15 +36,12 @@ struct Fate {
 
 // One file in all its readings.
 struct RescueSource {
-  // At rest, a file holds no packets of older versions.
+  // A file at rest holds no packets of older versions.
   RescueSource(Image image, bool mend, bool isAtRest);
 
-  // Whether the item is whole and nothing hints that it was longer, or other.
-  bool isCertain(const Image& reading, uint32_t id) const;
-
-  Image plain;
+  Image plain;  // as it stands
   MendedBlocks mended;
-  Image proven;
+  Image proven;   // with the blocks mended that are proven
   Image freed;    // with the packets that items lack and free blocks held
   Image guessed;  // with the guesses, too
 
@@ -53,6 +50,9 @@ struct RescueSource {
 
   // Nobody knows whose one of those blocks is, and packets of older versions may stand in for it.
   bool mayMix = false;
+
+  // Whether the item is whole in a reading and nothing hints that it was longer, or other.
+  bool isCertain(const Image& reading, uint32_t id) const;
 
   // Whether one of the blocks that `guessed` makes the item of is no more than a guess.
   bool restsOnGuess(uint32_t id) const;
