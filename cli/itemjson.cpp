@@ -4,7 +4,7 @@ namespace cli {
 
 namespace {
 
-std::optional<PmString> NameOf(const Json& json) {
+std::optional<PmString> ParseName(const Json& json) {
   if (json.contains("name16")) {
     const std::optional<Bytes> bytes = FromBase64(json.at("name16").get<std::string>());
     if (!bytes || bytes->size() % 2 != 0)
@@ -25,14 +25,14 @@ std::string Complaint(const std::exception& error) {
   return end == std::string::npos ? what : what.substr(end + 2);
 }
 
-Record RecordOf(const Json& json) {
+Record ParseRecord(const Json& json) {
   if (json.contains("error")) throw std::invalid_argument("an error stopped the export that wrote this");
   const std::optional<uint32_t> id =
       json.contains("id") ? ParseNumber(json.at("id").get<std::string>()) : std::optional<uint32_t>(0);
   if (!id || (*id == 0 && json.contains("id"))) throw std::invalid_argument("\"id\" is no item ID");
   if (!json.at("kind").is_number_unsigned() || json.at("kind").get<uint64_t>() > UINT32_MAX)
     throw std::invalid_argument("\"kind\" is no 32-bit number");
-  const std::optional<PmString> name = NameOf(json);
+  const std::optional<PmString> name = ParseName(json);
   if (name && name->find(PmChar{0}) != PmString::npos)
     throw std::invalid_argument("the name holds a zero character");
   return {*id, json.at("kind").get<uint32_t>(), name};
@@ -79,7 +79,7 @@ Json ToJson(const Record& record, const Bytes& bytes) {
 
 ItemLine ParseItemLine(const std::string& line, size_t number) {
   return ReadLine(line, number, "item", "export --jsonl", [](const Json& json) {
-    Record record = RecordOf(json);
+    Record record = ParseRecord(json);
     std::optional<Bytes> bytes = FromBase64(json.at("data").get<std::string>());
     if (!bytes) throw std::invalid_argument("\"data\" is not base64");
     return ItemLine{std::move(record), std::move(*bytes)};
@@ -88,7 +88,7 @@ ItemLine ParseItemLine(const std::string& line, size_t number) {
 
 std::pair<std::string, Record> ParseManifestLine(const std::string& line, size_t number) {
   return ReadLine(line, number, "entry of the list", "export", [](const Json& json) {
-    return std::pair(json.at("file").get<std::string>(), RecordOf(json));
+    return std::pair(json.at("file").get<std::string>(), ParseRecord(json));
   });
 }
 

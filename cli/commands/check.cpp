@@ -52,7 +52,7 @@ std::vector<Finding> Find(const Image& image, const Options& options) {
   return findings;
 }
 
-Judged Judge(const Image& image, const Options& options, Console& console) {
+Judged JudgeFile(const Image& image, const Options& options, Console& console) {
   const std::vector<Finding> findings = Find(image, options);
   const bool withJournal = IsLaid(image.file().journal());
   Judged judged{image.fileShown(), VerdictOf(findings), ContentsOf(image, console), false, "", {}};
@@ -157,7 +157,7 @@ bool IsFine(const Judged& judged, const Options& options) {
 
 ExitCode CheckOne(const VaultPath& path, const Image& image, std::vector<Warning> warnings,
                   const Options& options, Console& console) {
-  const Judged only = Judge(image, options, console);
+  const Judged only = JudgeFile(image, options, console);
   Json document{{"files", {only.json}}};
   const bool isLost = options.read.source == Source::kAuto && image.fileShown() != path.shown;
   const JournalRole journal = image.file().journal();
@@ -175,8 +175,8 @@ ExitCode CheckOne(const VaultPath& path, const Image& image, std::vector<Warning
 
 ExitCode CheckBoth(const VaultPath& path, const Image& fileImage, const Image& backupImage,
                    std::vector<Warning> warnings, const Options& options, Console& console) {
-  const Judged file = Judge(fileImage, options, console);
-  const Judged backup = Judge(backupImage, options, console);
+  const Judged file = JudgeFile(fileImage, options, console);
+  const Judged backup = JudgeFile(backupImage, options, console);
   const size_t differences = Compare(file.contents, backup.contents).size();
   const bool isEmptied = fileImage.blocks().empty() && differences > 0;
   if (!isEmptied) {
