@@ -138,12 +138,15 @@ int32_t OpenOrCreate(FileInfo* file) {
   if (!platform::TakesName(backup) || !platform::TakesName(file->journal.path())) return kCannotOpen;
   if (exists) {
     const bool opened = file->file.open(file->path, platform::Access::kReadWrite);
-    return opened && file->file.stamp(&file->dataStamp) ? kOk : kBadData;
+    if (!opened || !file->file.stamp(&file->dataStamp)) return kBadData;
+    if (file->dataStamp.size != 0) return kOk;
+    // It may be one that could be made, but not its name durable: a journal must not come to stand without it.
+  } else {
+    if (!SetStrayJournalAside(file)) return kCannotOpen;
+    if (!file->file.createNew(file->path) || !file->file.stamp(&file->dataStamp)) return kCannotOpen;
+    file->isFlushed = true;  // there is nothing to flush but its name
   }
-  file->isFlushed = true;  // nothing of an empty file has to be, and its name is
-  if (!SetStrayJournalAside(file)) return kCannotOpen;
-  const bool made = file->file.createNew(file->path) && file->file.stamp(&file->dataStamp);
-  return made && platform::SyncFolder(file->path) ? kOk : kCannotOpen;
+  return platform::SyncFolder(file->path) ? kOk : kCannotOpen;
 }
 
 int32_t EnterDataFile(FileInfo* file) {
