@@ -4,8 +4,8 @@
 //  1. What can fail for want of memory in the ID table is made sure of before the engine changes anything.
 //  2. A negative result of the engine leaves the ID tables as they were.
 
-#include "catalogue/database.h"
 #include "catalogue/registry.h"
+#include "catalogue/storedtable.h"
 #include "catalogue/tableformat.h"
 #include "storage/dump.h"
 #include "storage/storage.h"
