@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Breaks vaults in many ways and does what the tool's own messages say: broken.py PMSTORE REPORT [SEED...]
 
-What stands intact in the files, or is provable, has to come back; what comes back otherwise has to be called doubtful; and no
-vault that has lost something may be called sound."""
+What stands intact in the files, or is provable, has to come back; what comes back otherwise has to be called doubtful;
+and no vault that has lost something may be called sound."""
 import base64, itertools, json, os, random, re, shlex, subprocess, sys, tempfile
 
 BLOCK, ZEROS = 1024, bytes(1024)

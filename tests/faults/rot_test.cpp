@@ -13,8 +13,8 @@ namespace {
 
 using vault::kBlock;
 
-// The table, an item in one block, which is changed and deleted, one in three with a leftover of a longer version, and a
-// free block.
+// The table, an item in one block, which is changed and deleted, one in three with a leftover of a longer version, and
+// a free block.
 Bytes EveryKind() {
   return ReadBytes(PMSTORE_CORPUS "/open/every-kind-and-a-leftover").value();
 }
