@@ -22,7 +22,7 @@ uint32_t FindSlot(Matches matches) {
   return registry->usedEnd();
 }
 
-DataBaseHandle* At(uint32_t slot) {
+DataBaseHandle* RecordIn(uint32_t slot) {
   const DataBaseRegistry* registry = totalController.registry;
   return registry != nullptr && slot < registry->usedEnd() ? (*registry)[slot] : nullptr;
 }
@@ -58,12 +58,12 @@ void RemoveDataBaseFromRegistry(DataBaseHandle* handle) {
 }
 
 bool IsValidDataBaseHandle(const DataBaseHandle* handle) {
-  return handle != nullptr && At(SlotOf(handle)) != nullptr;
+  return handle != nullptr && RecordIn(SlotOf(handle)) != nullptr;
 }
 
 DataBaseHandle* FindDataBaseByPath(const PmChar* path) {
   if (path == nullptr) return nullptr;
-  return At(
+  return RecordIn(
       FindSlot([path](const DataBaseHandle* other) { return commonbase::SameString(other->path, path); }));
 }
 

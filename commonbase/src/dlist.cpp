@@ -47,7 +47,7 @@ void LinkBehind(DListNode* node, DListNode* previous, DList* list) {
   ++list->count;
 }
 
-void Remove(DListNode* node, DList* list) {
+void UnlinkAndRelease(DListNode* node, DList* list) {
   node->prev->next = node->next;
   if (node->next != nullptr)
     node->next->prev = node->prev;
@@ -139,13 +139,13 @@ void* DLFindData(DLMatch match, const void* key, uint32_t keyLength, const DList
 int32_t DLDelByData(DLMatch match, const void* key, uint32_t keyLength, DList* list) {
   DListNode* node = FindNode(match, key, keyLength, list);
   if (node == nullptr) return kRefused;
-  Remove(node, list);
+  UnlinkAndRelease(node, list);
   return list->head == list->tail ? 1 : 0;
 }
 
 int32_t DLDelToTail(DList* list) {
   if (list == nullptr) return kRefused;
-  if (list->tail != list->head) Remove(list->tail, list);
+  if (list->tail != list->head) UnlinkAndRelease(list->tail, list);
   return kOk;
 }
 

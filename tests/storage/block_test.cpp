@@ -3,11 +3,12 @@
 #include "storage/checksum.h"
 #include "storage/pack.h"
 #include "tests/support/fixture.h"
+#include "tests/support/random.h"
 
 namespace {
 
 TEST(Checksum, EqualsTheBitwiseDefinitionAtEveryLengthAndAlignment) {
-  const Bytes bytes = Pattern(1300, std::random_device()());
+  const Bytes bytes = Pattern(1300, Random().seed);
   for (uint32_t size = 0; size <= 1280; ++size) {
     const uint8_t* start = bytes.data() + size % 17;
     const uint32_t sum = vault::Checksum(start, size);
