@@ -133,8 +133,8 @@ ItemIdRecord* IdTable::findByUserData(uint32_t kind, const PmChar* userData) {
   return topOf(kind, userData);
 }
 
-// Looks at eight slots at a time: which of them has the kind no processor foresees, so that a branch for each would cost
-// more.
+// Looks at eight slots at a time: which of them has the kind no processor foresees, so that a branch for each would
+// cost more.
 uint32_t IdTable::skipOthers(uint32_t slot, uint32_t kind) const {
   constexpr uint64_t kOnes = 0x0101010101010101U;
   const auto wanted = static_cast<uint8_t>(kind);

@@ -101,7 +101,7 @@ def older(rng, items):
 
 
 def killed(take_back, and_then=lambda rng: None):
-    """A program is killed; `take_back` says which of its blocks never reached the file, `and_then` what comes on top."""
+    """A program is killed; `take_back` says which of its blocks never reached the file, `and_then` what comes then."""
     def break_it(rng, items):
         before = read(NAME)
         subprocess.run([REPORT, NAME, "list", "stored before the kill"], check=True)
