@@ -5,6 +5,7 @@
 #include "pmstore.h"
 
 #if defined(_WIN32)
+#include "platform/compiler.h"
 #include "platform/platform.h"
 
 extern "C" {
@@ -30,8 +31,7 @@ int atexit(void (*call)()) {
   return 0;
 }
 
-__attribute__((no_stack_protector)) int __stdcall DllMain(void* module, unsigned long reason,
-                                                          void* isProcessEnding) {
+PMSTORE_NO_STACK_PROTECTOR int __stdcall DllMain(void* module, unsigned long reason, void* isProcessEnding) {
   constexpr unsigned long kProcessAttach = 1;
   constexpr unsigned long kProcessDetach = 0;
   if (reason == kProcessAttach) {

@@ -34,9 +34,7 @@ uint64_t UserDataSize(const PmChar* userData) {
 }
 
 IdTable::~IdTable() {
-  for (uint32_t slot = 0; slot < slots_.usedEnd(); ++slot) {
-    if (slots_[slot] != nullptr) release(slots_[slot]);
-  }
+  slots_.forEach(release);
 }
 
 ItemIdRecord* IdTable::make(uint32_t id, uint32_t kind, const void* userData, uint32_t userDataSize) {
@@ -78,17 +76,15 @@ void IdTable::remove(ItemIdRecord* record) {
 
 void IdTable::indexById() {
   byId_.expect(slots_.count());
-  for (uint32_t slot = 0; slot < slots_.usedEnd(); ++slot) {
-    if (slots_[slot] != nullptr) byId_.insert(slots_[slot]);
-  }
+  slots_.forEach([this](ItemIdRecord* record) { byId_.insert(record); });
   indexedById_ = true;
 }
 
 void IdTable::indexByUserData() {
   byUserData_.expect(slots_.count());
-  for (uint32_t slot = 0; slot < slots_.usedEnd(); ++slot) {
-    if (slots_[slot] != nullptr && slots_[slot]->userDataSize != 0) listUserData(slots_[slot]);
-  }
+  slots_.forEach([this](ItemIdRecord* record) {
+    if (record->userDataSize != 0) listUserData(record);
+  });
   indexedByUserData_ = true;
 }
 
@@ -137,7 +133,8 @@ ItemIdRecord* IdTable::findByUserData(uint32_t kind, const PmChar* userData) {
   return topOf(kind, userData);
 }
 
-// Looks at eight slots at a time: which of them has a kind no processor foresees, and a branch for each would cost more.
+// Looks at eight slots at a time: which of them has the kind no processor foresees, so that a branch for each would
+// cost more.
 uint32_t IdTable::skipOthers(uint32_t slot, uint32_t kind) const {
   constexpr uint64_t kOnes = 0x0101010101010101U;
   const auto wanted = static_cast<uint8_t>(kind);

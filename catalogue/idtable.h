@@ -9,9 +9,9 @@
 //     data, from the first time that one is looked for so. Opening a database does not wait for either.
 //  2. Where several records match, the one in the lowest slot is found. Those that share kind and user data, however
 //     many, are one heap, whose top alone stands under them.
-//  3. kindBytes_ and ids_ say once more, slot by slot, the low byte of a record's kind and its ID, next to each other: whoever
-//     goes over all records of a kind reads those and, unless some kind needs more than a byte, no record. A free slot has 0
-//     in both.
+//  3. kindBytes_ and ids_ say once more, slot by slot, the low byte of a record's kind and its ID, next to each other:
+//     whoever goes over all records of a kind reads those and, unless some kind needs more than a byte, no record. A
+//     free slot has 0 in both.
 //  4. storedBytes() is the length of the table as item 0 holds it.
 #pragma once
 
@@ -76,8 +76,8 @@ class IdTable {
 
   ItemIdRecord* find(uint32_t id);
   ItemIdRecord* findByUserData(uint32_t kind, const PmChar* userData);
-  // Puts the first slot from *slot on that holds a record of the kind into *slot, and its ID into *id. False when there is
-  // none.
+  // Puts the first slot from *slot on that holds a record of the kind into *slot, and its ID into *id. False when there
+  // is none.
   bool nextOfKind(uint32_t kind, uint32_t* slot, uint32_t* id) const;
 
   const SlotArray<ItemIdRecord>& slots() const { return slots_; }

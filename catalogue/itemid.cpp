@@ -1,8 +1,13 @@
-#include "catalogue/itemid.h"
+// The exported functions that give item IDs: new ones, those that a caller chooses, and those found by user data.
+//
+// Invariants:
+//  1. A new ID is in no table of any open database, and never 0, which is the ID table's own.
+//  2. An ID begins as a pending one: nothing is written of it until its item is stored.
 
 #include <cstdlib>
 #include <ctime>
 
+#include "catalogue/idhash.h"
 #include "catalogue/registry.h"
 #include "catalogue/tableformat.h"
 #include "storage/format.h"
@@ -12,22 +17,6 @@ namespace catalogue {
 namespace {
 
 constexpr int kDraws = 32;  // of four values each
-
-// The hash of bytes that come one by one.
-class IdHash {
- public:
-  void add(uint8_t byte) {
-    const uint32_t term = (byte * ++place_) & 0xFF;
-    mixed_ = (mixed_ ^ term) + mixed_;
-    sum_ += term;
-  }
-  uint32_t value() const { return mixed_ << 16 | sum_; }
-
- private:
-  uint32_t place_ = 0;
-  uint32_t mixed_ = 0;
-  uint32_t sum_ = 0;
-};
 
 // A generator of 64 bits by multiplications that spread every bit of its state.
 class Generator {
@@ -68,11 +57,10 @@ bool IsIdAbsent(DataBaseHandle* handle, uint32_t id) {
 }
 
 bool IsIdUnusedInAllDataBases(uint32_t id) {
-  const auto& registry = *totalController.registry;
-  for (uint32_t slot = 0; slot < registry.usedEnd(); ++slot) {
-    if (registry[slot] != nullptr && !IsIdAbsent(registry[slot], id)) return false;
-  }
-  return true;
+  bool isUnused = true;
+  totalController.registry->forEach(
+      [&](DataBaseHandle* handle) { isUnused = isUnused && IsIdAbsent(handle, id); });
+  return isUnused;
 }
 
 bool AddPendingId(DataBaseHandle* handle, uint32_t id, uint32_t kind, const PmChar* userData) {
@@ -86,13 +74,6 @@ bool AddPendingId(DataBaseHandle* handle, uint32_t id, uint32_t kind, const PmCh
 }
 
 }  // namespace
-
-uint32_t GetIdHashValue(const uint8_t* bytes, int32_t length) {
-  if (bytes == nullptr || length <= 0) return 0;
-  IdHash hash;
-  for (int32_t i = 0; i < length; ++i) hash.add(bytes[i]);
-  return hash.value();
-}
 
 }  // namespace catalogue
 

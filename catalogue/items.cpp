@@ -4,8 +4,8 @@
 //  1. What can fail for want of memory in the ID table is made sure of before the engine changes anything.
 //  2. A negative result of the engine leaves the ID tables as they were.
 
-#include "catalogue/database.h"
 #include "catalogue/registry.h"
+#include "catalogue/storedtable.h"
 #include "catalogue/tableformat.h"
 #include "storage/dump.h"
 #include "storage/storage.h"
@@ -78,7 +78,7 @@ int32_t InsertPending(DataBaseHandle* handle, ItemIdRecord* record, const void* 
 }
 
 // Removes an item and, by the same change, its ID.
-int32_t Delete(DataBaseHandle* handle, ItemIdRecord* record, int32_t syncNow) {
+int32_t DeleteCommitted(DataBaseHandle* handle, ItemIdRecord* record, int32_t syncNow) {
   const uint32_t id = record->itemId;
   OneChange one;
   if (!ReserveIdTable(handle, 0)) return one.end(kNoMemory);
@@ -133,7 +133,7 @@ int32_t DeleteItemFromDataBase(DataBaseHandle* handle, uint32_t id, int32_t sync
   ItemIdRecord* record = handle->committedIds.find(id);
   if (record == nullptr) return kBadId;
   if (!Select(handle)) return kNotHeld;
-  return Delete(handle, record, syncNow);
+  return DeleteCommitted(handle, record, syncNow);
 }
 
 int32_t PmModifyItem(DataBaseHandle* handle, uint32_t id, const void* data, int32_t offset, uint32_t size,

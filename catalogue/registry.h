@@ -12,12 +12,23 @@
 
 namespace catalogue {
 
+using DataBaseRegistry = SlotArray<DataBaseHandle>;
+
 struct PmTotalDataController {
   int32_t refCount = 0;
-  SlotArray<DataBaseHandle>* registry = nullptr;  // null while the catalogue is down
+  DataBaseRegistry* registry = nullptr;  // null while the catalogue is down
 };
 
 extern PmTotalDataController totalController;
+
+// Makes an empty registry. False when there is no memory.
+bool InitDataBaseRegistry();
+
+// Releases the registry, and the records that stand in it.
+void ReleaseDataBaseRegistry();
+
+// Takes a record out of the registry and releases it.
+void RemoveDataBaseFromRegistry(DataBaseHandle* handle);
 
 bool IsValidDataBaseHandle(const DataBaseHandle* handle);
 

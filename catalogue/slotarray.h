@@ -55,6 +55,14 @@ class SlotArray {
   // The entry in a slot below usedEnd(), null when it is free.
   T* operator[](uint32_t slot) const { return slot < slots_.size() ? slots_[slot] : nullptr; }
 
+  // Visits the entries in slot order.
+  template <typename Visit>
+  void forEach(Visit visit) const {
+    for (T* entry : slots_) {
+      if (entry != nullptr) visit(entry);
+    }
+  }
+
  private:
   uint32_t take(T* entry) {
     const uint32_t slot = nextSlot();

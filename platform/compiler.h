@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 
 #if defined(__SANITIZE_ADDRESS__)
 #define PMSTORE_HAS_ADDRESS_SANITIZER 1
@@ -41,6 +42,26 @@ inline uint32_t LowestBit(uint64_t word) {
   return bit;
 #endif
 }
+
+// Marks a function that runs before the value is there which the stack protector compares.
+#if defined(__GNUC__)
+#define PMSTORE_NO_STACK_PROTECTOR [[gnu::no_stack_protector]]
+#else
+#define PMSTORE_NO_STACK_PROTECTOR
+#endif
+
+#if defined(_WIN32)
+// Ends the process where it stands and has the system report why: nothing of the process itself runs any more.
+[[noreturn]] inline void FailFast(uint32_t reason) {
+#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+  asm volatile("int $0x29" : : "c"(reason));
+  __builtin_unreachable();
+#else
+  (void)reason;
+  std::abort();
+#endif
+}
+#endif
 
 // What the address sanitizer, in builds that have it, is told of memory that is no heap block of its own: from now on
 // nobody may touch these bytes; or they may.

@@ -1,4 +1,4 @@
-// Descriptors of our own (Linux).
+// The numbers of the file descriptors that the library opens for itself: never those of the standard streams (Linux).
 #pragma once
 
 namespace platform {

@@ -90,9 +90,9 @@ class File {
 
   void unlock();
 
-  // Gives this new file the access rights of `other`, where the system keeps them with a file: on POSIX owner, group and
-  // mode, and without the group its rights neither; on Windows as a list of its own, which the folder's does not change
-  // any more.
+  // Gives this new file the access rights of `other`, where the system keeps them with a file: on POSIX owner, group
+  // and mode, and without the group its rights neither; on Windows as a list of its own, which the folder's does not
+  // change any more.
   bool copyAccessRights(const File& other);
 
   // False when the system does not answer.
@@ -125,7 +125,8 @@ bool Exists(const PmChar* path);
 // Whether the system says that there is no entry of that name.
 bool IsMissing(const PmChar* path);
 
-// The size in bytes, 0 for a directory, -1 when no entry of that name exists.
+// The size in bytes, 0 for a directory, kNoSize when no entry of that name exists.
+constexpr int64_t kNoSize = -1;
 int64_t SizeOf(const PmChar* path);
 
 bool IdentityOf(const PmChar* path, FileIdentity* result);
@@ -171,9 +172,9 @@ bool SetHidden(const PmChar* path, bool hidden);
 // A standard stream on a wide path, or null; `mode` as for fopen, at most 4 characters of it.
 std::FILE* OpenStream(const PmChar* path, const char* mode);
 
-// Sets the length of the file at `path`, creating it when it is missing. 0 on success and also when the file
-// cannot be opened at all; -1 when the length could not be set.
-int32_t SetLength(const PmChar* path, int32_t size);
+// Sets the length of the file at `path`, creating it when it is missing. False when the length could not be set; true
+// also when the file cannot be opened at all.
+bool SetLength(const PmChar* path, int32_t size);
 
 // Puts the full path of the running program into a buffer of `size` characters; its length, or 0 on failure.
 // A path that does not fit is cut to size - 1 characters, and the result is `size`.
@@ -189,8 +190,8 @@ bool IsFolderSeparator(PmChar c);
 // well, and cost more than the small ones.
 constexpr size_t kLargePagesAtHand = size_t{32} << 20;
 
-// Memory that may be large, to be given back with Release() (heap.h); null when there is none. Where the system has large
-// pages, it stands in them as far as they are at hand: most of what filling it for the first time costs is being
+// Memory that may be large, to be given back with Release() (heap.h); null when there is none. Where the system has
+// large pages, it stands in them as far as they are at hand: most of what filling it for the first time costs is being
 // given its pages one by one.
 void* AllocateLarge(size_t size);
 

@@ -345,7 +345,7 @@ bool IsMissing(const PmChar* path) {
 
 int64_t SizeOf(const PmChar* path) {
   struct stat status;
-  if (stat(Utf8Path(path).get(), &status) != 0) return Exists(path) ? 0 : -1;
+  if (stat(Utf8Path(path).get(), &status) != 0) return Exists(path) ? 0 : kNoSize;
   return S_ISREG(status.st_mode) ? status.st_size : 0;
 }
 
@@ -450,14 +450,14 @@ std::FILE* OpenStream(const PmChar* path, const char* mode) {
   return nullptr;
 }
 
-int32_t SetLength(const PmChar* path, int32_t size) {
+bool SetLength(const PmChar* path, int32_t size) {
   const Utf8Path name(path);
   const int descriptor = Uninterrupted(
       [&] { return ::open(name.get(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, kOwnerOnly); });
-  if (descriptor < 0) return 0;
-  const int result = Uninterrupted([&] { return ftruncate(descriptor, size); });
+  if (descriptor < 0) return true;
+  const bool isSet = Uninterrupted([&] { return ftruncate(descriptor, size); }) == 0;
   ::close(descriptor);
-  return result == 0 ? 0 : -1;
+  return isSet;
 }
 
 int32_t ProgramPath(PmChar* buffer, int32_t size) {

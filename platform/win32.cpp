@@ -14,6 +14,7 @@
 #include <cstring>
 #include <cwchar>
 
+#include "platform/compiler.h"
 #include "platform/heap.h"
 #include "platform/platform.h"
 
@@ -338,7 +339,7 @@ bool IsMissing(const PmChar* path) {
 
 int64_t SizeOf(const PmChar* path) {
   WIN32_FIND_DATAW entry;
-  if (!Look(path, &entry)) return -1;
+  if (!Look(path, &entry)) return kNoSize;
   return static_cast<int64_t>(Join(entry.nFileSizeHigh, entry.nFileSizeLow));
 }
 
@@ -458,14 +459,14 @@ std::FILE* OpenStream(const PmChar* path, const char* mode) {
   return _wfopen(SystemPath(path), wide);
 }
 
-int32_t SetLength(const PmChar* path, int32_t size) {
+bool SetLength(const PmChar* path, int32_t size) {
   // Binary: in text mode the run-time cuts a Ctrl-Z off the end of a file that it opens for reading and
   // writing.
   int descriptor = _wopen(SystemPath(path), _O_RDWR | _O_CREAT | _O_BINARY, _S_IREAD | _S_IWRITE);
-  if (descriptor < 0) return 0;
-  int result = _chsize(descriptor, size);
+  if (descriptor < 0) return true;
+  const bool isSet = _chsize(descriptor, size) == 0;
   _close(descriptor);
-  return result;
+  return isSet;
 }
 
 int32_t ProgramPath(PmChar* buffer, int32_t size) {
@@ -514,8 +515,7 @@ uintptr_t StackGuard() {
 }
 
 void StopProcess() {
-  asm volatile("int $0x29" : : "c"(FAST_FAIL_STACK_COOKIE_CHECK_FAILURE));
-  __builtin_unreachable();
+  FailFast(FAST_FAIL_STACK_COOKIE_CHECK_FAILURE);
 }
 
 }  // namespace platform

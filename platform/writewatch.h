@@ -1,12 +1,12 @@
 // Whether somebody writes into a file that is open (Linux).
 //
-// It stands in for the question when the file was last written. A system that keeps times apart once somebody has asked
-// for one notes a new time with every write from then on, of every file, and each flush has to carry it: a small durable
-// change costs half as much again.
+// It stands in for the question when the file was last written. A system that keeps times apart once somebody has
+// asked for one notes a new time with every write from then on, of every file, and each flush has to carry it: a small
+// durable change costs half as much again.
 //
 // Invariants:
-//  1. What any process of this machine writes into the file with a call, or cuts off, is seen, this process's own writes
-//     too; not what is written through a mapping, or by the kernel for who has asked it to (libaio).
+//  1. What any process of this machine writes into the file with a call, or cuts off, is seen, this process's own
+//     writes too; not what is written through a mapping, or by the kernel for who has asked it to (libaio).
 //  2. A file that other machines, or other layers of this one, can write is not watched.
 //  3. A watch belongs to the process that began it: a child that it forked neither asks nor empties it.
 #pragma once

@@ -1,3 +1,5 @@
+// pmstore by its exports. The insert of a new item and a delete sync by themselves, since the table of IDs changes with
+// them; a replacement is told to.
 #include "pmstore.h"
 
 #include <stdexcept>

@@ -27,9 +27,8 @@ class Key {
   Key(char table, uint32_t number, std::string_view rest = {}) : size_(1 + sizeof number + rest.size()) {
     if (size_ > sizeof bytes_) throw std::runtime_error("a key is too long");
     bytes_[0] = table;
-    const uint32_t bigEndian = __builtin_bswap32(number);
-    std::memcpy(bytes_ + 1, &bigEndian, sizeof bigEndian);
-    std::memcpy(bytes_ + 1 + sizeof bigEndian, rest.data(), rest.size());
+    for (int i = 0; i < 4; ++i) bytes_[1 + i] = static_cast<char>(number >> (24 - 8 * i));
+    std::memcpy(bytes_ + 1 + sizeof number, rest.data(), rest.size());
   }
   std::string_view view() const { return {bytes_, size_}; }
 

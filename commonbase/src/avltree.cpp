@@ -42,7 +42,7 @@ void* ElementContext(AvlTree* tree) {
   return tree->ownsElementArea != 0 ? tree : tree->elementArea;
 }
 
-void Count(int16_t& counter, int change) {
+void AddTo(int16_t& counter, int change) {
   counter = static_cast<int16_t>(counter + change);
 }
 
@@ -104,7 +104,7 @@ AvlNode* GetAvlNode(void* context) {
   if (tree == nullptr || tree->freeNodes == nullptr) return static_cast<AvlNode*>(Malloc(sizeof(AvlNode)));
   AvlNode* node = tree->freeNodes;
   tree->freeNodes = node->right;
-  Count(tree->freeNodeNum, -1);
+  AddTo(tree->freeNodeNum, -1);
   return node;
 }
 
@@ -114,7 +114,7 @@ void* GetAvlElement(void* context) {
   if (tree->freeElements == nullptr) return Malloc(static_cast<uint32_t>(tree->elementSize));
   void* element = tree->freeElements;
   tree->freeElements = ElementsOf(tree).next(element);
-  Count(tree->freeElementNum, -1);
+  AddTo(tree->freeElementNum, -1);
   return element;
 }
 
@@ -126,7 +126,7 @@ void FreeAvlNode(void* context, AvlNode* node) {
   }
   node->right = tree->freeNodes;
   tree->freeNodes = node;
-  Count(tree->freeNodeNum, 1);
+  AddTo(tree->freeNodeNum, 1);
 }
 
 void FreeAvlElement(void* context, void* element) {
@@ -139,7 +139,7 @@ void FreeAvlElement(void* context, void* element) {
   std::memset(element, 0, area.size);
   area.setNext(element, tree->freeElements);
   tree->freeElements = element;
-  Count(tree->freeElementNum, 1);
+  AddTo(tree->freeElementNum, 1);
 }
 
 void DestroyAvlTree(AvlTree* tree) {
@@ -206,9 +206,9 @@ AvlNode* Balance(const Insertion& insertion, AvlNode* top) {
   AvlNode*& child = top->*kSide;
   if (Height(child) - Height(top->*Opposite(kSide)) != 2) return top;
   const int32_t order = insertion.compareWith(child);
-  // Earlier deletions can leave a difference of 2 on the path to an element that is already present, even in
-  // the child itself. Then there need not be the inner grandchild that is to come up first, and nothing was added that
-  // would call for it.
+  // Earlier deletions can leave a difference of 2 on the path to an element that is already present, even in the child
+  // itself. Then there need not be the inner grandchild that is to come up first, and nothing was added that would call
+  // for it.
   if (order == 0 && insertion.outcome == Outcome::kPresent) return top;
   const bool isOuter = kSide == kLeft ? order < 0 : order > 0;
   if (!isOuter) child = Rotate<Opposite(kSide)>(child);

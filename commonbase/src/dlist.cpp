@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "commonbase/src/result.h"
 #include "platform/heap.h"
 
 namespace commonbase {
@@ -46,7 +47,7 @@ void LinkBehind(DListNode* node, DListNode* previous, DList* list) {
   ++list->count;
 }
 
-void Remove(DListNode* node, DList* list) {
+void UnlinkAndRelease(DListNode* node, DList* list) {
   node->prev->next = node->next;
   if (node->next != nullptr)
     node->next->prev = node->prev;
@@ -66,30 +67,32 @@ DListNode* FindNode(DLMatch match, const void* key, uint32_t keyLength, const DL
 }  // namespace
 }  // namespace commonbase
 
+using namespace commonbase;
+
 int32_t DLCreate(DList* list) {
-  if (list == nullptr) return -1;
+  if (list == nullptr) return kRefused;
   *list = {};
   list->head = list->tail = platform::Make<DListNode>();
-  return list->head == nullptr ? -1 : 0;
+  return list->head == nullptr ? kRefused : kOk;
 }
 
 int32_t DLInsert(const void* bytes, uint32_t length, DList* list) {
-  if (bytes == nullptr || length == 0 || list == nullptr) return -1;
-  DListNode* node = commonbase::MakeNode(bytes, length);
-  if (node == nullptr) return -1;
-  commonbase::LinkBehind(node, list->tail, list);
-  return 0;
+  if (bytes == nullptr || length == 0 || list == nullptr) return kRefused;
+  DListNode* node = MakeNode(bytes, length);
+  if (node == nullptr) return kRefused;
+  LinkBehind(node, list->tail, list);
+  return kOk;
 }
 
 int32_t DLInsertSort(const void* bytes, uint32_t length, DLOrder order, DList* list) {
-  if (bytes == nullptr || order == nullptr || list == nullptr) return -1;
-  DListNode* node = commonbase::MakeNode(bytes, length);
-  if (node == nullptr) return -1;
+  if (bytes == nullptr || order == nullptr || list == nullptr) return kRefused;
+  DListNode* node = MakeNode(bytes, length);
+  if (node == nullptr) return kRefused;
   DListNode* previous = list->head;
   while (previous->next != nullptr && order(previous->next->data, previous->next->size, bytes, length) != 1)
     previous = previous->next;
-  commonbase::LinkBehind(node, previous, list);
-  return 0;
+  LinkBehind(node, previous, list);
+  return kOk;
 }
 
 void* DLGetFirstData(uint32_t* length, DList* list) {
@@ -129,29 +132,29 @@ void* DLGetNextDataR(uint32_t* length, DList* list) {
 }
 
 void* DLFindData(DLMatch match, const void* key, uint32_t keyLength, const DList* list) {
-  DListNode* node = commonbase::FindNode(match, key, keyLength, list);
+  DListNode* node = FindNode(match, key, keyLength, list);
   return node == nullptr ? nullptr : node->data;
 }
 
 int32_t DLDelByData(DLMatch match, const void* key, uint32_t keyLength, DList* list) {
-  DListNode* node = commonbase::FindNode(match, key, keyLength, list);
-  if (node == nullptr) return -1;
-  commonbase::Remove(node, list);
+  DListNode* node = FindNode(match, key, keyLength, list);
+  if (node == nullptr) return kRefused;
+  UnlinkAndRelease(node, list);
   return list->head == list->tail ? 1 : 0;
 }
 
 int32_t DLDelToTail(DList* list) {
-  if (list == nullptr) return -1;
-  if (list->tail != list->head) commonbase::Remove(list->tail, list);
-  return 0;
+  if (list == nullptr) return kRefused;
+  if (list->tail != list->head) UnlinkAndRelease(list->tail, list);
+  return kOk;
 }
 
 int32_t DLDestroy(DList* list) {
-  if (list == nullptr) return -1;
+  if (list == nullptr) return kRefused;
   for (DListNode* node = list->head; node != nullptr;) {
     DListNode* next = node->next;
-    commonbase::ReleaseNode(node);
+    ReleaseNode(node);
     node = next;
   }
-  return 0;
+  return kOk;
 }

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "commonbase/src/result.h"
 #include "platform/platform.h"
 
 namespace commonbase {
@@ -17,8 +18,10 @@ FILE* OpenUnbuffered(const PmChar* path, const char* mode) {
 }  // namespace
 }  // namespace commonbase
 
+using namespace commonbase;
+
 int32_t FExists(const PmChar* path) {
-  return platform::Exists(path) ? 0 : -1;
+  return platform::Exists(path) ? kOk : kRefused;
 }
 
 FILE* FOpen(const PmChar* path, const char* mode) {
@@ -34,14 +37,14 @@ int32_t FRead(void* buffer, uint32_t elementSize, uint32_t elementCount, FILE* s
 }
 
 int32_t FReadLine(char* buffer, int32_t size, FILE* stream) {
-  if (buffer == nullptr || size < 1) return -3;
+  if (buffer == nullptr || size < 1) return kNothingLeft;
   std::memset(buffer, 0, static_cast<size_t>(size));
   // Where there is room for no character, fgets gives an empty line for ever.
   if (size == 1) {
     const int next = std::getc(stream);
-    return next != EOF && std::ungetc(next, stream) != EOF ? 0 : -3;
+    return next != EOF && std::ungetc(next, stream) != EOF ? 0 : kNothingLeft;
   }
-  if (std::fgets(buffer, size, stream) == nullptr) return -3;
+  if (std::fgets(buffer, size, stream) == nullptr) return kNothingLeft;
   return static_cast<int32_t>(std::strlen(buffer));
 }
 
@@ -58,7 +61,7 @@ int32_t FEof(FILE* stream) {
 }
 
 int32_t FSize(const PmChar* path) {
-  return static_cast<int32_t>(platform::SizeOf(path));
+  return static_cast<int32_t>(platform::SizeOf(path));  // kNoSize stays -1
 }
 
 int32_t GetCurDir(int32_t size, PmChar* buffer) {
@@ -72,11 +75,11 @@ int32_t GetCurDir(int32_t size, PmChar* buffer) {
 }
 
 int32_t FDelete(const PmChar* path) {
-  return platform::Delete(path) ? 0 : -1;
+  return platform::Delete(path) ? kOk : kRefused;
 }
 
 int32_t FTruncate(const PmChar* path, int32_t size) {
-  return platform::SetLength(path, size);
+  return platform::SetLength(path, size) ? kOk : kRefused;
 }
 
 int32_t FFlush(FILE* stream) {
@@ -84,12 +87,12 @@ int32_t FFlush(FILE* stream) {
 }
 
 int32_t FCopyToFile(const PmChar* source, const PmChar* destination) {
-  FILE* from = commonbase::OpenUnbuffered(source, "rb");
-  if (from == nullptr) return -2;
-  FILE* to = commonbase::OpenUnbuffered(destination, "wb");
+  FILE* from = OpenUnbuffered(source, "rb");
+  if (from == nullptr) return kCannotOpen;
+  FILE* to = OpenUnbuffered(destination, "wb");
   if (to == nullptr) {
     std::fclose(from);
-    return -2;
+    return kCannotOpen;
   }
 
   bool failed = false;
@@ -99,7 +102,7 @@ int32_t FCopyToFile(const PmChar* source, const PmChar* destination) {
   platform::Wipe(buffer, sizeof buffer);
   std::fclose(from);
   if (std::fclose(to) != 0) failed = true;
-  return failed ? -4 : 0;
+  return failed ? kWriteFailed : kOk;
 }
 
 int32_t FSetHideAttribute(const PmChar* path, int32_t hide) {

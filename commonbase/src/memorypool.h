@@ -1,5 +1,5 @@
-// The memory of what an open vault keeps, item bytes and records and tables, carved from pieces, some of them as large as
-// the system's large pages.
+// The memory of what an open vault keeps, item bytes and records and tables, carved from pieces, some of them as large
+// as the system's large pages.
 //
 // A page fresh from the system costs more than filling it, and a large page not much more than a few small ones. So
 // memory comes in large pages when most of one will be filled soon, which the caller says, and else in small pieces
@@ -11,9 +11,9 @@
 //  1. A block is aligned as the heap's are and keeps its place until it is given back. What it holds is its
 //     owner's to wipe.
 //  2. A piece goes back to the system with its last block.
-//  3. A piece is begun only while at least half of the bytes of pieces are taken. Otherwise a block is the heap's
-//     own, and so is one that would fill most of a piece. So pieces never hold more than twice what was taken at
-//     most, and one piece.
+//  3. A new piece is begun only while half of the bytes of all pieces, or more, are taken, and only for a block of
+//     at most half of its size. A block that finds no room then is the heap's own. So all pieces together are never
+//     larger than one piece and twice the most that was ever taken of them.
 #pragma once
 
 #include <cstddef>

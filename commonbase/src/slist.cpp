@@ -1,6 +1,7 @@
 #include "slist.h"
 
 #include "commonbase/src/assertion.h"
+#include "commonbase/src/result.h"
 
 namespace commonbase {
 namespace {
@@ -13,12 +14,12 @@ static_assert(sizeof(void*) != 4 || (sizeof(SListNode) == 8 && offsetof(SListNod
 // Takes a node for the element and links it behind `position`.
 int32_t InsertBehind(void* element, SList* list, SListNode* position) {
   auto node = static_cast<SListNode*>(list->pool->GetCommonNode(list->pool));
-  if (node == nullptr) return -1;
+  if (node == nullptr) return kRefused;
   node->element = element;
   node->next = position->next;
   position->next = node;
   ++list->usedNodeNum;
-  return 0;
+  return kOk;
 }
 
 // The node whose element comes first in the order that `sign` gives: 1 for the least, -1 for the greatest.
@@ -35,6 +36,8 @@ SListNode* FindExtreme(const SList* list, int32_t tie, int sign) {
 
 }  // namespace
 }  // namespace commonbase
+
+using namespace commonbase;
 
 SList* CreateEmptysList(int32_t count) {
   if (count == INT32_MAX) return nullptr;
@@ -61,8 +64,7 @@ int32_t IsLastInList(const SListNode* node) {
 
 SListNode* FindInsList(const void* element, const SList* list) {
   if (list->CmpsListNode == nullptr) {
-    commonbase::ReportAssertion("commonbase/src/slist", "FindInsList", __LINE__,
-                                "Must set the CmpsListNode function");
+    ReportAssertion("commonbase/src/slist", "FindInsList", __LINE__, "Must set the CmpsListNode function");
     return nullptr;
   }
   SListNode* node = list->header->next;
@@ -71,11 +73,11 @@ SListNode* FindInsList(const void* element, const SList* list) {
 }
 
 SListNode* FindMinInsList(const SList* list, int32_t tie) {
-  return commonbase::FindExtreme(list, tie, 1);
+  return FindExtreme(list, tie, 1);
 }
 
 SListNode* FindMaxInsList(const SList* list, int32_t tie) {
-  return commonbase::FindExtreme(list, tie, -1);
+  return FindExtreme(list, tie, -1);
 }
 
 SListNode* PrevsListNode(const SListNode* node, SListNode* header) {
@@ -89,11 +91,11 @@ SListNode* NextsListNode(const SListNode* node, const SListNode* header) {
 }
 
 int32_t InsertNodeTosList(void* element, SList* list, SListNode* position) {
-  return commonbase::InsertBehind(element, list, position == nullptr ? list->header : position);
+  return InsertBehind(element, list, position == nullptr ? list->header : position);
 }
 
 int32_t AppendNodeTosList(void* element, SList* list) {
-  return commonbase::InsertBehind(element, list, ListTail(list->header));
+  return InsertBehind(element, list, ListTail(list->header));
 }
 
 int32_t CountSlist(const SListNode* header) {

@@ -1,6 +1,6 @@
 #!/bin/sh
-# check_headers.sh ROOT COMPILER...: every public header compiles by itself and twice, in each language and standard that
-# it promises, with every warning an error.
+# check_headers.sh ROOT COMPILER...: every public header compiles by itself and twice, in each language and standard
+# that it promises, with every warning an error.
 set -eu
 cd "$1"
 shift

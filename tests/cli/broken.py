@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Breaks vaults in many ways and does what the tool's own messages say: broken.py PMSTORE REPORT [SEED...]
 
-What stands intact in the files, or is provable, has to come back; what comes back otherwise has to be called doubtful; and no
-vault that has lost something may be called sound."""
+What stands intact in the files, or is provable, has to come back; what comes back otherwise has to be called doubtful;
+and no vault that has lost something may be called sound."""
 import base64, itertools, json, os, random, re, shlex, subprocess, sys, tempfile
 
 BLOCK, ZEROS = 1024, bytes(1024)
@@ -101,7 +101,7 @@ def older(rng, items):
 
 
 def killed(take_back, and_then=lambda rng: None):
-    """A program is killed; `take_back` says which of its blocks never reached the file, `and_then` what comes on top."""
+    """A program is killed; `take_back` says which of its blocks never reached the file, `and_then` what comes then."""
     def break_it(rng, items):
         before = read(NAME)
         subprocess.run([REPORT, NAME, "list", "stored before the kill"], check=True)

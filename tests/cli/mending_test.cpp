@@ -1,19 +1,20 @@
 // Random damage to random packets: a packet that is called proven is the one that was written, always, and what
-// stands often enough in its block is always mended. PMSTORE_SEED draws others.
+// stands often enough in its block is always mended. PMSTORE_TEST_SEED
+// draws others.
 
 #include "cli/mending.h"
 
 #include "storage/pack.h"
 #include "tests/support/fixture.h"
+#include "tests/support/random.h"
 
 namespace {
 
 constexpr uint32_t kCases = 500;  // of each damage
 
-std::mt19937 draw;
-
 uint32_t Below(uint32_t bound) {
-  return std::uniform_int_distribution<uint32_t>(0, bound - 1)(draw);
+  static Random random(1);
+  return random.below(bound);
 }
 
 void Overwrite(Bytes& block, uint32_t begin, uint32_t size, uint32_t bytesBelow) {
@@ -44,8 +45,6 @@ const Damage kDamages[] = {
 };
 
 TEST(Mending, NeverTakesAWrongPacketForProven) {
-  const char* seed = std::getenv("PMSTORE_SEED");
-  draw.seed(seed == nullptr ? 1 : static_cast<uint32_t>(std::stoul(seed)));
   for (const Damage& damage : kDamages) {
     uint32_t falseGuesses = 0;
     for (uint32_t i = 0; i < kCases; ++i) {

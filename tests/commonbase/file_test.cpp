@@ -178,7 +178,7 @@ TEST_F(Files, HaveNamesInUtf8WithoutCollisions) {
   for (const PmString& name : {nowhere_, PmString()}) EXPECT_FALSE(platform::SyncFolder(name.c_str()));
 }
 
-// Servers read it; the vaults' rights are for tests/faults/secrets_test.cpp.
+// Servers read it; the vaults' rights are for tests/api/transcripts/sharing.txt.
 TEST_F(Files, CarryTheHiddenAttribute) {
   const PmString name = make("file", {});
   const std::string entry = (folder_.path() / "file").string();

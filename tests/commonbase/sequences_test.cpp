@@ -111,7 +111,7 @@ TEST(AvlTree, BehavesLikeASetWithOrWithoutMemory) {
   Compare<Tree>();
 }
 
-// Each line of the file: changes, of which a capital letter is a deletion; the tree then; and its letters, children first.
+// Each line of the file: changes, of which a capital letter is a deletion; the tree then; its letters, children first.
 TEST(AvlTree, TurnsAboutADifferenceOfTwoThatAnInsertionMeets) {
   std::ifstream lines(PMSTORE_TREES);
   std::string changes, shape, postorder;

@@ -1,8 +1,8 @@
 #!/bin/bash
-# Does what a document shows: walk.sh DOCUMENT WAY FOLDER [ROOT]. In FOLDER it saves every program that the document shows
-# under a name, and runs the blocks "sh WAY", in order and in one shell; what a block prints last has to be the text block
-# right behind it, where there is one, but for item IDs, which are random. With ROOT what would be installed goes there,
-# and nothing on this machine changes.
+# Does what a document shows: walk.sh DOCUMENT WAY FOLDER [ROOT]. In FOLDER it saves every program that the document
+# shows under a name, and runs the blocks "sh WAY", in order and in one shell; what a block prints last has to be the
+# text block right behind it, where there is one, but for item IDs, which are random. With ROOT what would be installed
+# goes there, and nothing on this machine changes.
 set -euo pipefail
 document=$(realpath "$1") way=$2 root=${4:-}
 cd "$3"

@@ -2,8 +2,8 @@
 // then, by a plain open and by a restore, is the state before or after the call in flight, with everything that was
 // reported done; and the next session on what was recovered is as safe.
 //
-// PMSTORE_FAULTS_SEED is the first seed. PMSTORE_FAULTS_STATES sets how many states of the medium are tried,
-// PMSTORE_FAULTS_SESSIONS how many sessions run with failing calls. What was tried is printed.
+// PMSTORE_TEST_SEED is the first seed, 1 without it. PMSTORE_FAULTS_STATES sets how many states of the medium are
+// tried, PMSTORE_FAULTS_SESSIONS how many sessions run with failing calls. What was tried is printed.
 
 #include <unordered_set>
 
@@ -45,7 +45,7 @@ class Faults : public testing::Test {
     seam::suspended = false;
   }
 
-  const uint32_t firstSeed_ = Setting("PMSTORE_FAULTS_SEED", 1);
+  const uint32_t firstSeed_ = Setting("PMSTORE_TEST_SEED", 1);
   TempFolder live_, dead_;
 };
 

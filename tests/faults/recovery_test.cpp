@@ -31,29 +31,7 @@ class Recovery : public testing::Test {
   const fs::path path_ = folder_.path() / "a.db";
 };
 
-// A full disk keeps nobody from reading; once there is room, the journal is carried out.
-TEST_F(Recovery, OnAFullDisk) {
-  Session s(folder_.path());
-  s.open(0), s.insert(0, 1, 300), s.close(0);
-  const Bytes before = File(path_);
-  s.open(0), s.insert(0, 5, 2200);
-  const Bytes journal = File(JournalOf(path_)), after = *s.states(0).begin();
-  s.takeDown();
-  WriteBytes(path_, before);
-  WriteBytes(JournalOf(path_), journal);
-  seam::Arm(seam::Fault::kNoSpace, 0, true);
-  DataBaseHandle* handle = OpenDataBaseFile(Pm(path_).c_str());
-  seam::Disarm();
-  uint32_t word = 5;
-  ASSERT_NE(PmGetItemPtrByID(handle, &word), nullptr);
-  EXPECT_EQ(word, 2200u);
-  EXPECT_EQ(DeleteItemFromDataBase(handle, 5, 1), -2);
-  EXPECT_EQ(CloseDataBaseFile(handle), 0);
-  EXPECT_EQ(File(path_), before);
-  EXPECT_EQ(opened(), after);
-}
-
-// What a medium gives behind the end may be the frames of another journal with the right numbers, or its own first ones.
+// What a medium gives behind the end may be the frames of another journal with the right numbers, or its own first.
 TEST_F(Recovery, EndsBeforeFramesThatDoNotFollow) {
   Bytes data[2], journal[2];
   ptrdiff_t end[2];

@@ -4,17 +4,17 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <random>
 
 #include "tests/support/drive.h"
 #include "tests/support/fixture.h"
+#include "tests/support/random.h"
 
 namespace {
 
 using vault::kBlock;
 
-// The table, an item in one block, which is changed and deleted, one in three with a leftover of a longer version, and a
-// free block.
+// The table, an item in one block, which is changed and deleted, one in three with a leftover of a longer version, and
+// a free block.
 Bytes EveryKind() {
   return ReadBytes(PMSTORE_CORPUS "/open/every-kind-and-a-leftover").value();
 }
@@ -36,10 +36,10 @@ TEST(Rot, EveryBitFlippedAndCutAtEveryLength) {
 }
 
 // Enough items for some to be read along with others.
-Bytes ManyItems(std::mt19937& random) {
+Bytes ManyItems(Random& random) {
   Bytes file;
   for (uint32_t id = 1; id <= 330; ++id) {
-    const size_t size = random() % (random() % 8 == 0 ? 30000 : 2500);
+    const size_t size = random.below(random.oneIn(8) ? 30000 : 2500);
     const Bytes item = id % 11 != 0 ? vault::MakeBlocks(id, Pattern(1 + size, id))
                                     : vault::MakeBlock(id - 1, Pattern(32000), 31);  // of a longer version
     file.insert(file.end(), item.begin(), item.end());
@@ -48,18 +48,18 @@ Bytes ManyItems(std::mt19937& random) {
 }
 
 TEST(Rot, BlocksSwappedDoubledAndDamaged) {
-  std::mt19937 random(1);
+  Random random(1);
   for (int round = 0; round < 3000; ++round) {
     const bool many = round % 150 == 0;
     Bytes file = many ? ManyItems(random) : EveryKind();
     const auto blocks = static_cast<uint32_t>(file.size() / kBlock);
-    for (auto i = many ? 30 : 1 + random() % 5; i > 0; --i) {
-      const auto from = file.begin() + random() % blocks * kBlock,
-                 to = file.begin() + random() % blocks * kBlock;
+    for (auto i = many ? 30 : 1 + random.below(5); i > 0; --i) {
+      const auto from = file.begin() + random.below(blocks) * kBlock,
+                 to = file.begin() + random.below(blocks) * kBlock;
       const Bytes block(from, from + kBlock);
-      if (random() % 2 == 0) std::copy_n(to, kBlock, from);
+      if (random.oneIn(2)) std::copy_n(to, kBlock, from);
       std::copy(block.begin(), block.end(), to);
-      if (many) file[random() % blocks * kBlock + 16 + random() % 900] ^= 1;
+      if (many) file[random.below(blocks) * kBlock + 16 + random.below(900)] ^= 1;
     }
     drive::OpenAndUse(file);
   }

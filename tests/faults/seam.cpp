@@ -265,7 +265,6 @@ PASS(kPlain, descriptor, -1, int, fcntl64, (int descriptor, int command, void* a
 PASS(kPlain, "", -1, ssize_t, getrandom, (void* bytes, size_t size, unsigned flags), (bytes, size, flags))
 PASS(kPlain, path, nullptr, char*, realpath, (const char* path, char* real), (path, real))
 PASS(kAllocates, "", nullptr, void*, malloc, (size_t size), (size))
-PASS(kAllocates, "", nullptr, void*, calloc, (size_t number, size_t size), (number, size))
 PASS(kAllocates, "", nullptr, void*, realloc, (void* memory, size_t size), (memory, size))
 PASS(kAllocates, "", ENOMEM, int, posix_memalign, (void** memory, size_t alignment, size_t size),
      (memory, alignment, size))

@@ -1,6 +1,4 @@
-// What is kept secret: files are their owner's alone, and item bytes are wiped before their memory goes.
-
-#include <sys/stat.h>
+// Item bytes are wiped before their memory is given back.
 
 #include <cstring>
 
@@ -11,46 +9,18 @@ namespace {
 
 constexpr char kSecret[] = "correct horse battery staple";
 
-class Secrets : public DataBaseTest {
- protected:
-  static mode_t modeOf(const std::filesystem::path& path) {
-    struct stat status {};
-    EXPECT_EQ(stat(path.c_str(), &status), 0) << path;
-    return status.st_mode & 07777;
-  }
-
-  static Bytes secretItem(size_t size) {
-    Bytes item(size, ' ');
-    for (size_t at = 0; at + sizeof kSecret < size; at += 90)
-      std::copy_n(kSecret, sizeof kSecret - 1, &item[at]);
-    return item;
-  }
-};
-
-TEST_F(Secrets, FilesAreTheirOwnersAlone) {
-  umask(0);
-  DataBaseHandle* handle = open();
-  add(handle, Pattern(100));
-  EXPECT_EQ(modeOf(file()), 0600u);
-  EXPECT_EQ(modeOf(BackupOf(file())), 0600u);
-  EXPECT_EQ(modeOf(JournalOf(file())), 0600u);
-  restart();
-  chmod(file().c_str(), 0640);
-  add(open(), Pattern(200));
-  EXPECT_EQ(modeOf(file()), 0640u) << "a vault keeps its mode";
-  EXPECT_EQ(modeOf(BackupOf(file())), 0640u) << "never wider than the vault's";
-  EXPECT_EQ(modeOf(JournalOf(file())), 0640u);
-  std::filesystem::copy_file(BackupOf(file()), file("kept"));
-  restart();
-  std::filesystem::rename(file("kept"), BackupOf(file()));
-  chmod(BackupOf(file()).c_str(), 0666);
-  ASSERT_EQ(PmRestoreBackupFile(Pm(file()).c_str()), 0);
-  EXPECT_EQ(modeOf(file()), 0640u) << "also after a restore";
+Bytes SecretItem(size_t size) {
+  Bytes item(size, ' ');
+  for (size_t at = 0; at + sizeof kSecret < size; at += 90)
+    std::copy_n(kSecret, sizeof kSecret - 1, &item[at]);
+  return item;
 }
+
+using Secrets = DataBaseTest;
 
 TEST_F(Secrets, NoMemoryIsGivenBackWithItemBytesInIt) {
   const PmString path = Pm(file());  // the test's own memory is not to be looked at
-  const Bytes items[] = {{}, secretItem(700), secretItem(5000), secretItem(5000)}, other = Pattern(3000);
+  const Bytes items[] = {{}, SecretItem(700), SecretItem(5000), SecretItem(5000)}, other = Pattern(3000);
   seam::watched = kSecret;
   for (int round = 0; round < 2; ++round) {
     DataBaseHandle* handle = OpenDataBaseFile(path.c_str());

@@ -1,4 +1,4 @@
-/* Functions called across the boundary both ways; this file is compiled with another default convention than the DLL. */
+/* Functions called across the boundary both ways; this file is compiled for another convention than the DLL is. */
 #include "pmstore.h"
 
 static int32_t PM_CALL Descending(const void* a, const void* b) {

@@ -4,6 +4,7 @@ import ctypes
 import errno
 import os
 import pathlib
+import resource
 import shutil
 
 import pmstore
@@ -109,6 +110,16 @@ def damage(path, offset):
 
 def packet(path, at):
     return pathlib.Path(path).read_bytes()[at:at + 1024]
+
+
+def within(limit, most, call):
+    """What a call answers while the process may have no more of something: RLIMIT_FSIZE is a full disk."""
+    before = resource.getrlimit(limit)
+    resource.setrlimit(limit, (most, before[1]))
+    try:
+        return call()
+    finally:
+        resource.setrlimit(limit, before)
 
 
 def here():

@@ -1,20 +1,16 @@
-// What hands out pieces of memory, how a caller's broken precondition is reported, and the set of numbers.
+// What hands out pieces of memory: the pool of nodes, a tree's areas of nodes and elements, and the library's own pool.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <cstring>
-#include <set>
+#include <vector>
 
 #include "avltree.h"
-#include "commonbase/src/numberset.h"
+#include "commonbase/src/memorypool.h"
 #include "nodepool.h"
-#include "slist.h"
 #include "tests/support/random.h"
 
 namespace {
-
-using commonbase::NumberSet;
 
 TEST(CommonPool, HandsOutAndTakesBackLikeAStackWithAHeapBehindIt) {
   constexpr int kOrder[] = {6, 3, 0, 4, 1, 2, 5};                          // 5 and 6 are from the heap
@@ -91,55 +87,26 @@ TEST(AvlTree, CreationTakesOnlyWhatCanWork) {
   ReleaseAvlTree(header);
 }
 
-TEST(Assertion, NamesThePlaceAndTheBrokenPrecondition) {
-  SList* list = CreateEmptysList(1);
-  testing::internal::CaptureStdout();
-  EXPECT_EQ(InsertAvlNode(nullptr, nullptr, nullptr), nullptr);
-  EXPECT_EQ(FindInsList("x", list), nullptr);
-  for (const auto& [nodeNum, size] : {std::pair(1, 3), {0, INT32_MIN}})
-    EXPECT_EQ(CreateCommonPool(nodeNum, size), nullptr);
-  const std::string place = "[ Assert Failed! commonbase/src/",
-                    tooSmall = "nodepool, CreateCommonPool,  ] Node Size too small!\n";
-  std::string printed = testing::internal::GetCapturedStdout();
-  printed.erase(std::remove_if(printed.begin(), printed.end(), [](char c) { return std::isdigit(c) != 0; }),
-                printed.end());
-  EXPECT_EQ(printed, place + "avltree, InsertAvlNode,  ] Can't InsertAvlNode the empty tree!\n\n" + place +
-                         "slist, FindInsList,  ] Must set the CmpsListNode function\n" + place + tooSmall +
-                         place + tooSmall);
-  FreesList(list);
-}
-
-TEST(NumberSet, IsASetWhateverTheLimit) {
+TEST(MemoryPool, HandsOutBlocksThatKeepWhatIsPutIntoThem) {
   Random random;
-  for (const uint32_t limit : {1u, 64u, 65u, 4096u, 4097u, 300000u}) {
-    SCOPED_TRACE(limit);
-    NumberSet set;
-    std::set<uint32_t> model;
-    uint32_t room = 0;
-    for (int step = 0; step < 4000; ++step) {
-      if (room < limit && (room == 0 || random.oneIn(1000))) {
-        room = step > 3000 ? limit : 1 + random.below(limit);
-        ASSERT_TRUE(set.reserve(room));
-      }
-      // The bounds of words are where such a set goes wrong.
-      uint32_t number = random.below(room);
-      if (random.oneIn(2)) number = std::min(number / 64 * 64 + (random.oneIn(2) ? 0 : 63), room - 1);
-      if (random.oneIn(2)) {
-        set.insert(number);
-        model.insert(number);
-      } else {
-        if (random.oneIn(2) && !model.empty()) number = *model.lower_bound(std::min(number, *model.rbegin()));
-        set.erase(number);
-        model.erase(number);
-      }
-      if (random.oneIn(1500)) set.clear(), model.clear();
-      const auto next = model.lower_bound(number);
-      ASSERT_EQ(set.next(number), next == model.end() ? NumberSet::kNone : *next);
-      ASSERT_EQ(set.lowest(), model.empty() ? NumberSet::kNone : *model.begin());
-      ASSERT_EQ(set.contains(number), model.count(number) == 1);
-      ASSERT_EQ(set.count(), model.size());
+  commonbase::MemoryPool pool;
+  std::vector<std::pair<unsigned char*, size_t>> held;  // filled with the low byte of their sizes
+  for (int step = 0; step < 20000 || !held.empty(); ++step) {
+    if (random.oneIn(50)) pool.expect(random.below(8 << 20));
+    if (step < 20000 && !random.oneIn(step / 2000 % 2 == 0 ? 3 : 2)) {
+      const size_t size = random.below(random.oneIn(300) ? 3 << 20 : random.oneIn(3) ? 30000 : 100);
+      held.emplace_back(static_cast<unsigned char*>(pool.take(size)), size);
+      ASSERT_EQ(reinterpret_cast<uintptr_t>(held.back().first) % alignof(std::max_align_t), 0u);
+      std::memset(held.back().first, static_cast<int>(size & 0xFF), size);
+    } else if (!held.empty()) {
+      std::swap(held[random.below(held.size())], held.back());
+      const auto [bytes, size] = held.back();
+      held.pop_back();
+      ASSERT_EQ(std::count(bytes, bytes + size, size & 0xFF), static_cast<ptrdiff_t>(size));
+      pool.give(bytes, size);
     }
   }
+  ASSERT_EQ(pool.taken(), 0u);
 }
 
 }  // namespace

@@ -1,18 +1,14 @@
-// What the files that other tests compare do not show of the format: the checksum by each of its ways, the largest
-// item, and the hash behind new IDs.
-
-#include <numeric>
-#include <random>
-
-#include "catalogue/itemid.h"
+// What a block is made of, where the files that other tests compare do not show it: the checksum by each of its ways,
+// and the last packet of the largest item.
 #include "storage/checksum.h"
 #include "storage/pack.h"
 #include "tests/support/fixture.h"
+#include "tests/support/random.h"
 
 namespace {
 
 TEST(Checksum, EqualsTheBitwiseDefinitionAtEveryLengthAndAlignment) {
-  const Bytes bytes = Pattern(1300, std::random_device()());
+  const Bytes bytes = Pattern(1300, Random().seed);
   for (uint32_t size = 0; size <= 1280; ++size) {
     const uint8_t* start = bytes.data() + size % 17;
     const uint32_t sum = vault::Checksum(start, size);
@@ -25,23 +21,11 @@ TEST(Checksum, EqualsTheBitwiseDefinitionAtEveryLengthAndAlignment) {
   }
 }
 
-// Smaller packets stand in every file that the other tests compare.
 TEST(Pack, LastPacketOfTheLargestItem) {
   const Bytes huge = Pattern(65535 * vault::kRoom - 1);
   Bytes block(vault::kBlock, 0xEE);
   storage::PackItemData(1, huge.data(), static_cast<uint32_t>(huge.size()), 65534, block.data());
   EXPECT_EQ(block, vault::MakeBlock(1, huge, 65534));
-}
-
-TEST(IdHash, KnownValues) {
-  const Bytes zeros(260), two = {1, 2};
-  Bytes counting(260);
-  std::iota(counting.begin(), counting.end(), uint8_t{0});
-  EXPECT_EQ(catalogue::GetIdHashValue(zeros.data(), 260), 0);
-  EXPECT_EQ(catalogue::GetIdHashValue(two.data(), 2), 0x00060005);
-  EXPECT_EQ(catalogue::GetIdHashValue(counting.data(), 260), 0xA5507F14);
-  EXPECT_EQ(catalogue::GetIdHashValue(nullptr, 260), 0);
-  EXPECT_EQ(catalogue::GetIdHashValue(two.data(), 0), 0);
 }
 
 }  // namespace
