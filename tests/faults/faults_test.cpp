@@ -267,6 +267,11 @@ const Scenario kScenarios[] = {
        s.remove(0, 2);
      },
      [](Session& s) { s.insert(0, 3, 700), s.modify(0, 1, 10, 10, true), s.insert(0, 4, 700, true); }},
+    {"a vault whose making failed at its name", [](Session&) {},
+     [](Session& s) {
+       seam::Arm(seam::Fault::kFailedFlush);
+       s.open(0), s.open(0), s.insert(0, 1, 1500);
+     }},
     {"a close in a transaction that freed blocks",
      [](Session& s) { s.open(0), s.insert(0, 1, 1500), s.insert(0, 2, 3000), s.start(0), s.remove(0, 1); },
      [](Session& s) { s.close(0); }},
