@@ -17,7 +17,7 @@ namespace platform {
 
 namespace {
 
-constexpr uint32_t kFewTimes = 16;
+constexpr uint32_t kFewTimes = 8;
 
 bool IsLocal(int descriptor) {
   constexpr uint32_t kLocal[] = {EXT4_SUPER_MAGIC, XFS_SUPER_MAGIC, BTRFS_SUPER_MAGIC, F2FS_SUPER_MAGIC,

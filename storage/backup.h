@@ -1,8 +1,8 @@
 // The backup beside a data file: a hidden byte copy, made around every sync, for PmRestoreBackupFile. No safety rests
 // on it: it is never flushed, and what a crash leaves of it is replaced.
 //
-// Only a backup that this engine left itself, and that is as it was noted when both files were last equal, is
-// brought up to date by its stale blocks. Anything else is replaced by a copy of the whole file.
+// Only a backup that is as this engine left it, beside a data file that nobody else has written into, is brought up to
+// date by its stale blocks. Anything else is replaced by a copy of the whole file.
 //
 // Invariant: while file->backup is open, data file and backup differ at most in staleBlocks and in length.
 #pragma once

@@ -1,4 +1,4 @@
-// Every read, write and flush of a data file's blocks.
+// Reading, writing and flushing the blocks of an open data file.
 //
 // Invariant: a write goes through here and is noted in staleBlocks, so that bringing the backup up to date
 // can copy just the blocks that changed.

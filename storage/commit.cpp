@@ -41,8 +41,7 @@ class Carrying : public RecordSink {
 bool CutTail(FileInfo* file) {
   if (file->dataStamp.size <= uint64_t{file->blockNum} * kBlockSize) return true;
   if (!CutBlocks(file, file->blockNum)) return false;
-  StampDataFile(file);
-  return true;
+  return StampDataFile(file);
 }
 
 // Puts a change whose frame is durable into the data file, from memory.
@@ -69,8 +68,7 @@ bool PutIntoFile(const Change& change) {
 
 // Behind the writes of a carrying out.
 bool EndCarryingOut(FileInfo* file) {
-  StampDataFile(file);
-  if (!CutTail(file)) return false;
+  if (!StampDataFile(file) || !CutTail(file)) return false;
   file->journal.noteCarriedOut();
   return true;
 }

@@ -45,8 +45,8 @@ void NoteSaved(ItemInfo* item) {
 bool PacketIsOnDisk(const ItemInfo* item, uint32_t index) {
   const uint32_t packets = PacketsFor(item->size);
   const uint32_t savedPackets = PacketsFor(item->savedSize);
-  if (!item->inOrder || index >= savedPackets || (packets == 1) != (savedPackets == 1)) return false;
-  // One that was not full carries filler, which no reader has checked, or is full by now.
+  if (!item->inOrder || index >= savedPackets || packets == 1 || savedPackets == 1) return false;
+  // An item of one packet may be what is left of several. One that was not full carries filler, which no reader has checked, or is full by now.
   if (PacketLength(item->savedSize, index) != kPacketCapacity) return false;
   const uint32_t from = index * kPacketCapacity;
   return from + kPacketCapacity <= item->changedFrom || from >= item->changedTo;

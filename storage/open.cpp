@@ -144,7 +144,6 @@ int32_t OpenOrCreate(FileInfo* file) {
   } else {
     if (!SetStrayJournalAside(file)) return kCannotOpen;
     if (!file->file.createNew(file->path) || !file->file.stamp(&file->dataStamp)) return kCannotOpen;
-    file->isFlushed = true;  // there is nothing to flush but its name
   }
   return platform::SyncFolder(file->path) ? kOk : kCannotOpen;
 }

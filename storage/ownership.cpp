@@ -22,14 +22,18 @@ bool BlocksAreTheSame(const FileInfo* file) {
 
 }  // namespace
 
-void StampDataFile(FileInfo* file) {
-  if (!file->file.note(&file->dataStamp)) file->backup.close();
+bool StampDataFile(FileInfo* file) {
+  if (file->file.note(&file->dataStamp)) return true;
+  file->backup.close();
+  return false;
 }
 
 bool HoldsTheSame(FileInfo* file) {
   platform::FileIdentity now;
   if (file->file.isAs(file->dataStamp)) return true;
-  file->isFlushed = false;  // who wrote the same bytes need not have flushed them
+  // Who wrote need not have flushed; and what no checksum covers is not in the sum, but belongs into the backup.
+  file->isFlushed = false;
+  file->backup.close();
   return file->file.identify(&now) && now.size == file->dataStamp.size && BlocksAreTheSame(file);
 }
 

@@ -68,6 +68,26 @@ TEST_F(Recovery, OfAChangeLargerThanTheRoomAhead) {
     EXPECT_EQ(Judge(dead.path() / "a.db", opening, s.states(0)), "");
 }
 
+// Whatever call of the system fails once, the next change can happen.
+TEST_F(Recovery, BehindOneFailedCall) {
+  int struck = 1;
+  for (int at = 0; struck != 0; ++at) {
+    const TempFolder folder;
+    DataBaseHandle* handle = OpenDataBaseFile(Pm(folder.path() / "a.db").c_str());
+    const auto store = [&](uint32_t id) {
+      RetainID(handle, id, 1, nullptr);
+      return InserItemToDataBase(handle, id, "bytes", 5, 1);
+    };
+    EXPECT_EQ(store(1), 0);
+    seam::Arm(seam::Fault::kError, at);
+    store(2);
+    struck = seam::struck;
+    seam::Disarm();
+    EXPECT_EQ(store(3), 0) << at;
+    EXPECT_EQ(CloseDataBaseFile(handle), 0);
+  }
+}
+
 // A host's standard streams may be closed: what it prints is not to go into a vault.
 TEST_F(Recovery, OfAHostWithoutStandardStreams) {
   const pid_t process = fork();
