@@ -8,11 +8,6 @@ namespace storage {
 
 namespace {
 
-struct BackupName {
-  PmChar path[kMaxBackupPath + 1];
-  explicit BackupName(const PmChar* dataPath) { GetBackupFileName(path, dataPath); }
-};
-
 // Whether the backup is still as this engine left it, under its name.
 bool IsOurs(const FileInfo* file, const PmChar* path) {
   platform::FileIdentity named;
@@ -61,10 +56,9 @@ int32_t CopyWholeFile(FileInfo* file, const PmChar* path) {
 }
 
 // Notes that both files are equal.
-int32_t NoteEqual(FileInfo* file) {
+void NoteEqual(FileInfo* file) {
   while (!file->staleBlocks.empty()) file->staleBlocks.erase(file->staleBlocks.lowest());
   if (!file->backup.note(&file->backupStamp)) file->backup.close();
-  return kOk;
 }
 
 }  // namespace
@@ -73,13 +67,16 @@ int32_t BackupDataFile(FileInfo* file) {
   const BackupName name(file->path);
   if (IsOurs(file, name.path)) {
     if (AreEqual(file)) return kOk;
-    if (CopyStaleBlocks(file)) return NoteEqual(file);
-    file->backup.close();
-    return kWriteFailed;
+    if (!CopyStaleBlocks(file)) {
+      file->backup.close();
+      return kWriteFailed;
+    }
+  } else {
+    if (const int32_t result = CopyWholeFile(file, name.path); result != kOk) return result;
+    platform::SetHidden(name.path, true);
   }
-  if (const int32_t result = CopyWholeFile(file, name.path); result != kOk) return result;
-  platform::SetHidden(name.path, true);
-  return NoteEqual(file);
+  NoteEqual(file);
+  return kOk;
 }
 
 bool HasBackup(const FileInfo* file) {

@@ -15,8 +15,8 @@ const uint8_t* BlockWindow::get(uint32_t block) {
     const uint32_t wanted = goesOn ? kWindow : kPageBlocks;
     first_ = block / wanted * wanted;
     used_ = std::max(used_, wanted);
-    const size_t size =
-        file_.readAt(uint64_t{first_} * kBlockSize, bytes_, size_t{wanted} * kBlockSize);  // less at its end
+    // Less at the file's end.
+    const size_t size = file_.readAt(uint64_t{first_} * kBlockSize, bytes_, size_t{wanted} * kBlockSize);
     count_ = static_cast<uint32_t>(size / kBlockSize);
     if (block - first_ >= count_) return nullptr;
   }

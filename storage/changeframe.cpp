@@ -67,8 +67,8 @@ class ChangeFrame {
       StoreU64(frame.add(kAheadRecord, number), HashHeader(header));
       return true;
     });
-    if (!named) return abandon() == kOk;
-    if (journal_.append(&frame) != kOk) return false;
+    if (!named) abandon();
+    if (!named || journal_.append(&frame) != kOk) return false;
     journal_.noteCarriedOut();
     return true;
   }

@@ -25,7 +25,8 @@ namespace storage {
 
 namespace {
 
-// Whether every block that is free in memory is so for the file too.
+// Whether the free blocks may be squeezed out: those that an open transaction freed go with it; else none may be free in
+// memory alone.
 bool MayCompact(const FileInfo* file) {
   if (file->index.count() == 0) return false;
   return file->transaction == Transaction::kOpen ||

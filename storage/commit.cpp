@@ -12,7 +12,6 @@
 #include "storage/pack.h"
 #include "storage/result.h"
 #include "storage/room.h"
-#include "storage/storage.h"
 
 namespace storage {
 
@@ -138,22 +137,6 @@ int32_t CommitChange() {
   change.finish();
   if (done && backsUp) BackupDataFile(file);
   return kOk;
-}
-
-OneChange::OneChange() : began_(!change.isOpen() && CurrentFile() != nullptr) {
-  if (began_) change.begin(CurrentFile());
-}
-
-OneChange::~OneChange() {
-  end(kNoItem);
-}
-
-int32_t OneChange::end(int32_t result) {
-  if (!began_) return result;
-  began_ = false;
-  if (result >= 0) return CommitChange();
-  change.undo();
-  return result;
 }
 
 }  // namespace storage

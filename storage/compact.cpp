@@ -14,7 +14,7 @@ bool PlanMoves(const FileInfo* file, commonbase::GrowArray<BlockMove>* moves) {
   uint32_t target = file->freeBlocks.lowest();
   for (uint32_t block = file->blockNum; block-- > 0;) {
     if (target > block) return true;
-    if (file->freeBlocks.contains(block)) continue;
+    if (IsFreeBlock(file, block * kBlockSize)) continue;
     if (!moves->reserve(moves->size() + 1)) return false;
     moves->add({target, block});
     target = file->freeBlocks.next(target + 1);

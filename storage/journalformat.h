@@ -65,9 +65,8 @@ struct FrameHead {
 };
 
 enum RecordType : uint32_t {
-  kImageRecord = 1,  // 1024 bytes: the block as the change makes it
-  kFoundRecord =
-      2,  // two half hashes and the part, of a block before the journal first overwrites, marks or cuts it
+  kImageRecord = 1,   // 1024 bytes: the block as the change makes it
+  kFoundRecord = 2,   // two half hashes and the part, of a block before the journal first changes or cuts it
   kDirectRecord = 3,  // two half hashes, of a block that the change wrote behind the end before the frame
   kAheadRecord = 4,   // the header hash of a block that is about to be written behind the end
   kMarkRecord = 5,    // nothing: the blocks get the free mark
@@ -113,12 +112,15 @@ HalfHashes HashHalves(const uint8_t* block);
 // What a packet header says.
 uint64_t HashHeader(const uint8_t* header);
 
-// The part that a block has in the sum over a file: a hash of its number, its header and its stored checksum.
+// The next state of a hash, word by word.
 inline uint64_t MixWord(uint64_t state, uint64_t word) {
   state = (state ^ word) * 0x9E3779B97F4A7C15U;
   return state ^ state >> 32;
 }
+
 constexpr uint64_t kWithoutType = ~uint64_t{0xFF00};  // the first word of a block without its packetType
+
+// The part that a block has in the sum over a file: a hash of its number, its header and its stored checksum.
 inline uint64_t BlockPart(uint32_t block, const uint8_t* bytes) {
   uint64_t state = MixWord(uint64_t{block} + 1, LoadU64(bytes) & kWithoutType);
   state = MixWord(state, LoadU64(bytes + 8));

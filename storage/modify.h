@@ -1,4 +1,4 @@
-// What a change needs of the items in memory.
+// Changing items in memory: what else than the operations themselves a change needs of that.
 #pragma once
 
 #include "storage/controller.h"

@@ -28,6 +28,11 @@ size_t GetFileNameOffset(const PmChar* path);
 // Puts the backup's path into `backup`, a buffer of kMaxBackupPath + 1 characters.
 void GetBackupFileName(PmChar* backup, const PmChar* path);
 
+struct BackupName {
+  PmChar path[kMaxBackupPath + 1];
+  explicit BackupName(const PmChar* dataPath) { GetBackupFileName(path, dataPath); }
+};
+
 // Puts the journal's path into `journal`, a buffer of kMaxJournalPath + 1 characters. False when the path is a
 // symbolic link that leads nowhere.
 bool GetJournalFileName(PmChar* journal, const PmChar* path);

@@ -131,11 +131,10 @@ int32_t ReadDataFile(FileInfo* file) {
 }
 
 int32_t OpenOrCreate(FileInfo* file) {
-  PmChar backup[kMaxBackupPath + 1];
-  GetBackupFileName(backup, file->path);
+  const BackupName backup(file->path);
   const bool exists = !platform::IsMissing(file->path);
   if (!file->journal.setPath(file->path)) return exists ? kBadData : kCannotOpen;
-  if (!platform::TakesName(backup) || !platform::TakesName(file->journal.path())) return kCannotOpen;
+  if (!platform::TakesName(backup.path) || !platform::TakesName(file->journal.path())) return kCannotOpen;
   if (exists) {
     const bool opened = file->file.open(file->path, platform::Access::kReadWrite);
     if (!opened || !file->file.stamp(&file->dataStamp)) return kBadData;

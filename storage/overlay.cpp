@@ -32,8 +32,8 @@ bool Overlay::read(const platform::File& data, uint32_t block, uint8_t* bytes, u
   if (block > blockNum() || count > blockNum() - block) return false;
   const size_t size = size_t{count} * kBlockSize;
   const size_t got = data.readAt(uint64_t{block} * kBlockSize, bytes, size);
-  uint32_t reached =
-      static_cast<uint32_t>(got / kBlockSize);  // what lies behind has to come from the journal
+  // What lies behind has to come from the journal.
+  auto reached = static_cast<uint32_t>(got / kBlockSize);
   for (uint32_t word = contents_.firstWord(block); word < contents_.words().size();) {
     const uint32_t number = contents_.words()[word].block;
     if (number >= block + count) break;

@@ -117,9 +117,9 @@ bool CarryOutAll(FileInfo* file, const JournalContents& contents, const File& jo
 }
 
 bool SetAsideBoth(const FileInfo* file) {
-  PmChar backup[kMaxBackupPath + 1];
-  GetBackupFileName(backup, file->path);
-  return SetAside(backup, kForeignBackupSuffix) && SetAside(file->journal.path(), kForeignJournalSuffix) &&
+  const BackupName backup(file->path);
+  return SetAside(backup.path, kForeignBackupSuffix) &&
+         SetAside(file->journal.path(), kForeignJournalSuffix) &&
          platform::SyncFolder(file->journal.path()) && platform::SyncFolder(file->path);
 }
 

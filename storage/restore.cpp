@@ -96,8 +96,7 @@ bool CopyBackup(FileInfo* file, const PmChar* path) {
 
 // Brings the data file of a record to the state of its journal, or else of its backup.
 bool Restore(FileInfo* file, TableCheck isWellFormed) {
-  PmChar backup[kMaxBackupPath + 1];
-  GetBackupFileName(backup, file->path);
+  const BackupName backup(file->path);
   if (!file->journal.setPath(file->path)) return false;
   bool hasJournal = !platform::IsMissing(file->journal.path());
   if (hasJournal && platform::IsMissing(file->path)) {
@@ -105,13 +104,14 @@ bool Restore(FileInfo* file, TableCheck isWellFormed) {
     if (!SetAside(file->journal.path(), kForeignJournalSuffix)) return false;
     hasJournal = false;
   }
-  if (!hasJournal && !IsSound(backup, isWellFormed)) return false;
+  if (!hasJournal && !IsSound(backup.path, isWellFormed)) return false;
   if (OpenOrCreate(file) != kOk) return false;
   const Recovery recovery = RecoverDataFile(file);
   if (recovery == Recovery::kCarriedOut) return true;
-  if (recovery == Recovery::kGivenUp) return IsSound(backup, isWellFormed) && CopyBackup(file, backup);
+  if (recovery == Recovery::kGivenUp)
+    return IsSound(backup.path, isWellFormed) && CopyBackup(file, backup.path);
   // A journal that was set aside has taken the backup along.
-  return recovery == Recovery::kNothing && !hasJournal && CopyBackup(file, backup);
+  return recovery == Recovery::kNothing && !hasJournal && CopyBackup(file, backup.path);
 }
 
 }  // namespace

@@ -73,8 +73,8 @@ PM_EXPORT int32_t PM_CALL GetCurDir(int32_t size, PmChar* buffer);
 PM_EXPORT int32_t PM_CALL FDelete(const PmChar* path);
 
 /** Cuts a file to `size` bytes, or extends it with zero bytes; a missing file is made, for its owner alone
- * (on Windows: with the rights that its folder gives). 0
- * on success and also when the file cannot be opened at all, -1 when the length could not be changed. */
+ * (on Windows: with the rights that its folder gives). 0 on success and also when the file cannot be opened at
+ * all, -1 when the length could not be changed. */
 PM_EXPORT int32_t PM_CALL FTruncate(const PmChar* path, int32_t size);
 
 /** fflush: hands what the stream keeps back to the system. 0 on success, nonzero on failure. */

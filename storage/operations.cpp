@@ -1,10 +1,26 @@
-// The engine's writing operations: each is one change, or a part of the one that its caller began.
+// The engine's operations that write: each is one change, or a part of the one that its caller began.
 
 #include "storage/change.h"
 #include "storage/commit.h"
 #include "storage/storage.h"
 
 namespace storage {
+
+OneChange::OneChange() : began_(!change.isOpen() && CurrentFile() != nullptr) {
+  if (began_) change.begin(CurrentFile());
+}
+
+OneChange::~OneChange() {
+  end(kNoItem);
+}
+
+int32_t OneChange::end(int32_t result) {
+  if (!began_) return result;
+  began_ = false;
+  if (result >= 0) return CommitChange();
+  change.undo();
+  return result;
+}
 
 int32_t SyncDirtyData() {
   FileInfo* file = CurrentFile();
