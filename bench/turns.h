@@ -1,7 +1,7 @@
 // Processes that take turns.
 //
-// What a flush costs wavers by half within a minute. Who is compared by durable changes makes a few of them next to a few
-// of everybody else's.
+// What a flush costs wavers by half within a minute. Who is compared by durable changes makes a few of them next to
+// a few of everybody else's.
 #pragma once
 
 #include <cstdint>

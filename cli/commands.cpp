@@ -1,3 +1,4 @@
+// The list of all commands, in the order in which the help shows them.
 #include "cli/command.h"
 
 namespace cli {

@@ -65,8 +65,6 @@ void Console::errorText(const std::string& value) {
   std::fflush(stderr);                                                    // not everywhere by itself
 }
 
-// A console is spoken to, whether or not what is said needs to know its state.
-// NOLINTBEGIN(readability-convert-member-functions-to-static)
 void Console::document(const Json& value) {
   writeLine(value.dump(2, ' ', false, Json::error_handler_t::replace));
 }
@@ -74,7 +72,6 @@ void Console::document(const Json& value) {
 void Console::record(const Json& value) {
   writeLine(value.dump(-1, ' ', false, Json::error_handler_t::replace));
 }
-// NOLINTEND(readability-convert-member-functions-to-static)
 
 void Console::bytes(const Bytes& value) {
   WriteOutput(value.data(), value.size());

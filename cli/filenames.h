@@ -5,7 +5,7 @@
 // digits, of a byte of the UTF-8; an unpaired surrogate as "%u" and four. That is
 //   - what Windows forbids: controls and < > : " | ? * \, a full stop or a space at the end of a part, the first
 //     letter of a device name (CON, COM1, ...)
-//   - a '/' that makes no folder: at the begin, at the end, behind another one
+//   - a '/' that makes no folder: at the beginning, at the end, behind another one
 //   - the full stops of "." and ".."
 //   - "%" itself
 // A name that is taken already (also by one that differs in the case of letters only, or as a folder), that is

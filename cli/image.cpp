@@ -80,7 +80,7 @@ void Image::judgeBlock(const uint8_t* bytes) {
   const PacketHeader header = storage::DecodeHeader(bytes);
   const bool sound = storage::CheckPacket(bytes) == storage::kOk;
   BlockState state = header.packetType == storage::kFreeBlock ? BlockState::kFree : BlockState::kUsed;
-  if (header.packetFlag > 1 || header.formatVersion != storage::kFormatVersion) {
+  if (header.packetFlag > storage::kPacketFlag || header.formatVersion != storage::kFormatVersion) {
     state = BlockState::kMalformed;
     fileProblems_.push_back(
         {number, fmt::format("its first byte is 0x{:02X}, which begins no block", bytes[0]), "block-begin"});

@@ -110,9 +110,8 @@ JournalImages ReadJournalImages(const platform::File& journal) {
     images.isGapless = images.isGapless && head.number == number + 1;
     salt = head.salt;
     number = head.number;
-    *at = std::max(
-        *at,
-        next - storage::kJournalPage);  // the next one begins there, or before it where bytes are missing
+    // The next one begins there, or before it where bytes are missing.
+    *at = std::max(*at, next - storage::kJournalPage);
     if (head.kind != storage::kChangeFrame) continue;
     sink.putInto(images);
     images.blockNum = head.blockNum;

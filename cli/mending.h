@@ -54,7 +54,7 @@ bool IsPossible(const storage::PacketHeader& header);
 std::optional<Mended> MendBlock(const Bytes& found, const std::vector<storage::PacketHeader>& missing);
 
 // Mends a block into which bytes were inserted or from which some are missing, nobody knows where: `begin` are 1,024
-// bytes from its begin on, `end` those up to its end.
+// bytes from its beginning on, `end` those up to its end.
 std::optional<Mended> MendSplit(const Bytes& begin, const Bytes& end,
                                 const std::vector<storage::PacketHeader>& missing);
 

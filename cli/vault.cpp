@@ -105,8 +105,8 @@ void Vault::replace(uint32_t id, const Bytes& bytes) {
 
 void Vault::remove(uint32_t id) {
   int32_t result = DeleteItemFromDataBase(handle_, id, 0);
-  if (result ==
-      storage::kNoItem) {  // an item of no bytes has nothing in the file to delete until it is stored again
+  // An item of no bytes has nothing in the file to delete until it is stored again.
+  if (result == storage::kNoItem) {
     store(id, {});
     result = DeleteItemFromDataBase(handle_, id, 0);
   }

@@ -61,7 +61,7 @@ else()
   foreach(page pmstore pmstore-avltree pmstore-dlist pmstore-file pmstore-nodepool pmstore-slist)
     install_manual_page(${page})
   endforeach()
-  install(FILES README.md CHANGELOG.md docs/tutorial.md docs/format.md docs/architecture.md docs/safety.md
+  install(FILES README.md CHANGELOG.md docs/tutorial.md docs/administrators.md docs/format.md docs/architecture.md docs/safety.md
     DESTINATION "${CMAKE_INSTALL_DOCDIR}" COMPONENT development)
   install(FILES examples/hello.c examples/hello.cpp examples/hello.py examples/wrapper.cpp examples/wrapper.py
     DESTINATION "${CMAKE_INSTALL_DOCDIR}/examples" COMPONENT development)

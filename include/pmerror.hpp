@@ -14,12 +14,11 @@
 
 namespace pmstore {
 
-/** Why a call failed. The values are those of pmstore.h, and those below -100 are of calls that return no
- * code. */
+/** Why a call failed. The values are those of pmstore.h; those below -100 are of calls that return no code. */
 enum class Errc : int32_t {
   kRefused = -1, /**< no such item, an argument out of range, or no memory */
-  kCannotOpen =
-      -2, /**< the data file or its backup cannot be opened, or another program has changed or locked it */
+  /** The data file or its backup cannot be opened, or another program has changed or locked it. */
+  kCannotOpen = -2,
   kNullId = -3,       /**< the ID is 0 */
   kWriteFailed = -4,  /**< a write failed, or the file would grow too large */
   kUnknownId = -5,    /**< the ID is 0, or neither pending nor committed */

@@ -117,7 +117,8 @@ void RestoreByLibrary(const VaultPath& path) {
   ReleasePmTotalDataController();  // closes the vault, which deletes the backup
 }
 
-// Renames what stands beside a vault for another file, as the library does it.
+// Renames what stands beside a vault for another file, as the library would, but with the tool's kind of number where
+// the name is taken: ".pmo.2", which for the library is ".pmo02".
 void KeepAside(const PmString& file, const char* suffix, Console& console) {
   if (!platform::Exists(file.c_str())) return;
   constexpr size_t kSuffixLength = sizeof storage::kJournalSuffix - 1;

@@ -1,6 +1,6 @@
 /*
- * A program of somebody else's, on a console: it makes a vault, and then the tool (its path is the argument) looks at it.
- * The console is to be afterwards as it was.
+ * A program of somebody else's, on a console: it makes a vault, and then the tool (its path is the argument) looks at
+ * it. The console is to be afterwards as it was.
  */
 #include <process.h>
 #include <string.h>

@@ -1,6 +1,5 @@
 // Random damage to random packets: a packet that is called proven is the one that was written, always, and what
-// stands often enough in its block is always mended. PMSTORE_TEST_SEED
-// draws others.
+// stands often enough in its block is always mended. PMSTORE_TEST_SEED draws others.
 
 #include "cli/mending.h"
 

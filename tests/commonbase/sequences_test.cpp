@@ -27,8 +27,8 @@ char Letter(const void* element) {
 // Each container inserts and removes what it draws for the letter, in the model as well; then it is asked about it.
 template <typename Container>
 void Compare() {
-  constexpr size_t kInsertions[] = {8, 3, 8,
-                                    0};  // of 10: phases that grow and phases that shrink, also to nothing
+  // Of 10: phases that grow and phases that shrink, also to nothing.
+  constexpr size_t kInsertions[] = {8, 3, 8, 0};
   Random random;
   Container container;
   std::string model;

@@ -3,8 +3,8 @@
 // A change is pending until a barrier carries it to the medium: the sync of its file for sectors and sizes,
 // the sync of the folder for names. At any moment any subset of the pending changes may have reached it, in
 // any order; a name changes as a whole, a write sector by sector, and the 4 KiB around a sector that was being
-// written may hold anything. After a failed sync, the system takes what it
-// could not write for written: it stays pending whatever is synced later, until it is written anew.
+// written may hold anything. After a failed sync, the system takes what it could not write for written: it
+// stays pending whatever is synced later, until it is written anew.
 #pragma once
 
 #include <algorithm>
